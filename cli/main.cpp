@@ -1,0 +1,54 @@
+#include "Commands.h"
+
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+void printHelp(std::ostream& out)
+{
+    out << "Usage: lumeno COMMAND [ARGUMENTS]\n"
+           "\n"
+           "Reads and shows the metadata of JPEG and TIFF photos.\n"
+           "\n"
+           "Commands:\n"
+           "  dump FILE...   show every EXIF directory of each file, one line per value\n"
+           "\n"
+           "Options:\n"
+           "  -h, --help     show this help; 'lumeno COMMAND --help' explains a command\n"
+           "  --version      show the version\n";
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::ios::sync_with_stdio(false);
+    std::vector<std::string> args(argv + 1, argv + argc);
+    Lumeno::Cli::Streams streams{std::cout, std::cerr};
+
+    if (args.empty()) {
+        printHelp(std::cerr);
+        return 2;
+    }
+    const std::string command = args.front();
+    args.erase(args.begin());
+    if (command == "-h" || command == "--help" || command == "help") {
+        printHelp(std::cout);
+        return 0;
+    }
+    if (command == "--version") {
+        std::cout << "lumeno 0.1.0\n";
+        return 0;
+    }
+    if (command == "dump") {
+        const int status = Lumeno::Cli::runDump(args, streams);
+        std::cout.flush();
+        return status;
+    }
+    std::cerr << "lumeno: unknown command '" << command << "'\n"
+              << "Run 'lumeno --help' for the list of commands.\n";
+    return 2;
+}

@@ -1,0 +1,64 @@
+// The EXIF directory tree of one TIFF structure: IFD0, its EXIF sub-directory with the
+// interoperability and maker-note directories below it, and IFD1 (EXIF 2.2 section 4.6).
+#pragma once
+
+#include "Metadata/IFD.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Metadata {
+
+class ByteSource;
+class ImageStreamT;
+class TIFFReader;
+
+class EXIF {
+public:
+    // An empty tree: no directories.
+    EXIF() = default;
+    // Reads every directory of the tree from the structure `reader` describes. A maker note that
+    // is not a plain directory is left out rather than failing the whole tree: its layout is the
+    // camera maker's own.
+    explicit EXIF(std::shared_ptr<TIFFReader> reader);
+
+    // Reads the TIFF header at `base` of `source`, then the tree.
+    static EXIF read(std::shared_ptr<const ByteSource> source, std::uint64_t base = 0);
+    // Reads a TIFF file from its stream, which must outlive the tree's use of it.
+    static EXIF readTIFF(ImageStreamT& stream);
+
+    bool empty() const noexcept { return directories().empty(); }
+
+    // The directory with this id (DirectoryId), or null when the file has none.
+    const IFD* directory(std::uint32_t id) const noexcept;
+    // The present directories in the order IFD0, EXIF, interoperability, IFD1, maker note.
+    std::vector<const IFD*> directories() const;
+
+    // The field `tag` of directory `id`, or null.
+    const Field* find(std::uint32_t id, std::uint16_t tag) const noexcept;
+
+    // Typed values by (directory, tag): false when the directory, the field or the value at
+    // `index` is missing; LogicError "wrong field type" when the field holds another type.
+    bool getUInt32(std::uint32_t id, std::uint16_t tag, std::uint32_t& value, std::size_t index = 0) const;
+    bool getInt32(std::uint32_t id, std::uint16_t tag, std::int32_t& value, std::size_t index = 0) const;
+    bool getURational(std::uint32_t id, std::uint16_t tag, URational& value, std::size_t index = 0) const;
+    bool getSRational(std::uint32_t id, std::uint16_t tag, SRational& value, std::size_t index = 0) const;
+    bool getText(std::uint32_t id, std::uint16_t tag, std::string& value) const;
+    bool getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_t>& value) const;
+
+    // The dump of IFD0, EXIF, interoperability and IFD1, each with its header. Resolution lines
+    // name the unit of IFD0's ResolutionUnit (inches when it has none, the TIFF default).
+    void dump(std::ostream& out) const;
+
+private:
+    std::shared_ptr<IFD> primary_;
+    std::shared_ptr<IFD> exif_;
+    std::shared_ptr<IFD> interoperability_;
+    std::shared_ptr<IFD> thumbnail_;
+    std::shared_ptr<IFD> makerNote_;
+};
+
+} // namespace Metadata

@@ -1,0 +1,119 @@
+// One entry of a TIFF/EXIF image file directory (TIFF 6.0 section 2), with its values loaded
+// into typed storage as soon as it is read.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace Metadata {
+
+class TIFFReader;
+
+// The twelve TIFF field types (TIFF 6.0 section 2, "Types").
+enum class FieldType : std::uint16_t {
+    Byte = 1,
+    Ascii = 2,
+    Short = 3,
+    Long = 4,
+    Rational = 5,
+    SByte = 6,
+    Undefined = 7,
+    SShort = 8,
+    SLong = 9,
+    SRational = 10,
+    Float = 11,
+    Double = 12,
+};
+
+// Bytes per value of a type code; 0 for codes outside the twelve.
+std::uint32_t typeSize(std::uint16_t type) noexcept;
+// "BYTE", "ASCII", ..., "rational_t", "srational_t", ...; "?" for codes outside the twelve.
+const char* typeName(std::uint16_t type) noexcept;
+
+// Rationals as loaded: reduced by their greatest common divisor, denominator positive. A signed
+// component needs 64 bits because -2^31 / -1 reduces to 2^31.
+struct URational {
+    std::uint32_t numerator = 0;
+    std::uint32_t denominator = 1;
+    friend bool operator==(const URational& a, const URational& b)
+    {
+        return a.numerator == b.numerator && a.denominator == b.denominator;
+    }
+};
+
+struct SRational {
+    std::int64_t numerator = 0;
+    std::int64_t denominator = 1;
+    friend bool operator==(const SRational& a, const SRational& b)
+    {
+        return a.numerator == b.numerator && a.denominator == b.denominator;
+    }
+};
+
+class Field {
+public:
+    // Reads the 12-byte entry at `entryOffset` (relative to the TIFF base) and loads its values.
+    // Throws Exception "Zero-length Field" for an entry of unknown type or zero count.
+    Field(TIFFReader& reader, std::uint32_t directoryId, std::uint64_t entryOffset);
+    // A field built from its parts; its values are loaded from `valueOffset` the same way.
+    Field(TIFFReader& reader, std::uint32_t directoryId, std::uint16_t tag, std::uint16_t type,
+          std::uint32_t count, std::uint32_t valueOffset);
+
+    std::uint32_t directoryId() const noexcept { return directoryId_; }
+    std::uint16_t tag() const noexcept { return tag_; }
+    std::uint16_t type() const noexcept { return type_; }
+    std::uint32_t count() const noexcept { return count_; }
+    // Where the value lies, relative to the TIFF base; for a value of 4 bytes or less this is the
+    // position of the entry's own value field.
+    std::uint32_t valueOffset() const noexcept { return valueOffset_; }
+
+    // The typed value lists. Each throws LogicError "wrong field type" when the field holds
+    // another type. FLOAT and DOUBLE fields hold no values at all: they are kept for their tag,
+    // type and count only.
+    const std::vector<std::uint32_t>& unsignedValues() const;  // BYTE, SHORT, LONG
+    const std::vector<char>& textBytes() const;                // ASCII, as stored (NULs included)
+    const std::vector<URational>& unsignedRationals() const;   // RATIONAL
+    const std::vector<std::int32_t>& signedValues() const;     // SBYTE, SSHORT, SLONG
+    const std::vector<std::uint8_t>& rawBytes() const;         // UNDEFINED
+    const std::vector<SRational>& signedRationals() const;     // SRATIONAL
+
+    // Typed getters: false when the value at `index` does not exist; LogicError "wrong field type"
+    // when the field holds another type.
+    bool getUInt32(std::uint32_t& value, std::size_t index = 0) const;
+    bool getInt32(std::int32_t& value, std::size_t index = 0) const;
+    bool getURational(URational& value, std::size_t index = 0) const;
+    bool getSRational(SRational& value, std::size_t index = 0) const;
+    // ASCII: the text up to its first NUL.
+    bool getText(std::string& value) const;
+    // UNDEFINED: all bytes.
+    bool getBytes(std::vector<std::uint8_t>& value) const;
+
+    // The display line "Name: value" of the tag's row, when a row with a formatter exists for
+    // this tag in the directory's table and the value could be read; false otherwise. Rows marked
+    // silent write nothing and still answer true.
+    bool display(std::ostream& out) const;
+    bool name(std::string& value) const;
+    bool description(std::string& value) const;
+    // The display line, or, when there is none, the generic form:
+    // "Tag 0x829a (rational_t, 1): 1/60".
+    void dump(std::ostream& out) const;
+    void dumpGeneric(std::ostream& out) const;
+
+private:
+    void load(TIFFReader& reader);
+
+    std::uint32_t directoryId_;
+    std::uint16_t tag_ = 0;
+    std::uint16_t type_ = 0;
+    std::uint32_t valueOffset_ = 0;
+    std::uint32_t count_ = 0;
+    std::variant<std::monostate, std::vector<std::uint32_t>, std::vector<char>, std::vector<URational>,
+                 std::vector<std::int32_t>, std::vector<std::uint8_t>, std::vector<SRational>>
+        values_;
+};
+
+} // namespace Metadata

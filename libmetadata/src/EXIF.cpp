@@ -1,0 +1,129 @@
+#include "Metadata/EXIF.h"
+
+#include "Metadata/Exceptions.h"
+#include "Metadata/ImageMetadata.h"
+#include "Metadata/ImageStream.h"
+#include "Metadata/TIFFReader.h"
+#include "Metadata/TagTable.h"
+
+namespace Metadata {
+
+EXIF::EXIF(std::shared_ptr<TIFFReader> reader)
+{
+    primary_ = std::make_shared<IFD>(reader, DirectoryId::Primary, reader->firstIFDOffset());
+    exif_ = primary_->subIFD(DirectoryId::Exif);
+    if (exif_) {
+        interoperability_ = exif_->subIFD(DirectoryId::Interoperability);
+        try {
+            makerNote_ = exif_->subIFD(DirectoryId::MakerNote);
+        } catch (const Exception&) {
+            makerNote_.reset();
+        }
+    }
+    const std::uint32_t next = primary_->nextOffset();
+    if (next != 0 && !reader->directoryRead(next)) {
+        thumbnail_ = std::make_shared<IFD>(reader, DirectoryId::Thumbnail, next);
+    }
+}
+
+EXIF EXIF::read(std::shared_ptr<const ByteSource> source, std::uint64_t base)
+{
+    return EXIF(TIFFReader::open(std::move(source), base));
+}
+
+EXIF EXIF::readTIFF(ImageStreamT& stream)
+{
+    stream.seekg(0);
+    const ImageMetadata::TIFFHeader header(stream);
+    auto source = std::make_shared<StreamSource>(stream);
+    return EXIF(std::make_shared<TIFFReader>(std::move(source), 0, header.bigEndian(), header.firstIFDOffset()));
+}
+
+const IFD* EXIF::directory(std::uint32_t id) const noexcept
+{
+    switch (id) {
+    case DirectoryId::Primary:
+        return primary_.get();
+    case DirectoryId::Thumbnail:
+        return thumbnail_.get();
+    case DirectoryId::Exif:
+        return exif_.get();
+    case DirectoryId::Interoperability:
+        return interoperability_.get();
+    case DirectoryId::MakerNote:
+        return makerNote_.get();
+    default:
+        return nullptr;
+    }
+}
+
+std::vector<const IFD*> EXIF::directories() const
+{
+    std::vector<const IFD*> present;
+    for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), thumbnail_.get(), makerNote_.get()}) {
+        if (d != nullptr) {
+            present.push_back(d);
+        }
+    }
+    return present;
+}
+
+const Field* EXIF::find(std::uint32_t id, std::uint16_t tag) const noexcept
+{
+    const IFD* d = directory(id);
+    return d != nullptr ? d->find(tag) : nullptr;
+}
+
+bool EXIF::getUInt32(std::uint32_t id, std::uint16_t tag, std::uint32_t& value, std::size_t index) const
+{
+    const Field* f = find(id, tag);
+    return f != nullptr && f->getUInt32(value, index);
+}
+
+bool EXIF::getInt32(std::uint32_t id, std::uint16_t tag, std::int32_t& value, std::size_t index) const
+{
+    const Field* f = find(id, tag);
+    return f != nullptr && f->getInt32(value, index);
+}
+
+bool EXIF::getURational(std::uint32_t id, std::uint16_t tag, URational& value, std::size_t index) const
+{
+    const Field* f = find(id, tag);
+    return f != nullptr && f->getURational(value, index);
+}
+
+bool EXIF::getSRational(std::uint32_t id, std::uint16_t tag, SRational& value, std::size_t index) const
+{
+    const Field* f = find(id, tag);
+    return f != nullptr && f->getSRational(value, index);
+}
+
+bool EXIF::getText(std::uint32_t id, std::uint16_t tag, std::string& value) const
+{
+    const Field* f = find(id, tag);
+    return f != nullptr && f->getText(value);
+}
+
+bool EXIF::getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_t>& value) const
+{
+    const Field* f = find(id, tag);
+    return f != nullptr && f->getBytes(value);
+}
+
+void EXIF::dump(std::ostream& out) const
+{
+    std::uint32_t unit = 2;
+    try {
+        getUInt32(DirectoryId::Primary, 296, unit);
+    } catch (const Error&) {
+        unit = 0; // a ResolutionUnit of the wrong type names no unit
+    }
+    setResolutionUnit(unit);
+    for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), thumbnail_.get()}) {
+        if (d != nullptr) {
+            d->dump(out);
+        }
+    }
+}
+
+} // namespace Metadata

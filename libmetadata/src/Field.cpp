@@ -1,0 +1,333 @@
+#include "Metadata/Field.h"
+
+#include "Metadata/Exceptions.h"
+#include "Metadata/ImageStream.h"
+#include "Metadata/TIFFReader.h"
+#include "Metadata/TagTable.h"
+
+#include <boost/rational.hpp>
+
+#include <ostream>
+
+namespace Metadata {
+
+namespace {
+
+constexpr std::uint32_t TypeSizes[13] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
+constexpr const char* TypeNames[13] = {"?",         "BYTE",  "ASCII",  "SHORT",       "LONG",  "rational_t",
+                                       "SBYTE",     "UNDEFINED", "SSHORT", "SLONG", "srational_t", "FLOAT",
+                                       "DOUBLE"};
+
+template <class T, class Variant> const T& held(const Variant& values)
+{
+    if (const T* list = std::get_if<T>(&values)) {
+        return *list;
+    }
+    METADATA_THROW(LogicError, "wrong field type");
+}
+
+template <class T, class Variant> bool getAt(const Variant& values, std::size_t index, T& value)
+{
+    const std::vector<T>& list = held<std::vector<T>>(values);
+    if (index >= list.size()) {
+        return false;
+    }
+    value = list[index];
+    return true;
+}
+
+// Reduces n/d by their greatest common divisor with the denominator made positive.
+boost::rational<std::int64_t> normalised(std::int64_t n, std::int64_t d)
+{
+    if (d == 0) {
+        METADATA_THROW(FileFormatException, "bad rational: zero denominator");
+    }
+    return boost::rational<std::int64_t>(n, d);
+}
+
+} // namespace
+
+std::uint32_t typeSize(std::uint16_t type) noexcept
+{
+    return type < 13 ? TypeSizes[type] : 0;
+}
+
+const char* typeName(std::uint16_t type) noexcept
+{
+    return type < 13 ? TypeNames[type] : TypeNames[0];
+}
+
+Field::Field(TIFFReader& reader, std::uint32_t directoryId, std::uint64_t entryOffset) : directoryId_(directoryId)
+{
+    std::uint8_t entry[12];
+    reader.read(entryOffset, entry, sizeof entry);
+    const bool big = reader.bigEndian();
+    tag_ = decode16(entry, big);
+    type_ = decode16(entry + 2, big);
+    count_ = decode32(entry + 4, big);
+    const std::uint64_t bytes = std::uint64_t{typeSize(type_)} * count_;
+    if (bytes == 0) {
+        METADATA_THROW(Exception, "Zero-length Field");
+    }
+    if (bytes > 4) {
+        valueOffset_ = decode32(entry + 8, big);
+    } else {
+        // Inline values are addressed like stored ones: the position of the value field itself.
+        // Directories end below 2^32 (IFD checks), so this cannot wrap.
+        valueOffset_ = static_cast<std::uint32_t>(entryOffset + 8);
+    }
+    load(reader);
+}
+
+Field::Field(TIFFReader& reader, std::uint32_t directoryId, std::uint16_t tag, std::uint16_t type,
+             std::uint32_t count, std::uint32_t valueOffset)
+    : directoryId_(directoryId), tag_(tag), type_(type), valueOffset_(valueOffset), count_(count)
+{
+    if (std::uint64_t{typeSize(type_)} * count_ == 0) {
+        METADATA_THROW(Exception, "Zero-length Field");
+    }
+    load(reader);
+}
+
+void Field::load(TIFFReader& reader)
+{
+    const auto type = static_cast<FieldType>(type_);
+    if (type == FieldType::Float || type == FieldType::Double) {
+        return; // deliberately kept without values
+    }
+    const std::uint64_t size = std::uint64_t{typeSize(type_)} * count_;
+    if (size > 4) {
+        reader.chargeValueBytes(size); // refuses what the file could not hold before allocating
+    }
+    const auto n = static_cast<std::size_t>(size);
+    std::vector<std::uint8_t> scratch;
+    const std::uint8_t* p = reader.view(valueOffset_, n);
+    if (p == nullptr) {
+        scratch.resize(n);
+        reader.read(valueOffset_, scratch.data(), n);
+        p = scratch.data();
+    }
+    const bool big = reader.bigEndian();
+
+    try {
+        switch (type) {
+        case FieldType::Byte:
+        case FieldType::Short:
+        case FieldType::Long: {
+            std::vector<std::uint32_t> list(count_);
+            for (std::uint32_t i = 0; i < count_; ++i) {
+                list[i] = type == FieldType::Byte    ? p[i]
+                          : type == FieldType::Short ? decode16(p + 2 * i, big)
+                                                     : decode32(p + 4 * i, big);
+            }
+            values_ = std::move(list);
+            break;
+        }
+        case FieldType::SByte:
+        case FieldType::SShort:
+        case FieldType::SLong: {
+            std::vector<std::int32_t> list(count_);
+            for (std::uint32_t i = 0; i < count_; ++i) {
+                list[i] = type == FieldType::SByte    ? static_cast<std::int8_t>(p[i])
+                          : type == FieldType::SShort ? static_cast<std::int16_t>(decode16(p + 2 * i, big))
+                                                      : static_cast<std::int32_t>(decode32(p + 4 * i, big));
+            }
+            values_ = std::move(list);
+            break;
+        }
+        case FieldType::Ascii:
+            try {
+                values_ = std::vector<char>(p, p + n);
+            } catch (const std::bad_alloc&) {
+                METADATA_THROW(Error, "no memory");
+            }
+            break;
+        case FieldType::Undefined:
+            values_ = std::vector<std::uint8_t>(p, p + n);
+            break;
+        case FieldType::Rational: {
+            std::vector<URational> list(count_);
+            for (std::uint32_t i = 0; i < count_; ++i) {
+                const auto r = normalised(decode32(p + 8 * i, big), decode32(p + 8 * i + 4, big));
+                list[i] = {static_cast<std::uint32_t>(r.numerator()), static_cast<std::uint32_t>(r.denominator())};
+            }
+            values_ = std::move(list);
+            break;
+        }
+        case FieldType::SRational: {
+            std::vector<SRational> list(count_);
+            for (std::uint32_t i = 0; i < count_; ++i) {
+                const auto r = normalised(static_cast<std::int32_t>(decode32(p + 8 * i, big)),
+                                          static_cast<std::int32_t>(decode32(p + 8 * i + 4, big)));
+                list[i] = {r.numerator(), r.denominator()};
+            }
+            values_ = std::move(list);
+            break;
+        }
+        default:
+            break;
+        }
+    } catch (const std::bad_alloc&) {
+        METADATA_THROW0(MemoryError);
+    }
+}
+
+const std::vector<std::uint32_t>& Field::unsignedValues() const
+{
+    return held<std::vector<std::uint32_t>>(values_);
+}
+const std::vector<char>& Field::textBytes() const
+{
+    return held<std::vector<char>>(values_);
+}
+const std::vector<URational>& Field::unsignedRationals() const
+{
+    return held<std::vector<URational>>(values_);
+}
+const std::vector<std::int32_t>& Field::signedValues() const
+{
+    return held<std::vector<std::int32_t>>(values_);
+}
+const std::vector<std::uint8_t>& Field::rawBytes() const
+{
+    return held<std::vector<std::uint8_t>>(values_);
+}
+const std::vector<SRational>& Field::signedRationals() const
+{
+    return held<std::vector<SRational>>(values_);
+}
+
+bool Field::getUInt32(std::uint32_t& value, std::size_t index) const
+{
+    return getAt(values_, index, value);
+}
+bool Field::getInt32(std::int32_t& value, std::size_t index) const
+{
+    return getAt(values_, index, value);
+}
+bool Field::getURational(URational& value, std::size_t index) const
+{
+    return getAt(values_, index, value);
+}
+bool Field::getSRational(SRational& value, std::size_t index) const
+{
+    return getAt(values_, index, value);
+}
+
+bool Field::getText(std::string& value) const
+{
+    const std::vector<char>& text = textBytes();
+    std::size_t length = 0;
+    while (length < text.size() && text[length] != '\0') {
+        ++length;
+    }
+    value.assign(text.data(), length);
+    return true;
+}
+
+bool Field::getBytes(std::vector<std::uint8_t>& value) const
+{
+    value = rawBytes();
+    return true;
+}
+
+bool Field::display(std::ostream& out) const
+{
+    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, true);
+    return row != nullptr && row->formatter(out, row->name, *this);
+}
+
+bool Field::name(std::string& value) const
+{
+    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, false);
+    if (row == nullptr) {
+        return false;
+    }
+    value = row->name;
+    return true;
+}
+
+bool Field::description(std::string& value) const
+{
+    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, false);
+    if (row == nullptr) {
+        return false;
+    }
+    value = row->description;
+    return true;
+}
+
+void Field::dump(std::ostream& out) const
+{
+    if (!display(out)) {
+        dumpGeneric(out);
+    }
+}
+
+namespace {
+
+// At most this many values of a long list are shown in the generic form.
+constexpr std::size_t GenericValueLimit = 16;
+
+template <class List, class Write> void writeList(std::ostream& out, const List& list, Write write)
+{
+    const std::size_t shown = std::min(list.size(), GenericValueLimit);
+    for (std::size_t i = 0; i < shown; ++i) {
+        if (i > 0) {
+            out << ' ';
+        }
+        write(list[i]);
+    }
+    if (shown < list.size()) {
+        out << " ... (" << list.size() << " values)";
+    }
+}
+
+void writeEscaped(std::ostream& out, const std::vector<char>& text)
+{
+    static const char Hex[] = "0123456789abcdef";
+    out << '"';
+    for (char c : text) {
+        const auto b = static_cast<unsigned char>(c);
+        if (b == 0) {
+            break;
+        }
+        if (b < 0x20 || b >= 0x7F || c == '"' || c == '\\') {
+            out << "\\x" << Hex[b >> 4] << Hex[b & 15];
+        } else {
+            out << c;
+        }
+    }
+    out << '"';
+}
+
+} // namespace
+
+void Field::dumpGeneric(std::ostream& out) const
+{
+    static const char Hex[] = "0123456789abcdef";
+    out << "Tag 0x" << Hex[(tag_ >> 12) & 15] << Hex[(tag_ >> 8) & 15] << Hex[(tag_ >> 4) & 15] << Hex[tag_ & 15]
+        << " (" << typeName(type_) << ", " << count_ << ")";
+    if (!std::holds_alternative<std::monostate>(values_)) {
+        out << ": ";
+    }
+    std::visit(
+        [&out](const auto& list) {
+            using T = std::decay_t<decltype(list)>;
+            if constexpr (std::is_same_v<T, std::vector<std::uint32_t>> || std::is_same_v<T, std::vector<std::int32_t>>) {
+                writeList(out, list, [&out](auto v) { out << v; });
+            } else if constexpr (std::is_same_v<T, std::vector<char>>) {
+                writeEscaped(out, list);
+            } else if constexpr (std::is_same_v<T, std::vector<std::uint8_t>>) {
+                writeList(out, list, [&out](std::uint8_t b) { out << Hex[b >> 4] << Hex[b & 15]; });
+            } else if constexpr (std::is_same_v<T, std::vector<URational>> || std::is_same_v<T, std::vector<SRational>>) {
+                writeList(out, list, [&out](const auto& r) { out << r.numerator << '/' << r.denominator; });
+            }
+        },
+        values_);
+    if (lineEnds()) {
+        out << '\n';
+    }
+}
+
+} // namespace Metadata

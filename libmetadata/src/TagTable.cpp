@@ -1,0 +1,503 @@
+#include "Metadata/TagTable.h"
+
+#include "Metadata/Exceptions.h"
+#include "Metadata/Field.h"
+
+#include <atomic>
+#include <cmath>
+#include <iterator>
+#include <map>
+#include <mutex>
+#include <ostream>
+
+namespace Metadata {
+
+namespace {
+
+std::atomic<bool> g_lineEnds{false};
+std::atomic<std::uint32_t> g_resolutionUnit{0};
+
+// A value that cannot be read makes the formatter answer false with nothing written; so does
+// anything a getter throws. Otherwise the line is "label: value".
+template <class Read, class Write>
+bool formatLine(std::ostream& out, const char* label, Read read, Write write) noexcept
+{
+    try {
+        if (!read()) {
+            return false;
+        }
+        out << label << ": ";
+        write();
+        if (lineEnds()) {
+            out << '\n';
+        }
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+double quotient(const URational& r)
+{
+    // Components are unsigned 32-bit: one that would read negative as a signed value counts
+    // 2^32 more, which holding them unsigned already gives.
+    return static_cast<double>(r.numerator) / static_cast<double>(r.denominator);
+}
+
+double quotient(const SRational& r)
+{
+    return static_cast<double>(r.numerator) / static_cast<double>(r.denominator);
+}
+
+template <class Write>
+bool formatURational(std::ostream& out, const char* label, const Field& field, Write write)
+{
+    URational r;
+    return formatLine(out, label, [&] { return field.getURational(r); }, [&] { write(r); });
+}
+
+template <class Write> bool formatSRational(std::ostream& out, const char* label, const Field& field, Write write)
+{
+    SRational r;
+    return formatLine(out, label, [&] { return field.getSRational(r); }, [&] { write(r); });
+}
+
+struct EnumName {
+    std::uint32_t value;
+    const char* text;
+};
+
+template <const auto& Names> bool formatEnum(std::ostream& out, const char* label, const Field& field)
+{
+    std::uint32_t v = 0;
+    return formatLine(out, label, [&] { return field.getUInt32(v); },
+                      [&] {
+                          for (const EnumName& n : Names) {
+                              if (n.value == v) {
+                                  out << n.text;
+                                  return;
+                              }
+                          }
+                          out << "...";
+                      });
+}
+
+constexpr EnumName CompressionNames[] = {{1, "uncompressed"}, {2, "CCITT 1D"}, {3, "Group 3 FAX"}, {4, "Group 4 Fax"},
+                                         {5, "LZW"},          {6, "JPEG"},     {32773, "PackBits"}};
+constexpr EnumName PhotometricNames[] = {{0, "White Is Zero"}, {1, "Black Is Zero"},     {2, "RGB"},
+                                         {3, "RGB Palette"},   {4, "Transparency Mask"}, {5, "CMYK"},
+                                         {6, "YCbCr"},         {8, "CIELab"}};
+constexpr EnumName OrientationNames[] = {{1, "Top, Left"},    {2, "Top, Right"},  {3, "Bottom, Right"},
+                                         {4, "Bottom, Left"}, {5, "Left, Top"},   {6, "Right, Top"},
+                                         {7, "Right, Bottom"}, {8, "Left, Bottom"}};
+constexpr EnumName PlanarNames[] = {{1, "Chunky"}, {2, "Planar"}};
+constexpr EnumName PositioningNames[] = {{1, "centered"}, {2, "co-sited"}};
+constexpr EnumName ColorSpaceNames[] = {{1, "sRGB"}, {65535, "Uncalibrated"}};
+constexpr EnumName ExposureProgramNames[] = {
+    {0, "Not defined"},
+    {1, "Manual"},
+    {2, "Normal program"},
+    {3, "Aperture priority"},
+    {4, "Shutter priority"},
+    {5, "Creative program (biased toward depth of field)"},
+    {6, "Action program (biased toward fast shutter speed)"},
+    {7, "Portrait mode (for closeup photos with the background out of focus)"},
+    {8, "Landscape mode (for landscape photos with the background in focus)"}};
+constexpr EnumName MeteringModeNames[] = {{0, "unknown"}, {1, "Average"},   {2, "CenterWeightedAverage"},
+                                          {3, "Spot"},    {4, "MultiSpot"}, {5, "Pattern"},
+                                          {6, "Partial"}};
+// "D75 " keeps the trailing blank it has always been shown with.
+constexpr EnumName LightSourceNames[] = {{0, "unknown"},          {1, "Daylight"},         {2, "Fluorescent"},
+                                         {3, "Tungsten"},         {17, "Standard light A"}, {18, "Standard light B"},
+                                         {19, "Standard light C"}, {20, "D55"},            {21, "D65"},
+                                         {22, "D75 "}};
+// Only "fired" and "did not fire": the other EXIF flash codes (return detection, red-eye modes)
+// show "...", deliberately.
+constexpr EnumName FlashNames[] = {{0, "No"}, {1, "Yes"}};
+constexpr EnumName SensingMethodNames[] = {{1, "Not defined"},
+                                           {2, "One-chip color area sensor"},
+                                           {3, "Two-chip color area sensor"},
+                                           {4, "Three-chip color area sensor"},
+                                           {5, "Color sequential area sensor"},
+                                           {7, "Trilinear sensor"},
+                                           {8, "Color sequential linear sensor"}};
+
+} // namespace
+
+namespace Formatters {
+
+bool silent(std::ostream&, const char*, const Field&)
+{
+    return true; // the tags so marked deliberately produce no line
+}
+
+bool text(std::ostream& out, const char* label, const Field& field)
+{
+    std::string value;
+    return formatLine(out, label, [&] { return field.getText(value); }, [&] { out << value; });
+}
+
+bool number(std::ostream& out, const char* label, const Field& field)
+{
+    std::uint32_t v = 0;
+    return formatLine(out, label, [&] { return field.getUInt32(v); }, [&] { out << v; });
+}
+
+bool pixels(std::ostream& out, const char* label, const Field& field)
+{
+    std::uint32_t v = 0;
+    return formatLine(out, label, [&] { return field.getUInt32(v); }, [&] { out << v << " pixels"; });
+}
+
+bool list(std::ostream& out, const char* label, const Field& field)
+{
+    const std::vector<std::uint32_t>* values = nullptr;
+    return formatLine(
+        out, label,
+        [&] {
+            values = &field.unsignedValues();
+            return true;
+        },
+        [&] {
+            out << '(';
+            for (std::size_t i = 0; i < values->size(); ++i) {
+                out << (i > 0 ? "," : "") << (*values)[i];
+            }
+            out << ')';
+        });
+}
+
+bool firstNumber(std::ostream& out, const char* label, const Field& field)
+{
+    std::uint32_t v = 0;
+    return formatLine(out, label, [&] { return field.getUInt32(v, 0); }, [&] { out << v; });
+}
+
+bool version(std::ostream& out, const char* label, const Field& field)
+{
+    std::vector<std::uint8_t> bytes;
+    return formatLine(out, label, [&] { return field.getBytes(bytes); },
+                      [&] {
+                          for (std::uint8_t b : bytes) {
+                              out << (b >= 32 && b <= 126 ? static_cast<char>(b) : ' ');
+                          }
+                      });
+}
+
+bool components(std::ostream& out, const char* label, const Field& field)
+{
+    std::vector<std::uint8_t> bytes;
+    return formatLine(out, label, [&] { return field.getBytes(bytes); },
+                      [&] {
+                          static const std::vector<std::uint8_t> Rgb{4, 5, 6, 0};
+                          static const std::vector<std::uint8_t> YCbCr{1, 2, 3, 0};
+                          out << (bytes == Rgb ? "RGB" : bytes == YCbCr ? "YCbCr" : "...");
+                      });
+}
+
+bool ellipsis(std::ostream& out, const char* label, const Field&)
+{
+    return formatLine(out, label, [] { return true; }, [&] { out << "..."; });
+}
+
+bool unit(std::ostream& out, const char* label, const Field& field)
+{
+    std::uint32_t v = 0;
+    return formatLine(out, label, [&] { return field.getUInt32(v); },
+                      [&] {
+                          setResolutionUnit(v);
+                          out << resolutionUnitText();
+                      });
+}
+
+bool resolution(std::ostream& out, const char* label, const Field& field)
+{
+    return formatURational(out, label, field, [&](const URational& r) {
+        out << quotient(r) << " pixels/" << resolutionUnitText();
+    });
+}
+
+bool fraction(std::ostream& out, const char* label, const Field& field)
+{
+    return formatURational(out, label, field, [&](const URational& r) {
+        if (r.numerator == 0) {
+            out << '0';
+        } else if (r.denominator == 1) {
+            out << r.numerator;
+        } else {
+            out << r.numerator << '/' << r.denominator;
+        }
+    });
+}
+
+bool ratio(std::ostream& out, const char* label, const Field& field)
+{
+    return formatURational(out, label, field, [&](const URational& r) { out << quotient(r); });
+}
+
+bool exposureTime(std::ostream& out, const char* label, const Field& field)
+{
+    return formatURational(out, label, field, [&](const URational& r) {
+        out << r.numerator << '/' << r.denominator << " second(s)";
+    });
+}
+
+bool shutter(std::ostream& out, const char* label, const Field& field)
+{
+    // APEX time value (EXIF 2.2 annex C): the exposure time is 1 / 2^v seconds.
+    return formatSRational(out, label, field, [&](const SRational& r) {
+        out << roundTo(1.0 / std::pow(2.0, quotient(r)), 4) << " second(s)";
+    });
+}
+
+bool aperture(std::ostream& out, const char* label, const Field& field)
+{
+    // APEX aperture value: the F number is sqrt(2)^v.
+    return formatURational(out, label, field, [&](const URational& r) {
+        out << 'F' << roundTo(std::pow(std::sqrt(2.0), quotient(r)), 2);
+    });
+}
+
+bool ev(std::ostream& out, const char* label, const Field& field)
+{
+    return formatSRational(out, label, field, [&](const SRational& r) { out << roundTo(quotient(r), 2) << " EV"; });
+}
+
+bool distance(std::ostream& out, const char* label, const Field& field)
+{
+    return formatURational(out, label, field,
+                                      [&](const URational& r) { out << roundTo(quotient(r), 2) << " meters"; });
+}
+
+bool focalLength(std::ostream& out, const char* label, const Field& field)
+{
+    return formatURational(out, label, field,
+                                      [&](const URational& r) { out << roundTo(quotient(r), 1) << " mm"; });
+}
+
+bool fileSource(std::ostream& out, const char* label, const Field& field)
+{
+    std::vector<std::uint8_t> bytes;
+    return formatLine(out, label, [&] { return field.getBytes(bytes); },
+                      [&] { out << (!bytes.empty() && bytes[0] == 3 ? "DSC" : "..."); });
+}
+
+bool compression(std::ostream& o, const char* l, const Field& f) { return formatEnum<CompressionNames>(o, l, f); }
+bool photometric(std::ostream& o, const char* l, const Field& f) { return formatEnum<PhotometricNames>(o, l, f); }
+bool orientation(std::ostream& o, const char* l, const Field& f) { return formatEnum<OrientationNames>(o, l, f); }
+bool planar(std::ostream& o, const char* l, const Field& f) { return formatEnum<PlanarNames>(o, l, f); }
+bool positioning(std::ostream& o, const char* l, const Field& f) { return formatEnum<PositioningNames>(o, l, f); }
+bool colorSpace(std::ostream& o, const char* l, const Field& f) { return formatEnum<ColorSpaceNames>(o, l, f); }
+bool exposureProgram(std::ostream& o, const char* l, const Field& f) { return formatEnum<ExposureProgramNames>(o, l, f); }
+bool meteringMode(std::ostream& o, const char* l, const Field& f) { return formatEnum<MeteringModeNames>(o, l, f); }
+bool lightSource(std::ostream& o, const char* l, const Field& f) { return formatEnum<LightSourceNames>(o, l, f); }
+bool flash(std::ostream& o, const char* l, const Field& f) { return formatEnum<FlashNames>(o, l, f); }
+bool sensingMethod(std::ostream& o, const char* l, const Field& f) { return formatEnum<SensingMethodNames>(o, l, f); }
+
+} // namespace Formatters
+
+namespace {
+
+using namespace Formatters;
+
+constexpr TagRow row(std::uint16_t tag, std::uint16_t type, const char* name, const char* description,
+                     std::uint32_t count, Formatter formatter)
+{
+    return TagRow{(std::uint32_t{type} << 16) | tag, 0, description, name, count, formatter};
+}
+
+constexpr TagRow EndRow{0, 0, nullptr, nullptr, 0, nullptr};
+
+// IFD0 and IFD1 (TIFF 6.0 baseline tags and the EXIF additions to them).
+constexpr TagRow PrimaryTable[PrimaryTagCount + 1] = {
+    row(256, 4, "ImageWidth", "Image width", 1, silent),
+    row(257, 4, "ImageLength", "Image height", 1, silent),
+    row(258, 3, "BitsPerSample", "Number of bits per component", 3, list),
+    row(259, 3, "Compression", "Compression scheme", 1, compression),
+    row(262, 3, "PhotometricInterpretation", "Pixel composition", 1, photometric),
+    row(274, 3, "Orientation", "Orientation of image", 1, orientation),
+    row(277, 3, "SamplesPerPixel", "Number of components", 1, number),
+    row(284, 3, "PlanarConfiguration", "Image data arrangement", 1, planar),
+    row(530, 3, "YCbCrSubSampling", "Subsampling ratio of Y to C", 2, silent),
+    row(531, 3, "YCbCrPositioning", "Y and C positioning", 1, positioning),
+    row(282, 5, "XResolution", "Image resolution in width direction", 1, resolution),
+    row(283, 5, "YResolution", "Image resolution in height direction", 1, resolution),
+    row(296, 3, "ResolutionUnit", "Unit of X and Y resolution", 1, unit),
+    row(273, 4, "StripOffsets", "Image data location", CountPerStrip, silent),
+    row(278, 4, "RowsPerStrip", "Number of rows per strip", 1, silent),
+    row(279, 4, "StripByteCounts", "Bytes per compressed strip", CountPerStrip, silent),
+    row(513, 4, "JPEGInterchangeFormat", "Offset to JPEG SOI", 1, silent),
+    row(514, 4, "JPEGInterchangeFormatLength", "Bytes of JPEG data", 1, silent),
+    row(301, 3, "TransferFunction", "Transfer function", 768, silent),
+    row(318, 5, "WhitePoint", "White point chromaticity", 2, silent),
+    row(319, 5, "PrimaryChromaticities", "Chromaticities of primaries", 6, silent),
+    row(529, 5, "YCbCrCoefficients", "Color space transformation matrix coefficients", 3, silent),
+    row(532, 5, "ReferenceBlackWhite", "Pair of black and white reference values", 6, silent),
+    row(306, 2, "DateTime", "File change date and time", 20, text),
+    row(270, 2, "ImageDescription", "Image title", AnyCount, text),
+    row(271, 2, "Make", "Image input equipment manufacturer", AnyCount, text),
+    row(272, 2, "Model", "Image input equipment model", AnyCount, text),
+    row(305, 2, "Software", "Software used", AnyCount, text),
+    row(315, 2, "Artist", "Person who created the image", AnyCount, silent),
+    row(33432, 2, "Copyright", "Copyright holder", AnyCount, silent),
+    EndRow,
+};
+
+// The EXIF and interoperability directories (EXIF 2.2 section 4.6.5 and 4.6.6).
+constexpr TagRow ExifTable[ExifTagCount + 1] = {
+    row(1, 2, "InteroperabilityIdentification", "Interoperability Index", 4, text),
+    row(36864, 7, "ExifVersion", "Exif version", 4, version),
+    row(40960, 7, "FlashPixVersion", "Supported FlashPix version", 4, version),
+    row(40961, 3, "ColorSpace", "Color space information", 1, colorSpace),
+    row(37121, 7, "ComponentsConfiguration", "Meaning of each component", 4, components),
+    row(37122, 5, "CompressedBitsPerPixel", "Image compression mode", 1, ratio),
+    row(40962, 4, "PixelXDimension", "Valid image width", 1, pixels),
+    row(40963, 4, "PixelYDimension", "Valid image height", 1, pixels),
+    row(37500, 7, "MakerNote", "Manufacturer notes", AnyCount, ellipsis),
+    row(37510, 7, "UserComment", "User comments", AnyCount, ellipsis),
+    row(40964, 2, "RelatedSoundFile", "Related audio file", 13, text),
+    row(36867, 2, "DateTimeOriginal", "Date and time of original data generation", 20, text),
+    row(36868, 2, "DateTimeDigitized", "Date and time of digital data generation", 20, text),
+    row(37520, 2, "SubSecTime", "DateTime subseconds", AnyCount, text),
+    row(37521, 2, "SubSecTimeOriginal", "DateTimeOriginal subseconds", AnyCount, text),
+    row(37522, 2, "SubSecTimeDigitized", "DateTimeDigitized subseconds", AnyCount, text),
+    row(33434, 5, "ExposureTime", "Exposure time", 1, exposureTime),
+    row(33437, 5, "FNumber", "F number", 1, fraction),
+    row(34850, 3, "ExposureProgram", "Exposure program", 1, exposureProgram),
+    row(34852, 2, "SpectralSensitivity", "Spectral sensitivity", AnyCount, silent),
+    row(34855, 3, "ISOSpeedRatings", "ISO speed rating", AnyCount, firstNumber),
+    row(34856, 7, "OECF", "Optoelectric conversion factor", AnyCount, silent),
+    row(37377, 10, "ShutterSpeedValue", "Shutter speed", 1, shutter),
+    row(37378, 5, "ApertureValue", "Aperture", 1, aperture),
+    row(37379, 10, "BrightnessValue", "Brightness", 1, ev),
+    row(37380, 10, "ExposureBiasValue", "Exposure bias", 1, ev),
+    row(37381, 5, "MaxApertureValue", "Maximum lens aperture", 1, aperture),
+    row(37382, 5, "SubjectDistance", "Subject distance", 1, distance),
+    row(37383, 3, "MeteringMode", "Metering mode", 1, meteringMode),
+    row(37384, 3, "LightSource", "Light source", 1, lightSource),
+    row(37385, 3, "Flash", "Flash", 1, flash),
+    row(37386, 5, "FocalLength", "Lens focal length", 1, focalLength),
+    row(41483, 5, "FlashEnergy", "Flash energy", 1, silent),
+    row(41484, 7, "SpatialFrequencyResponse", "Spatial frequency response", AnyCount, silent),
+    row(41486, 5, "FocalPlaneXResolution", "Focal plane X resolution", 1, fraction),
+    row(41487, 5, "FocalPlaneYResolution", "Focal plane Y resolution", 1, fraction),
+    row(41488, 3, "FocalPlaneResolutionUnit", "Focal plane resolution unit", 1, unit),
+    row(41492, 3, "SubjectLocation", "Subject location", 2, silent),
+    row(41493, 5, "ExposureIndex", "Exposure index", 1, silent),
+    row(41495, 3, "SensingMethod", "Sensing method", 1, sensingMethod),
+    row(41728, 7, "FileSource", "File source", 1, fileSource),
+    row(41729, 7, "SceneType", "Scene type", 1, silent),
+    row(41730, 7, "CFAPattern", "CFA pattern", AnyCount, silent),
+    // Named literally and never displayed: the pointer is structure, not a value.
+    row(40965, 4, "IFD Interoperability IFD Pointer", "Pointer of Interoperability", 1, nullptr),
+    EndRow,
+};
+
+std::mutex g_registryMutex;
+std::map<std::uint32_t, const TagRow*>& makerNoteTables()
+{
+    static std::map<std::uint32_t, const TagRow*> tables;
+    return tables;
+}
+
+} // namespace
+
+const TagRow* primaryTagTable() noexcept
+{
+    return PrimaryTable;
+}
+
+const TagRow* exifTagTable() noexcept
+{
+    return ExifTable;
+}
+
+const TagRow& globalTagRow(std::size_t index)
+{
+    if (index < PrimaryTagCount) {
+        return PrimaryTable[index];
+    }
+    if (index < GlobalTagCount) {
+        return ExifTable[index - PrimaryTagCount];
+    }
+    METADATA_THROW(LogicError, "tag index out of range");
+}
+
+const TagRow* tagTableFor(std::uint32_t directoryId) noexcept
+{
+    switch (directoryId) {
+    case 1:
+    case 2:
+        return PrimaryTable;
+    case 34665:
+    case 40965:
+        return ExifTable;
+    default: {
+        std::lock_guard<std::mutex> lock(g_registryMutex);
+        auto found = makerNoteTables().find(directoryId);
+        return found != makerNoteTables().end() ? found->second : nullptr;
+    }
+    }
+}
+
+const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormatter) noexcept
+{
+    if (table == nullptr) {
+        return nullptr;
+    }
+    for (const TagRow* r = table; r->name != nullptr; ++r) {
+        if (r->tag() == tag && (!needFormatter || r->formatter != nullptr)) {
+            return r;
+        }
+    }
+    return nullptr;
+}
+
+void registerMakerNoteTable(std::uint32_t directoryId, const TagRow* table)
+{
+    std::lock_guard<std::mutex> lock(g_registryMutex);
+    if (table == nullptr) {
+        makerNoteTables().erase(directoryId);
+    } else {
+        makerNoteTables()[directoryId] = table;
+    }
+}
+
+void setLineEnds(bool on) noexcept
+{
+    g_lineEnds.store(on, std::memory_order_relaxed);
+}
+
+bool lineEnds() noexcept
+{
+    return g_lineEnds.load(std::memory_order_relaxed);
+}
+
+void setResolutionUnit(std::uint32_t unit) noexcept
+{
+    g_resolutionUnit.store(unit, std::memory_order_relaxed);
+}
+
+const char* resolutionUnitText() noexcept
+{
+    switch (g_resolutionUnit.load(std::memory_order_relaxed)) {
+    case 2:
+        return "inch";
+    case 3:
+        return "centimeter";
+    default:
+        return "?";
+    }
+}
+
+double roundTo(double value, int decimals) noexcept
+{
+    if (value == 0) {
+        return value;
+    }
+    const double half = 5.0 / std::pow(10.0, decimals + 1);
+    const double scale = std::pow(10.0, decimals);
+    return value > 0 ? std::floor((value + half) * scale) / scale : std::floor((value - half) * scale) / scale;
+}
+
+} // namespace Metadata
