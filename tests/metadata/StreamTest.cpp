@@ -21,7 +21,9 @@ public:
         const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
         path_ = ::testing::TempDir() + "stream-" + info->name() + ".bin";
         std::FILE* f = std::fopen(path_.c_str(), "wb");
-        std::fwrite(bytes.data(), 1, bytes.size(), f);
+        if (!bytes.empty()) {
+            std::fwrite(bytes.data(), 1, bytes.size(), f);
+        }
         std::fclose(f);
         stream.open(path_, std::ios::in | std::ios::out | std::ios::binary);
     }

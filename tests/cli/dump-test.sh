@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# End-to-end checks of 'lumeno dump': the bundled sample, errors and usage, and agreement with
+# exiftool on camera-like TIFFs in both byte orders.
+# Usage: dump-test.sh LUMENO MAKE-BASE-TIFF DATA-DIR
+set -u
+lumeno=$1 maker=$2 data=$3
+passed=0 failed=0
+check() { # check DESCRIPTION COMMAND...
+  local what=$1; shift
+  if "$@"; then passed=$((passed + 1)); else echo "FAIL: $what"; failed=$((failed + 1)); fi
+}
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+
+# --- The bundled sample --------------------------------------------------------------------
+out=$("$lumeno" dump "$data/sample.tif"); rc=$?
+has() { grep -qxF -- "$1" <<<"$out"; }
+check "sample exits 0" [ "$rc" -eq 0 ]
+for l in "Make: Acme" "Orientation: Bottom, Right" "ExposureTime: 1/60 second(s)" "FNumber: 4" \
+         "DateTimeOriginal: 2024:05:06 07:08:09" "XResolution: 300 pixels/inch" "ExposureBiasValue: -0.68 EV" \
+         "InteroperabilityIdentification: R98"; do
+  check "sample shows '$l'" has "$l"
+done
+check "sample shows no ImageWidth line" bash -c '! grep -q "^ImageWidth" <<<"$1"' _ "$out"
+headers=$(grep -- '^-----------' <<<"$out" | tr '\n' '|')
+check "directories in order IFD0, EXIF, interoperability" \
+  [ "$headers" = "----------- IFD0 -----------|----------- EXIF IFD -----------|----------- INTEROPERABILITY IFD -----------|" ]
+
+# --- Failures and usage ----------------------------------------------------------------------
+printf 'not an image at all' >"$tmp/text.tif"
+# A little-endian TIFF whose first directory claims 101 entries.
+printf 'II*\000\010\000\000\000\145\000' >"$tmp/hostile.tif"
+err=$("$lumeno" dump "$tmp/missing.tif" "$tmp/text.tif" "$tmp/hostile.tif" "$data/sample.tif" 2>&1 >"$tmp/out"); rc=$?
+check "failed files give exit status 1" [ "$rc" -eq 1 ]
+check "missing file reported" grep -qxF "lumeno: $tmp/missing.tif: cannot open: No such file or directory" <<<"$err"
+check "other format reported" grep -qxF "lumeno: $tmp/text.tif: Unsupported file format" <<<"$err"
+check "broken directory reported" grep -qxF "lumeno: $tmp/hostile.tif: Invalid IFD" <<<"$err"
+check "the good file is still shown" grep -qxF "Make: Acme" "$tmp/out"
+check "each file of several is named" grep -qxF "==> $data/sample.tif <==" "$tmp/out"
+"$lumeno" --help >"$tmp/help"; check "--help exits 0" [ $? -eq 0 ]
+check "--help names dump" grep -q "dump FILE" "$tmp/help"
+"$lumeno" dump --help >"$tmp/help"; check "dump --help exits 0" [ $? -eq 0 ]
+check "dump --help explains usage" grep -q "Usage: lumeno dump FILE" "$tmp/help"
+"$lumeno" >/dev/null 2>&1; check "no command exits 2" [ $? -eq 2 ]
+"$lumeno" dump >/dev/null 2>&1; check "dump without files exits 2" [ $? -eq 2 ]
+"$lumeno" frobnicate >/dev/null 2>&1; check "unknown command exits 2" [ $? -eq 2 ]
+
+# --- Agreement with exiftool -----------------------------------------------------------------
+if command -v exiftool >/dev/null; then
+  for order in II MM; do
+    f=$tmp/camera-$order.tif
+    "$maker" "$f" "$order"
+    exiftool -q -overwrite_original -Make="NIKON CORPORATION" -Model="NIKON D90" -Software="Ver.1.00" \
+      -Orientation#=6 -XResolution=300 -YResolution=300 -ResolutionUnit=inches \
+      -ModifyDate="2023:08:19 14:02:11" -DateTimeOriginal="2023:08:19 14:02:11" \
+      -ExposureTime=1/250 -FNumber=5.6 -ExposureProgram#=2 -ISO=400 \
+      -ShutterSpeedValue=1/250 -ApertureValue=5.6 -ExposureCompensation=-1/3 -MaxApertureValue=3.6 \
+      -BrightnessValue=7.15 -SubjectDistance=1.5 -MeteringMode#=5 -LightSource#=0 -EXIF:Flash#=1 \
+      -FocalLength=18.7 -FocalPlaneXResolution=2000 -ExifImageWidth=4288 -ExifImageHeight=2848 "$f"
+    ours=$("$lumeno" dump "$f")
+    # compare LABEL EXIFTOOL-TAG KIND [TOLERANCE]; KIND: text, or num (leading number, or a/b).
+    compare() {
+      local label=$1 tag=$2 kind=$3 tol=${4:-0}
+      local mine theirs
+      mine=$(sed -n "s/^$label: //p" <<<"$ours" | head -n 1)
+      theirs=$(exiftool -n -s3 "-$tag" "$f")
+      if [ "$kind" = text ]; then
+        check "$order $label: '$mine' = exiftool '$theirs'" [ "$mine" = "$theirs" ]
+      else
+        check "$order $label: '$mine' ~ exiftool '$theirs'" awk -v m="$mine" -v t="$theirs" 'BEGIN { exit (m == "" || t == "") }'
+        check "$order $label: '$mine' ~ exiftool '$theirs'" awk -v m="$mine" -v t="$theirs" -v tol="$tol" 'BEGIN {
+          sub(/^F/, "", m); split(m, w, " "); n = split(w[1], q, "/"); v = (n == 2) ? q[1] / q[2] : q[1] + 0;
+          d = v - t; if (d < 0) d = -d; exit !(d <= tol + 1e-9 * (t < 0 ? -t : t)) }'
+      fi
+    }
+    compare Make Make text
+    compare Model Model text
+    compare Software Software text
+    compare DateTime ModifyDate text
+    compare DateTimeOriginal DateTimeOriginal text
+    compare XResolution XResolution num
+    compare ExposureTime ExposureTime num
+    compare FNumber FNumber num
+    compare ISOSpeedRatings ISO num
+    compare ShutterSpeedValue ShutterSpeedValue num 0.00005
+    compare ApertureValue ApertureValue num 0.005
+    compare MaxApertureValue MaxApertureValue num 0.005
+    compare ExposureBiasValue ExposureCompensation num 0.01
+    compare BrightnessValue BrightnessValue num 0.01
+    compare SubjectDistance SubjectDistance num 0.005
+    compare FocalLength FocalLength num 0.05
+    compare FocalPlaneXResolution FocalPlaneXResolution num
+    compare PixelXDimension ExifImageWidth num
+    compare PixelYDimension ExifImageHeight num
+    check "$order orientation 6 shown" grep -qxF "Orientation: Right, Top" <<<"$ours"
+    check "$order flash 1 shown" grep -qxF "Flash: Yes" <<<"$ours"
+    check "$order metering 5 shown" grep -qxF "MeteringMode: Pattern" <<<"$ours"
+  done
+else
+  echo "exiftool is not installed: the comparison with it was skipped"
+fi
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
