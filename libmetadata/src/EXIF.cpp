@@ -33,6 +33,7 @@ EXIF EXIF::read(std::shared_ptr<const ByteSource> source, std::uint64_t base)
 
 EXIF EXIF::readTIFF(ImageStreamT& stream)
 {
+    stream.clear();
     stream.seekg(0);
     const ImageMetadata::TIFFHeader header(stream);
     auto source = std::make_shared<StreamSource>(stream);
