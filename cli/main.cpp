@@ -1,5 +1,7 @@
 #include "Commands.h"
 
+#include <Lumeno/Platform/Services.h>
+
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -26,6 +28,7 @@ void printHelp(std::ostream& out)
 int main(int argc, char** argv)
 {
     std::ios::sync_with_stdio(false);
+    Lumeno::Platform::installMetadataServices();
     std::vector<std::string> args(argv + 1, argv + argc);
     Lumeno::Cli::Streams streams{std::cout, std::cerr};
 

@@ -1,0 +1,77 @@
+#include <Lumeno/Platform/Services.h>
+
+#include <Metadata/DateTime.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+using namespace Lumeno::Platform;
+
+namespace {
+
+// Sets TZ for the scope of a test.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone)
+    {
+        const char* old = std::getenv("TZ");
+        saved_ = old ? old : "";
+        hadOne_ = old != nullptr;
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+    ~TimeZone()
+    {
+        if (hadOne_) {
+            setenv("TZ", saved_.c_str(), 1);
+        } else {
+            unsetenv("TZ");
+        }
+        tzset();
+    }
+
+private:
+    std::string saved_;
+    bool hadOne_ = false;
+};
+
+} // namespace
+
+TEST(Services, UtcOffsetFollowsTheTimeZoneAndReachesTheLibrary)
+{
+    {
+        const TimeZone zone("UTC0");
+        EXPECT_EQ(services().utcOffsetMinutes(), 0);
+    }
+    {
+        // POSIX zone strings count west as positive: this is UTC+05:30.
+        const TimeZone zone("<+0530>-5:30");
+        EXPECT_EQ(services().utcOffsetMinutes(), 330);
+        EXPECT_EQ(Metadata::currentUtcOffsetMinutes(), 330);
+        installMetadataServices();
+        EXPECT_EQ(Metadata::ISODateTime(2003, 7, 14, 9, 5, 3).text(), "2003-07-14T09:05:03+05:30");
+    }
+    {
+        const TimeZone zone("<-0330>3:30");
+        EXPECT_EQ(services().utcOffsetMinutes(), -210);
+        // A negative offset: hours truncated toward zero, minutes without sign.
+        const Metadata::ISODateTime v(2003, 7, 14, 9, 5, 3);
+        EXPECT_EQ(v.zoneHours(), -3);
+        EXPECT_EQ(v.zoneMinutes(), 30);
+    }
+    Metadata::setUtcOffsetFunction(nullptr);
+}
+
+TEST(Services, WindowsTimeZoneAnswersBecomeOffsets)
+{
+    // Central European: bias -60, daylight bias -60.
+    EXPECT_EQ(offsetFromTimeZoneInformation(1, -60, 0, -60), 60);
+    EXPECT_EQ(offsetFromTimeZoneInformation(2, -60, 0, -60), 120);
+    // Eastern: bias 300; unknown answers ignore both extra biases.
+    EXPECT_EQ(offsetFromTimeZoneInformation(2, 300, 0, -60), -240);
+    EXPECT_EQ(offsetFromTimeZoneInformation(0, 300, 7, -60), -300);
+    EXPECT_EQ(offsetFromTimeZoneInformation(0xFFFFFFFFul, -330, 0, 0), 330);
+}
