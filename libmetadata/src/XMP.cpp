@@ -1,0 +1,353 @@
+#include "Metadata/XMP.h"
+
+#include "Metadata/Exceptions.h"
+
+#include <boost/uuid/uuid.hpp>
+#include <boost/uuid/uuid_generators.hpp>
+
+#include <exempi/xmp.h>
+#include <exempi/xmpconsts.h>
+
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <ostream>
+
+namespace Metadata {
+
+const char* const XMPConstants::NamespaceDublinCore = NS_DC;
+const char* const XMPConstants::NamespacePhotoshop = NS_PHOTOSHOP;
+const char* const XMPConstants::NamespaceMediaManagement = "http://ns.adobe.com/xap/1.0/mm/";
+
+namespace {
+
+// An exempi string, freed on every path.
+class XmpString {
+public:
+    XmpString() : s_(xmp_string_new()) {}
+    ~XmpString() { xmp_string_free(s_); }
+    XmpString(const XmpString&) = delete;
+    XmpString& operator=(const XmpString&) = delete;
+    operator XmpStringPtr() const { return s_; }
+    std::string str() const { return std::string(xmp_string_cstr(s_), xmp_string_len(s_)); }
+
+private:
+    XmpStringPtr s_;
+};
+
+struct XmpFree {
+    void operator()(_Xmp* p) const { xmp_free(p); }
+};
+using XmpHandle = std::unique_ptr<_Xmp, XmpFree>;
+
+std::string serialise(XmpPtr xmp, std::uint32_t options)
+{
+    XmpString buffer;
+    if (!xmp_serialize(xmp, buffer, options, 0)) {
+        METADATA_THROW(Exception, "the XMP packet could not be written");
+    }
+    return buffer.str();
+}
+
+std::string escapeAttribute(const std::string& text)
+{
+    std::string out;
+    for (char c : text) {
+        switch (c) {
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        default:
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::atomic<GUIDFunction> g_guidFunction{nullptr};
+
+const std::string AboutKey = "rdf:about=\"";
+
+// The value of the first rdf:about attribute of a packet's text.
+std::string aboutIn(const std::string& text)
+{
+    const std::size_t start = text.find(AboutKey);
+    if (start == std::string::npos) {
+        return {};
+    }
+    const std::size_t end = text.find('"', start + AboutKey.size());
+    return end == std::string::npos ? std::string()
+                                    : text.substr(start + AboutKey.size(), end - start - AboutKey.size());
+}
+
+// Every rdf:about attribute of a packet's text set to `uri`.
+void replaceAbout(std::string& text, const std::string& uri)
+{
+    const std::string replacement = AboutKey + escapeAttribute(uri) + "\"";
+    for (std::size_t at = text.find(AboutKey); at != std::string::npos;
+         at = text.find(AboutKey, at + replacement.size())) {
+        const std::size_t end = text.find('"', at + AboutKey.size());
+        if (end == std::string::npos) {
+            break;
+        }
+        text.replace(at, end + 1 - at, replacement);
+    }
+}
+
+} // namespace
+
+XMPConstants::XMPConstants()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        xmp_init();
+        XmpString registered;
+        xmp_register_namespace(NS_PHOTOSHOP, "photoshop", registered);
+    });
+}
+
+struct XMP::Impl {
+    XmpHandle xmp;
+    std::string unparsed; // the packet as it came, when it did not parse
+    // The about-URI is kept here: the toolkit moves a "uuid:" about-URI into xmpMM:InstanceID
+    // when it parses, and has no call to set one.
+    std::string about;
+    bool parsed = true;
+
+    void requireParsed() const
+    {
+        if (!parsed) {
+            METADATA_THROW(FileFormatException, "the XMP packet is not well-formed and cannot be changed");
+        }
+    }
+};
+
+XMP::XMP() : impl_(std::make_unique<Impl>())
+{
+    impl_->xmp.reset(xmp_new_empty());
+    if (!impl_->xmp) {
+        METADATA_THROW0(MemoryError);
+    }
+}
+
+XMP::XMP(const char* packet, std::size_t size) : impl_(std::make_unique<Impl>())
+{
+    impl_->about = aboutIn(std::string(packet, size));
+    impl_->xmp.reset(xmp_new(packet, size));
+    if (!impl_->xmp) {
+        impl_->parsed = false;
+        impl_->unparsed.assign(packet, size);
+        impl_->xmp.reset(xmp_new_empty());
+        if (!impl_->xmp) {
+            METADATA_THROW0(MemoryError);
+        }
+    }
+}
+
+XMP::~XMP() = default;
+
+bool XMP::parsed() const noexcept
+{
+    return impl_->parsed;
+}
+
+bool XMP::empty() const
+{
+    if (!impl_->parsed) {
+        return impl_->unparsed.empty();
+    }
+    XmpIteratorPtr it = xmp_iterator_new(impl_->xmp.get(), nullptr, nullptr, XMP_ITER_JUSTLEAFNODES);
+    if (it == nullptr) {
+        return true;
+    }
+    XmpString schema, name, value;
+    std::uint32_t options = 0;
+    const bool any = xmp_iterator_next(it, schema, name, value, &options);
+    xmp_iterator_free(it);
+    return !any;
+}
+
+std::string XMP::getProperty(const char* ns, const std::string& path) const
+{
+    XmpString value;
+    std::uint32_t bits = 0;
+    if (!xmp_get_property(impl_->xmp.get(), ns, path.c_str(), value, &bits)) {
+        return {};
+    }
+    return value.str();
+}
+
+std::string XMP::getFirstItem(const char* ns, const std::string& path) const
+{
+    return getProperty(ns, path + "/*[1]");
+}
+
+std::vector<std::string> XMP::getAllItems(const char* ns, const std::string& path) const
+{
+    std::vector<std::string> items;
+    for (std::int32_t i = 1;; ++i) {
+        XmpString value;
+        std::uint32_t bits = 0;
+        if (!xmp_get_array_item(impl_->xmp.get(), ns, path.c_str(), i, value, &bits)) {
+            break;
+        }
+        items.push_back(value.str());
+    }
+    return items;
+}
+
+void XMP::setProperty(const char* ns, const std::string& path, const std::string& value)
+{
+    impl_->requireParsed();
+    if (!xmp_set_property(impl_->xmp.get(), ns, path.c_str(), value.c_str(), 0)) {
+        METADATA_THROW(Exception, "the XMP property " + path + " could not be set");
+    }
+}
+
+void XMP::setDefaultLanguageAlternative(const char* ns, const std::string& path, const std::string& value)
+{
+    impl_->requireParsed();
+    if (!xmp_set_localized_text(impl_->xmp.get(), ns, path.c_str(), "", "x-default", value.c_str(), 0)) {
+        METADATA_THROW(Exception, "the XMP property " + path + " could not be set");
+    }
+}
+
+void XMP::appendItem(const char* ns, const std::string& path, const std::string& value)
+{
+    impl_->requireParsed();
+    if (!xmp_append_array_item(impl_->xmp.get(), ns, path.c_str(), XMP_PROP_VALUE_IS_ARRAY, value.c_str(), 0)) {
+        METADATA_THROW(Exception, "an item could not be added to the XMP property " + path);
+    }
+}
+
+void XMP::deleteProperty(const char* ns, const std::string& path)
+{
+    impl_->requireParsed();
+    xmp_delete_property(impl_->xmp.get(), ns, path.c_str());
+}
+
+void XMP::setCreator(const std::string& v)
+{
+    // dc:creator is an ordered array; its first item is the one the program edits.
+    impl_->requireParsed();
+    if (xmp_has_property(impl_->xmp.get(), NamespaceDublinCore, "creator")) {
+        setProperty(NamespaceDublinCore, "creator[1]", v);
+    } else if (!xmp_append_array_item(impl_->xmp.get(), NamespaceDublinCore, "creator", XMP_PROP_ARRAY_IS_ORDERED,
+                                      v.c_str(), 0)) {
+        METADATA_THROW(Exception, "the XMP property creator could not be set");
+    }
+}
+
+std::string XMP::packetText() const
+{
+    if (!impl_->parsed) {
+        return impl_->unparsed;
+    }
+    if (empty()) {
+        return {};
+    }
+    std::string text = serialise(impl_->xmp.get(), 0);
+    if (!impl_->about.empty()) {
+        replaceAbout(text, impl_->about);
+    }
+    return text;
+}
+
+int XMP::writePacket(std::ostream& out) const
+{
+    const std::string text = packetText();
+    std::size_t at = 0;
+    int count = 0;
+    do {
+        count = static_cast<int>(std::min<std::size_t>(1023, text.size() - at));
+        if (count > 0) {
+            out.write(text.data() + at, count);
+            at += static_cast<std::size_t>(count);
+        }
+    } while (count > 0);
+    return count;
+}
+
+std::string XMP::aboutURI() const
+{
+    return impl_->about;
+}
+
+void XMP::setAboutURI(const std::string& uri)
+{
+    impl_->requireParsed();
+    impl_->about = uri;
+}
+
+void XMP::ensureDocumentIdentity()
+{
+    impl_->requireParsed();
+    if (documentID().empty()) {
+        const std::string guid = guidText(newGUID());
+        if (!guid.empty()) {
+            setProperty(NamespaceMediaManagement, MMDocumentID, DocumentIDPrefix + guid);
+        }
+    }
+    if (aboutURI().empty()) {
+        setAboutURI(AboutPrefix + guidText(newGUID()));
+    }
+}
+
+void XMP::clear()
+{
+    XmpHandle fresh(xmp_new_empty());
+    if (!fresh) {
+        METADATA_THROW0(MemoryError);
+    }
+    impl_->xmp = std::move(fresh);
+    impl_->unparsed.clear();
+    impl_->about.clear();
+    impl_->parsed = true;
+}
+
+std::string guidText(const GUID& g)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X", g.data1, g.data2, g.data3,
+                  g.data4[0], g.data4[1], g.data4[2], g.data4[3], g.data4[4], g.data4[5], g.data4[6], g.data4[7]);
+    return text;
+}
+
+GUID randomGUID()
+{
+    static std::mutex mutex;
+    static boost::uuids::random_generator generator;
+    boost::uuids::uuid u;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        u = generator();
+    }
+    GUID g;
+    g.data1 = (std::uint32_t{u.data[0]} << 24) | (std::uint32_t{u.data[1]} << 16) | (std::uint32_t{u.data[2]} << 8) |
+              u.data[3];
+    g.data2 = static_cast<std::uint16_t>((u.data[4] << 8) | u.data[5]);
+    g.data3 = static_cast<std::uint16_t>((u.data[6] << 8) | u.data[7]);
+    for (int i = 0; i < 8; ++i) {
+        g.data4[i] = u.data[8 + i];
+    }
+    return g;
+}
+
+void setGUIDFunction(GUIDFunction function) noexcept
+{
+    g_guidFunction.store(function);
+}
+
+GUID newGUID()
+{
+    const GUIDFunction f = g_guidFunction.load();
+    return f != nullptr ? f() : randomGUID();
+}
+
+} // namespace Metadata

@@ -1,0 +1,161 @@
+#include <Metadata/Exceptions.h>
+#include <Metadata/XMP.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <regex>
+#include <sstream>
+
+using namespace Metadata;
+
+namespace {
+
+const char* const Packet = R"(<?xpacket begin="" id="W5M0MpCehiHzreSzNTczkc9d"?>
+<x:xmpmeta xmlns:x="adobe:ns:meta/">
+ <rdf:RDF xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#">
+  <rdf:Description rdf:about=""
+    xmlns:dc="http://purl.org/dc/elements/1.1/"
+    xmlns:photoshop="http://ns.adobe.com/photoshop/1.0/">
+   <dc:creator><rdf:Seq><rdf:li>First</rdf:li><rdf:li>Second</rdf:li><rdf:li>Third</rdf:li></rdf:Seq></dc:creator>
+   <dc:title><rdf:Alt><rdf:li xml:lang="fr-FR">Le titre</rdf:li></rdf:Alt></dc:title>
+   <dc:subject><rdf:Bag><rdf:li>tree</rdf:li><rdf:li>river</rdf:li></rdf:Bag></dc:subject>
+   <photoshop:City>Lyon</photoshop:City>
+  </rdf:Description>
+ </rdf:RDF>
+</x:xmpmeta>
+<?xpacket end="w"?>)";
+
+XMP parse(const std::string& text)
+{
+    return XMP(text.data(), text.size());
+}
+
+} // namespace
+
+TEST(XMP, ReadsTheFirstCreatorTheFirstTitleAndEveryBagItem)
+{
+    const XMP xmp(Packet, std::strlen(Packet));
+    EXPECT_TRUE(xmp.parsed());
+    EXPECT_FALSE(xmp.empty());
+    EXPECT_EQ(xmp.creator(), "First");
+    EXPECT_EQ(xmp.title(), "Le titre");
+    EXPECT_EQ(xmp.subject(), (std::vector<std::string>{"tree", "river"}));
+    EXPECT_EQ(xmp.city(), "Lyon");
+    EXPECT_EQ(xmp.headline(), "");
+    EXPECT_TRUE(xmp.supplementalCategories().empty());
+}
+
+TEST(XMP, WritesPropertiesThatReadBackAfterSerialising)
+{
+    XMP xmp;
+    EXPECT_TRUE(xmp.empty());
+    EXPECT_EQ(xmp.packetText(), "");
+    xmp.setTitle("Title");
+    xmp.setDescription("Line one\nLine two");
+    xmp.setRights("(c) Me");
+    xmp.setCreator("Me");
+    xmp.setCreator("Me again");
+    xmp.appendSubject("a");
+    xmp.appendSubject("b");
+    xmp.setHeadline("Headline");
+    xmp.setAuthorsPosition("Staff");
+    xmp.setCaptionWriter("Ed");
+    xmp.setInstructions("None");
+    xmp.setCredit("Credit");
+    xmp.setSource("Source");
+    xmp.setCity("City");
+    xmp.setState("State");
+    xmp.setCountry("Country");
+    xmp.setTransmissionReference("T1");
+    xmp.setCategory("ART");
+    xmp.appendSupplementalCategory("s1");
+    xmp.setDateCreated(ISODateTime(2003, 7, 14, 9, 5, 3, 2, 0));
+
+    const std::string text = xmp.packetText();
+    const XMP back = parse(text);
+    EXPECT_EQ(back.title(), "Title");
+    EXPECT_EQ(back.description(), "Line one\nLine two");
+    EXPECT_EQ(back.rights(), "(c) Me");
+    EXPECT_EQ(back.creator(), "Me again");
+    EXPECT_EQ(back.subject(), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(back.headline(), "Headline");
+    EXPECT_EQ(back.authorsPosition(), "Staff");
+    EXPECT_EQ(back.captionWriter(), "Ed");
+    EXPECT_EQ(back.instructions(), "None");
+    EXPECT_EQ(back.credit(), "Credit");
+    EXPECT_EQ(back.source(), "Source");
+    EXPECT_EQ(back.city(), "City");
+    EXPECT_EQ(back.state(), "State");
+    EXPECT_EQ(back.country(), "Country");
+    EXPECT_EQ(back.transmissionReference(), "T1");
+    EXPECT_EQ(back.category(), "ART");
+    EXPECT_EQ(back.supplementalCategories(), (std::vector<std::string>{"s1"}));
+    EXPECT_EQ(back.dateCreated(), "2003-07-14T09:05:03+02:00");
+    // Titles are written as the x-default item of a language alternative.
+    EXPECT_NE(text.find("xml:lang=\"x-default\""), std::string::npos);
+    EXPECT_NE(text.find("xmlns:photoshop="), std::string::npos);
+}
+
+TEST(XMP, GivesADocumentIdentityOnceAndKeepsAnExistingOne)
+{
+    XMP xmp(Packet, std::strlen(Packet));
+    EXPECT_EQ(xmp.documentID(), "");
+    EXPECT_EQ(xmp.aboutURI(), "");
+    xmp.ensureDocumentIdentity();
+    const std::regex guid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
+    const std::string id = xmp.documentID();
+    ASSERT_EQ(id.rfind("lumenoworks:docid:lumeno:", 0), 0u) << id;
+    EXPECT_TRUE(std::regex_match(id.substr(25), guid)) << id;
+    const std::string about = xmp.aboutURI();
+    ASSERT_EQ(about.rfind("uuid:", 0), 0u) << about;
+    EXPECT_TRUE(std::regex_match(about.substr(5), guid)) << about;
+    EXPECT_NE(about.substr(5), id.substr(25));
+    EXPECT_EQ(xmp.creator(), "First"); // the rest of the packet survives
+
+    xmp.ensureDocumentIdentity();
+    EXPECT_EQ(xmp.documentID(), id);
+    const XMP back = parse(xmp.packetText());
+    EXPECT_EQ(back.documentID(), id);
+    EXPECT_EQ(back.aboutURI(), about);
+}
+
+TEST(XMP, WritesLongPacketsInPiecesAndKeepsUnparsablePacketsAsTheyAre)
+{
+    XMP xmp;
+    xmp.setDescription(std::string(5000, 'd'));
+    std::ostringstream out;
+    EXPECT_EQ(xmp.writePacket(out), 0);
+    EXPECT_EQ(out.str(), xmp.packetText());
+    EXPECT_GT(out.str().size(), 5000u);
+
+    const std::string broken = "<x:xmpmeta><rdf:RDF><unclosed></x:xmpmeta>";
+    XMP bad = parse(broken);
+    EXPECT_FALSE(bad.parsed());
+    EXPECT_FALSE(bad.empty());
+    EXPECT_EQ(bad.packetText(), broken);
+    EXPECT_EQ(bad.title(), "");
+    EXPECT_THROW(bad.setTitle("x"), FileFormatException);
+    EXPECT_THROW(bad.ensureDocumentIdentity(), FileFormatException);
+    bad.clear();
+    EXPECT_TRUE(bad.empty());
+    EXPECT_TRUE(bad.parsed());
+}
+
+TEST(GUID, TextHasTheUsualLayout)
+{
+    GUID g;
+    g.data1 = 0x0123ABCD;
+    g.data2 = 0x0A;
+    g.data3 = 0xBEEF;
+    const std::uint8_t tail[8] = {1, 2, 3, 4, 5, 6, 7, 0xFF};
+    std::copy(tail, tail + 8, g.data4);
+    EXPECT_EQ(guidText(g), "0123ABCD-000A-BEEF-0102-0304050607FF");
+    const GUID a = randomGUID();
+    const GUID b = randomGUID();
+    EXPECT_NE(guidText(a), guidText(b));
+    EXPECT_EQ((a.data3 >> 12), 4); // version 4
+    setGUIDFunction([] { return GUID{}; });
+    EXPECT_EQ(guidText(newGUID()), "00000000-0000-0000-0000-000000000000");
+    setGUIDFunction(nullptr);
+}
