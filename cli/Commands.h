@@ -1,6 +1,7 @@
 // The sub-commands of the lumeno tool.
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -15,9 +16,20 @@ struct Streams {
 // Each command takes its own arguments (without the command name) and returns the exit status:
 // 0 success, 1 when any file failed, 2 for a usage error.
 int runDump(const std::vector<std::string>& arguments, Streams streams);
-void printDumpHelp(std::ostream& out);
+int runShow(const std::vector<std::string>& arguments, Streams streams);
+int runIptc(const std::vector<std::string>& arguments, Streams streams);
+int runXmp(const std::vector<std::string>& arguments, Streams streams);
+int runAnnotate(const std::vector<std::string>& arguments, Streams streams);
 
-// "lumeno: FILE: MESSAGE" on the error stream.
-void reportFileError(std::ostream& err, const std::string& file, const std::string& message);
+// Runs `each` for every file. A failure is reported as "lumeno: FILE: MESSAGE" and the next file
+// goes on; the result is 1 when any failed. With several files, each file's output follows a
+// line "==> FILE <==" when `headed`.
+int forEachFile(const std::vector<std::string>& files, Streams streams, bool headed,
+                const std::function<void(const std::string& file)>& each);
+
+// The arguments of a command that takes only files: -h/--help prints `help` (returns 0), an
+// unknown option or no file is a usage error (returns 2); otherwise -1 and `files` filled.
+int parseFiles(const std::vector<std::string>& arguments, const char* command, const char* help, Streams streams,
+               std::vector<std::string>& files);
 
 } // namespace Lumeno::Cli

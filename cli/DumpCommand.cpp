@@ -1,110 +1,219 @@
-// lumeno dump: every EXIF directory of each file, as the library dumps it.
+// lumeno dump, show, iptc and xmp: the metadata of each file as text.
 #include "Commands.h"
 
 #include <Metadata/EXIF.h>
-#include <Metadata/Exceptions.h>
+#include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
+#include <Metadata/IPTC.h>
 #include <Metadata/TagTable.h>
+#include <Metadata/XMP.h>
 
-#include <cerrno>
-#include <cstring>
 #include <ostream>
-#include <sstream>
 
 namespace Lumeno::Cli {
 
 namespace {
 
-// Reads the EXIF tree of a TIFF file. JPEG files are refused here for now, with the message
-// the library gives any file it cannot read.
-Metadata::EXIF readFile(Metadata::ImageStreamT& stream)
+const char* const DumpHelp =
+    "Usage: lumeno dump FILE...\n"
+    "\n"
+    "Shows the EXIF directories of each JPEG or TIFF file in the order IFD0, EXIF,\n"
+    "interoperability, IFD1: a header line per directory, then one line per value,\n"
+    "\"Name: value\". Values without a known name are shown as\n"
+    "\"Tag 0xTTTT (TYPE, COUNT): values\". With several files, each file's\n"
+    "lines follow a line \"==> FILE <==\".\n"
+    "\n"
+    "A file that cannot be read is reported on standard error as\n"
+    "\"lumeno: FILE: MESSAGE\" and the other files are still shown.\n"
+    "Exit status: 0 when every file was read, 1 when any failed, 2 for bad usage.\n";
+
+const char* const ShowHelp =
+    "Usage: lumeno show FILE...\n"
+    "\n"
+    "A summary of each JPEG or TIFF file for people: its format, then its EXIF\n"
+    "directories, its IPTC datasets and its XMP properties, each under a heading.\n"
+    "Errors and exit status as for 'lumeno dump'.\n";
+
+const char* const IptcHelp =
+    "Usage: lumeno iptc FILE...\n"
+    "\n"
+    "One line per IPTC dataset of each file, in stored order: the dataset's name,\n"
+    "a tab, and its text. Line breaks, tabs and backslashes in the text are written\n"
+    "as \\r, \\n, \\t and \\\\ so that every dataset stays on its line.\n"
+    "Errors and exit status as for 'lumeno dump'.\n";
+
+const char* const XmpHelp =
+    "Usage: lumeno xmp FILE...\n"
+    "\n"
+    "The XMP packet of each file, as the program writes it. A file without one\n"
+    "prints nothing. Errors and exit status as for 'lumeno dump'.\n";
+
+struct Opened {
+    Metadata::ImageStreamT stream;
+    std::unique_ptr<Metadata::ImageMetadata> image;
+};
+
+std::unique_ptr<Opened> open(const std::string& file)
 {
-    std::uint8_t magic[4] = {};
-    stream.read(magic, sizeof magic);
-    const bool tiff = (magic[0] == 'I' && magic[1] == 'I' && magic[2] == 0x2A && magic[3] == 0) ||
-                      (magic[0] == 'M' && magic[1] == 'M' && magic[2] == 0 && magic[3] == 0x2A);
-    if (!tiff) {
-        METADATA_THROW(Metadata::FileFormatException, "Unsupported file format");
+    auto opened = std::make_unique<Opened>();
+    opened->image = Metadata::openImage(file, opened->stream);
+    return opened;
+}
+
+std::string escaped(const std::string& text)
+{
+    std::string out;
+    for (char c : text) {
+        switch (c) {
+        case '\r':
+            out += "\\r";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        default:
+            out += c;
+        }
     }
-    stream.clear();
-    return Metadata::EXIF::readTIFF(stream);
+    return out;
+}
+
+const char* dataSetName(std::uint8_t number)
+{
+    const Metadata::DataSetInfo* info = Metadata::Record2DataSet::info(number);
+    return info != nullptr ? info->name : "?";
+}
+
+void showXmp(std::ostream& out, const Metadata::XMP* xmp)
+{
+    if (xmp == nullptr || xmp->empty()) {
+        out << "(none)\n";
+        return;
+    }
+    if (!xmp->parsed()) {
+        out << "(the packet is not well-formed XMP; it is kept as it is)\n";
+        return;
+    }
+    auto line = [&out](const char* label, const std::string& value) {
+        if (!value.empty()) {
+            out << label << ": " << Metadata::EOLMassager::toDisplay(value) << '\n';
+        }
+    };
+    auto list = [&out](const char* label, const std::vector<std::string>& values) {
+        if (values.empty()) {
+            return;
+        }
+        out << label << ": ";
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            out << (i > 0 ? Metadata::IPTC::JoinSeparator : "") << values[i];
+        }
+        out << '\n';
+    };
+    line("dc:title", xmp->title());
+    line("dc:creator", xmp->creator());
+    line("photoshop:AuthorsPosition", xmp->authorsPosition());
+    line("dc:description", xmp->description());
+    line("photoshop:CaptionWriter", xmp->captionWriter());
+    line("dc:rights", xmp->rights());
+    list("dc:subject", xmp->subject());
+    line("photoshop:Headline", xmp->headline());
+    line("photoshop:Instructions", xmp->instructions());
+    line("photoshop:Credit", xmp->credit());
+    line("photoshop:Source", xmp->source());
+    line("photoshop:City", xmp->city());
+    line("photoshop:State", xmp->state());
+    line("photoshop:Country", xmp->country());
+    line("photoshop:TransmissionReference", xmp->transmissionReference());
+    line("photoshop:DateCreated", xmp->dateCreated());
+    line("photoshop:Category", xmp->category());
+    list("photoshop:SupplementalCategories", xmp->supplementalCategories());
+    line("xmpMM:DocumentID", xmp->documentID());
 }
 
 } // namespace
 
-void reportFileError(std::ostream& err, const std::string& file, const std::string& message)
-{
-    err << "lumeno: " << file << ": " << message << '\n';
-}
-
-void printDumpHelp(std::ostream& out)
-{
-    out << "Usage: lumeno dump FILE...\n"
-           "\n"
-           "Shows the EXIF directories of each TIFF file in the order IFD0, EXIF,\n"
-           "interoperability, IFD1: a header line per directory, then one line per value,\n"
-           "\"Name: value\". Values without a known name are shown as\n"
-           "\"Tag 0xTTTT (TYPE, COUNT): values\". With several files, each file's\n"
-           "lines follow a line \"==> FILE <==\".\n"
-           "\n"
-           "A file that cannot be read is reported on standard error as\n"
-           "\"lumeno: FILE: MESSAGE\" and the other files are still shown.\n"
-           "Exit status: 0 when every file was read, 1 when any failed, 2 for bad usage.\n";
-}
-
 int runDump(const std::vector<std::string>& arguments, Streams streams)
 {
     std::vector<std::string> files;
-    bool optionsEnded = false;
-    for (const std::string& a : arguments) {
-        if (!optionsEnded && (a == "-h" || a == "--help")) {
-            printDumpHelp(streams.out);
-            return 0;
-        }
-        if (!optionsEnded && a == "--") {
-            optionsEnded = true;
-        } else if (!optionsEnded && a.size() > 1 && a[0] == '-') {
-            streams.err << "lumeno dump: unknown option '" << a << "'\n";
-            return 2;
-        } else {
-            files.push_back(a);
-        }
+    if (const int status = parseFiles(arguments, "dump", DumpHelp, streams, files); status >= 0) {
+        return status;
     }
-    if (files.empty()) {
-        streams.err << "lumeno dump: no file given\nUsage: lumeno dump FILE...\n";
-        return 2;
-    }
-
     Metadata::setLineEnds(true);
-    int status = 0;
-    for (const std::string& file : files) {
-        try {
-            Metadata::ImageStreamT stream;
-            stream.setFileName(file);
-            stream.open(file, std::ios::in | std::ios::binary);
-            if (!stream.is_open()) {
-                const int error = errno;
-                reportFileError(streams.err, file, std::string("cannot open: ") + std::strerror(error));
-                status = 1;
-                continue;
-            }
-            const Metadata::EXIF exif = readFile(stream);
-            if (files.size() > 1) {
-                streams.out << "==> " << file << " <==\n";
-            }
-            exif.dump(streams.out);
-        } catch (const Metadata::Exception& e) {
-            reportFileError(streams.err, file, e.message());
-            status = 1;
-        } catch (const Metadata::Error& e) {
-            reportFileError(streams.err, file, e.message());
-            status = 1;
-        } catch (const std::exception& e) {
-            reportFileError(streams.err, file, e.what());
-            status = 1;
-        }
+    return forEachFile(files, streams, true, [&](const std::string& file) {
+        open(file)->image->exif().dump(streams.out);
+    });
+}
+
+int runShow(const std::vector<std::string>& arguments, Streams streams)
+{
+    std::vector<std::string> files;
+    if (const int status = parseFiles(arguments, "show", ShowHelp, streams, files); status >= 0) {
+        return status;
     }
-    return status;
+    Metadata::setLineEnds(true);
+    return forEachFile(files, streams, false, [&](const std::string& file) {
+        const auto opened = open(file);
+        const Metadata::ImageMetadata& image = *opened->image;
+        std::ostream& out = streams.out;
+        out << "File: " << file << '\n' << "Format: " << image.formatName() << '\n';
+
+        out << "\n=== EXIF ===\n";
+        if (image.exif().empty()) {
+            out << "(none)\n";
+        } else {
+            image.exif().dump(out);
+        }
+
+        out << "\n=== IPTC ===\n";
+        if (image.iptc().empty()) {
+            out << "(none)\n";
+        }
+        for (const Metadata::Record2DataSet& d : image.iptc().dataSets()) {
+            out << dataSetName(d.dataSet()) << ": " << Metadata::EOLMassager::toDisplay(d.text()) << '\n';
+        }
+
+        out << "\n=== XMP ===\n";
+        showXmp(out, image.xmp().get());
+        out << '\n';
+    });
+}
+
+int runIptc(const std::vector<std::string>& arguments, Streams streams)
+{
+    std::vector<std::string> files;
+    if (const int status = parseFiles(arguments, "iptc", IptcHelp, streams, files); status >= 0) {
+        return status;
+    }
+    return forEachFile(files, streams, true, [&](const std::string& file) {
+        const auto opened = open(file);
+        for (const Metadata::Record2DataSet& d : opened->image->iptc().dataSets()) {
+            streams.out << dataSetName(d.dataSet()) << '\t' << escaped(d.text()) << '\n';
+        }
+    });
+}
+
+int runXmp(const std::vector<std::string>& arguments, Streams streams)
+{
+    std::vector<std::string> files;
+    if (const int status = parseFiles(arguments, "xmp", XmpHelp, streams, files); status >= 0) {
+        return status;
+    }
+    return forEachFile(files, streams, true, [&](const std::string& file) {
+        const auto opened = open(file);
+        if (const auto& xmp = opened->image->xmp()) {
+            const std::string text = xmp->packetText();
+            streams.out << text;
+            if (!text.empty() && text.back() != '\n') {
+                streams.out << '\n';
+            }
+        }
+    });
 }
 
 } // namespace Lumeno::Cli

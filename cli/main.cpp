@@ -16,11 +16,16 @@ void printHelp(std::ostream& out)
            "Reads and shows the metadata of JPEG and TIFF photos.\n"
            "\n"
            "Commands:\n"
-           "  dump FILE...   show every EXIF directory of each file, one line per value\n"
+           "  show FILE...       a summary of each file: format, EXIF, IPTC and XMP\n"
+           "  dump FILE...       every EXIF directory of each file, one line per value\n"
+           "  iptc FILE...       the IPTC datasets of each file, one per line\n"
+           "  xmp FILE...        the XMP packet of each file\n"
+           "  annotate [OPTIONS] FILE...\n"
+           "                     edit the IPTC datasets (and the XMP that mirrors them)\n"
            "\n"
            "Options:\n"
-           "  -h, --help     show this help; 'lumeno COMMAND --help' explains a command\n"
-           "  --version      show the version\n";
+           "  -h, --help         show this help; 'lumeno COMMAND --help' explains a command\n"
+           "  --version          show the version\n";
 }
 
 } // namespace
@@ -46,10 +51,18 @@ int main(int argc, char** argv)
         std::cout << "lumeno 0.1.0\n";
         return 0;
     }
-    if (command == "dump") {
-        const int status = Lumeno::Cli::runDump(args, streams);
-        std::cout.flush();
-        return status;
+    using Runner = int (*)(const std::vector<std::string>&, Lumeno::Cli::Streams);
+    const std::pair<const char*, Runner> commands[] = {
+        {"dump", Lumeno::Cli::runDump},         {"show", Lumeno::Cli::runShow},
+        {"iptc", Lumeno::Cli::runIptc},         {"xmp", Lumeno::Cli::runXmp},
+        {"annotate", Lumeno::Cli::runAnnotate},
+    };
+    for (const auto& [name, run] : commands) {
+        if (command == name) {
+            const int status = run(args, streams);
+            std::cout.flush();
+            return status;
+        }
     }
     std::cerr << "lumeno: unknown command '" << command << "'\n"
               << "Run 'lumeno --help' for the list of commands.\n";

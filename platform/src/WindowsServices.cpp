@@ -2,9 +2,28 @@
 
 #include <windows.h>
 
+#include <string>
+#include <system_error>
+
 namespace Lumeno::Platform {
 
 namespace {
+
+std::wstring wide(const std::string& utf8)
+{
+    if (utf8.empty()) {
+        return std::wstring();
+    }
+    const int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+    std::wstring out(static_cast<std::size_t>(n), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &out[0], n);
+    return out;
+}
+
+[[noreturn]] void fail(const std::string& what)
+{
+    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
+}
 
 class WindowsServices final : public Services {
 public:
@@ -13,6 +32,44 @@ public:
         TIME_ZONE_INFORMATION zone{};
         const DWORD result = GetTimeZoneInformation(&zone);
         return offsetFromTimeZoneInformation(result, zone.Bias, zone.StandardBias, zone.DaylightBias);
+    }
+
+    std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const override
+    {
+        for (unsigned attempt = 0; attempt < 1000; ++attempt) {
+            const std::string name = folder + "\\" + prefix + std::to_string(GetTickCount() + attempt) + ".tmp";
+            HANDLE h = CreateFileW(wide(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
+                                   nullptr);
+            if (h != INVALID_HANDLE_VALUE) {
+                CloseHandle(h);
+                return name;
+            }
+            if (GetLastError() != ERROR_FILE_EXISTS) {
+                break;
+            }
+        }
+        fail("cannot create a temporary file in " + folder);
+    }
+
+    void flushToDisk(const std::string& path) const override
+    {
+        HANDLE h = CreateFileW(wide(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (h == INVALID_HANDLE_VALUE) {
+            fail("cannot flush " + path);
+        }
+        const BOOL ok = FlushFileBuffers(h);
+        CloseHandle(h);
+        if (!ok) {
+            fail("cannot flush " + path);
+        }
+    }
+
+    void replaceFile(const std::string& source, const std::string& target) const override
+    {
+        if (!MoveFileExW(wide(source).c_str(), wide(target).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+            fail("cannot replace " + target);
+        }
     }
 };
 

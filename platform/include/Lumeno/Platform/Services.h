@@ -2,13 +2,24 @@
 // a POSIX implementation.
 #pragma once
 
+#include <functional>
+#include <string>
+
 namespace Lumeno::Platform {
 
+// Paths are UTF-8 everywhere in the portable code. Failures are thrown as std::system_error.
 class Services {
 public:
     virtual ~Services() = default;
     // The machine's current offset from UTC, in minutes east of UTC.
     virtual int utcOffsetMinutes() const = 0;
+    // Creates a new empty file with a unique name in `folder`, starting with `prefix`; returns
+    // its path.
+    virtual std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const = 0;
+    // Makes sure the file's contents are on the disk.
+    virtual void flushToDisk(const std::string& path) const = 0;
+    // Puts `source` in the place of `target` in one step, replacing it.
+    virtual void replaceFile(const std::string& source, const std::string& target) const = 0;
 };
 
 // The services of the operating system the program runs on.
@@ -17,6 +28,16 @@ const Services& services();
 // Gives the metadata library what it asks of the operating system (the UTC offset behind dates
 // written in local time). Programs call it once at start.
 void installMetadataServices();
+
+// Writes `target` through `write`, which is given the path of a temporary file in the same
+// folder to fill. Only when `write` has finished is the file flushed to disk and renamed over
+// the target (keeping the target's permissions); on any failure the target stays as it was and
+// the temporary file is removed.
+void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write);
+
+// Copies `path` to the first free name "Lumeno.NN.NAME" beside it (NN from 00 to 98) and returns
+// that name. Never overwrites; throws std::runtime_error when every name is taken.
+std::string makeNumberedBackup(const std::string& path);
 
 // The offset from UTC that Windows' time-zone information describes: -(Bias + the standard bias
 // when the answer is "standard time" (1), the daylight bias when it is "daylight time" (2), and
