@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# End-to-end checks of 'lumeno dump': the bundled sample, errors and usage, and agreement with
-# exiftool on camera-like TIFFs in both byte orders.
+# End-to-end checks of the lumeno tool: the bundled samples, every command, errors and usage,
+# broken files, and agreement with exiftool (and libtiff) on what it reads and writes.
 # Usage: dump-test.sh LUMENO MAKE-BASE-TIFF DATA-DIR
 set -u
 lumeno=$1 maker=$2 data=$3
@@ -26,14 +26,90 @@ headers=$(grep -- '^-----------' <<<"$out" | tr '\n' '|')
 check "directories in order IFD0, EXIF, interoperability" \
   [ "$headers" = "----------- IFD0 -----------|----------- EXIF IFD -----------|----------- INTEROPERABILITY IFD -----------|" ]
 
+# --- JPEG: show, iptc, xmp -----------------------------------------------------------------
+out=$("$lumeno" show "$data/sample.jpg"); rc=$?
+check "show exits 0" [ "$rc" -eq 0 ]
+for l in "Format: JPEG" "=== EXIF ===" "=== IPTC ===" "=== XMP ===" "Make: Acme" "ExposureTime: 1/250 second(s)" \
+         "Caption: Sunrise over the lake" "Keyword: sunrise" "dc:subject: sunrise; lake" "dc:title: Morning light"; do
+  check "show gives '$l'" has "$l"
+done
+out=$("$lumeno" iptc "$data/sample.jpg")
+check "iptc lists datasets in stored order" [ "$(cut -f1 <<<"$out" | tr '\n' '|')" = \
+  "Object Name|Keyword|Keyword|Date Created|Time Created|By-line|City|Country Name|Caption|" ]
+check "iptc separates name and text by a tab" has "$(printf 'Caption\tSunrise over the lake')"
+check "xmp prints the packet" bash -c '"$1" xmp "$2" | grep -q "<dc:description>"' _ "$lumeno" "$data/sample.jpg"
+out=$("$lumeno" dump "$data/sample.jpg")
+check "dump reads JPEG files" has "DateTimeOriginal: 2024:05:06 07:08:09"
+
+# --- annotate ----------------------------------------------------------------------------------
+cp "$data/sample.jpg" "$tmp/a.jpg"
+"$lumeno" annotate --backup --set "Caption=A new caption" --add "Keyword=added" --remove City "$tmp/a.jpg"
+check "annotate exits 0" [ $? -eq 0 ]
+check "the original is kept as a numbered backup" cmp -s "$data/sample.jpg" "$tmp/Lumeno.00.a.jpg"
+if command -v exiftool >/dev/null; then
+  tag() { exiftool -s3 "$@" "$tmp/a.jpg"; }
+  check "exiftool reads the new caption" [ "$(tag -IPTC:Caption-Abstract)" = "A new caption" ]
+  check "exiftool reads the keywords" [ "$(tag -IPTC:Keywords)" = "sunrise, lake, added" ]
+  check "exiftool reads the XMP description" [ "$(tag -XMP:Description)" = "A new caption" ]
+  check "exiftool reads the XMP subject" [ "$(tag -XMP:Subject)" = "sunrise, lake, added" ]
+  check "the removed city is gone from IPTC and XMP" [ -z "$(tag -IPTC:City)$(tag -XMP:City)" ]
+  check "the packet has a document id" grep -q '^lumenoworks:docid:lumeno:' <<<"$(tag -XMP:DocumentID)"
+  check "exiftool finds nothing wrong" [ "$(exiftool -s3 -validate "$tmp/a.jpg")" = "OK" ]
+fi
+# From the quantisation table on, the file is byte for byte what it was.
+from() { LC_ALL=C grep -obUaP '\xff\xdb' "$1" | head -n 1 | cut -d: -f1; }
+check "image data and tables unchanged" cmp -s <(tail -c +"$(($(from "$data/sample.jpg") + 1))" "$data/sample.jpg") \
+  <(tail -c +"$(($(from "$tmp/a.jpg") + 1))" "$tmp/a.jpg")
+cp "$data/sample.jpg" "$tmp/b.jpg"
+"$lumeno" annotate --set "Caption=$(printf 'x%.0s' {1..2001})" "$tmp/b.jpg" 2>"$tmp/err"
+check "an over-long caption is refused" [ $? -eq 1 ]
+check "the refusal names the dataset and its limit" grep -qF "Caption: 2001 bytes is longer than its limit of 2000 bytes" "$tmp/err"
+check "a refused file is left as it was" cmp -s "$data/sample.jpg" "$tmp/b.jpg"
+"$lumeno" annotate --remove-iptc --clear-xmp "$tmp/b.jpg"
+check "IPTC and XMP can both be removed" [ -z "$("$lumeno" iptc "$tmp/b.jpg")$("$lumeno" xmp "$tmp/b.jpg")" ]
+"$lumeno" annotate --set "Nonsense=x" "$tmp/b.jpg" 2>/dev/null
+check "an unknown dataset is a usage error" [ $? -eq 2 ]
+
+cp "$data/sample.tif" "$tmp/t.tif"
+"$lumeno" annotate --set "Caption=TIFF caption" --add Keyword=k1 "$tmp/t.tif"
+check "annotate rewrites a TIFF" [ $? -eq 0 ]
+check "our reader reads the rewritten TIFF" bash -c '"$1" iptc "$2" | grep -q "^Keyword	k1$"' _ "$lumeno" "$tmp/t.tif"
+if command -v tiffinfo >/dev/null; then
+  check "libtiff reads the rewritten TIFF" tiffinfo "$tmp/t.tif" >/dev/null 2>&1
+fi
+if command -v exiftool >/dev/null; then
+  check "exiftool reads the TIFF's caption" [ "$(exiftool -s3 -IPTC:Caption-Abstract "$tmp/t.tif")" = "TIFF caption" ]
+  check "exiftool reads the TIFF's EXIF" [ "$(exiftool -s3 -EXIF:ExposureTime "$tmp/t.tif")" = "1/60" ]
+fi
+
+# --- Broken files never crash the tool -----------------------------------------------------------
+size=$(stat -c %s "$data/sample.jpg")
+crashed=0
+for ((n = 0; n < size; n += 97)); do
+  head -c "$n" "$data/sample.jpg" >"$tmp/cut.jpg"
+  "$lumeno" show "$tmp/cut.jpg" >/dev/null 2>&1; [ $? -le 1 ] || crashed=$((crashed + 1))
+done
+RANDOM=42
+for ((round = 0; round < 60; round++)); do
+  cp "$data/sample.jpg" "$tmp/bad.jpg"
+  for ((k = 0; k < 6; k++)); do
+    printf "\\x$(printf %02x $((RANDOM % 256)))" | dd of="$tmp/bad.jpg" bs=1 seek=$((RANDOM % size)) conv=notrunc status=none
+  done
+  "$lumeno" show "$tmp/bad.jpg" >/dev/null 2>&1; [ $? -le 1 ] || crashed=$((crashed + 1))
+  "$lumeno" annotate --add Keyword=x "$tmp/bad.jpg" >/dev/null 2>&1; [ $? -le 1 ] || crashed=$((crashed + 1))
+done
+check "no broken file crashed the tool" [ "$crashed" -eq 0 ]
+
 # --- Failures and usage ----------------------------------------------------------------------
 printf 'not an image at all' >"$tmp/text.tif"
+printf '\211PNG\r\n\032\n\000\000\000\rIHDR' >"$tmp/picture.png"
 # A little-endian TIFF whose first directory claims 101 entries.
 printf 'II*\000\010\000\000\000\145\000' >"$tmp/hostile.tif"
-err=$("$lumeno" dump "$tmp/missing.tif" "$tmp/text.tif" "$tmp/hostile.tif" "$data/sample.tif" 2>&1 >"$tmp/out"); rc=$?
+err=$("$lumeno" dump "$tmp/missing.tif" "$tmp/text.tif" "$tmp/picture.png" "$tmp/hostile.tif" "$data/sample.tif" 2>&1 >"$tmp/out"); rc=$?
 check "failed files give exit status 1" [ "$rc" -eq 1 ]
 check "missing file reported" grep -qxF "lumeno: $tmp/missing.tif: cannot open: No such file or directory" <<<"$err"
 check "other format reported" grep -qxF "lumeno: $tmp/text.tif: Unsupported file format" <<<"$err"
+check "a PNG is reported" grep -qxF "lumeno: $tmp/picture.png: Unsupported file format" <<<"$err"
 check "broken directory reported" grep -qxF "lumeno: $tmp/hostile.tif: Invalid IFD" <<<"$err"
 check "the good file is still shown" grep -qxF "Make: Acme" "$tmp/out"
 check "each file of several is named" grep -qxF "==> $data/sample.tif <==" "$tmp/out"
