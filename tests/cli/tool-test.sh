@@ -123,16 +123,23 @@ check "dump --help explains usage" grep -q "Usage: lumeno dump FILE" "$tmp/help"
 
 # --- Agreement with exiftool -----------------------------------------------------------------
 if command -v exiftool >/dev/null; then
-  for order in II MM; do
-    f=$tmp/camera-$order.tif
-    "$maker" "$f" "$order"
+  for order in II MM JPEG; do
+    if [ "$order" = JPEG ]; then
+      f=$tmp/camera.jpg
+      cp "$data/sample.jpg" "$f"
+      exiftool -q -overwrite_original -EXIF:all= "$f"
+    else
+      f=$tmp/camera-$order.tif
+      "$maker" "$f" "$order"
+    fi
     exiftool -q -overwrite_original -Make="NIKON CORPORATION" -Model="NIKON D90" -Software="Ver.1.00" \
       -Orientation#=6 -XResolution=300 -YResolution=300 -ResolutionUnit=inches \
       -ModifyDate="2023:08:19 14:02:11" -DateTimeOriginal="2023:08:19 14:02:11" \
       -ExposureTime=1/250 -FNumber=5.6 -ExposureProgram#=2 -ISO=400 \
       -ShutterSpeedValue=1/250 -ApertureValue=5.6 -ExposureCompensation=-1/3 -MaxApertureValue=3.6 \
       -BrightnessValue=7.15 -SubjectDistance=1.5 -MeteringMode#=5 -LightSource#=0 -EXIF:Flash#=1 \
-      -FocalLength=18.7 -FocalPlaneXResolution=2000 -ExifImageWidth=4288 -ExifImageHeight=2848 "$f"
+      -FocalLength=18.7 -FocalPlaneXResolution=2000 -ExifImageWidth=4288 -ExifImageHeight=2848 \
+      -EXIF:Copyright="(c) Nobody" "$f"
     ours=$("$lumeno" dump "$f")
     # compare LABEL EXIFTOOL-TAG KIND [TOLERANCE]; KIND: text, or num (leading number, or a/b).
     compare() {
