@@ -27,6 +27,11 @@ public:
         return static_cast<int>(local.tm_gmtoff / 60);
     }
 
+    Metadata::GUID newGUID() const override
+    {
+        return Metadata::randomGUID(); // Boost.UUID over the system's random source
+    }
+
     std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const override
     {
         std::string pattern = folder + "/" + prefix + "XXXXXX";

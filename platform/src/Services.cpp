@@ -11,11 +11,17 @@ int utcOffsetFromServices()
     return services().utcOffsetMinutes();
 }
 
+Metadata::GUID guidFromServices()
+{
+    return services().newGUID();
+}
+
 } // namespace
 
 void installMetadataServices()
 {
     Metadata::setUtcOffsetFunction(&utcOffsetFromServices);
+    Metadata::setGUIDFunction(&guidFromServices);
 }
 
 int offsetFromTimeZoneInformation(unsigned long result, long bias, long standardBias, long daylightBias) noexcept

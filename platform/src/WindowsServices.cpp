@@ -1,5 +1,6 @@
 #include "Lumeno/Platform/Services.h"
 
+#include <objbase.h>
 #include <windows.h>
 
 #include <string>
@@ -32,6 +33,22 @@ public:
         TIME_ZONE_INFORMATION zone{};
         const DWORD result = GetTimeZoneInformation(&zone);
         return offsetFromTimeZoneInformation(result, zone.Bias, zone.StandardBias, zone.DaylightBias);
+    }
+
+    Metadata::GUID newGUID() const override
+    {
+        ::GUID g;
+        if (FAILED(CoCreateGuid(&g))) {
+            return Metadata::randomGUID();
+        }
+        Metadata::GUID out;
+        out.data1 = g.Data1;
+        out.data2 = g.Data2;
+        out.data3 = g.Data3;
+        for (int i = 0; i < 8; ++i) {
+            out.data4[i] = g.Data4[i];
+        }
+        return out;
     }
 
     std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const override

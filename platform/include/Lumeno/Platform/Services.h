@@ -2,6 +2,8 @@
 // a POSIX implementation.
 #pragma once
 
+#include <Metadata/XMP.h>
+
 #include <functional>
 #include <string>
 
@@ -13,6 +15,8 @@ public:
     virtual ~Services() = default;
     // The machine's current offset from UTC, in minutes east of UTC.
     virtual int utcOffsetMinutes() const = 0;
+    // A new GUID from the system's generator.
+    virtual Metadata::GUID newGUID() const = 0;
     // Creates a new empty file with a unique name in `folder`, starting with `prefix`; returns
     // its path.
     virtual std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const = 0;
@@ -26,7 +30,7 @@ public:
 const Services& services();
 
 // Gives the metadata library what it asks of the operating system (the UTC offset behind dates
-// written in local time). Programs call it once at start.
+// written in local time, and new GUIDs). Programs call it once at start.
 void installMetadataServices();
 
 // Writes `target` through `write`, which is given the path of a temporary file in the same
