@@ -65,17 +65,6 @@ TEST(Services, UtcOffsetFollowsTheTimeZoneAndReachesTheLibrary)
     Metadata::setUtcOffsetFunction(nullptr);
 }
 
-TEST(Services, GUIDsComeFromTheSystemOnceInstalled)
-{
-    installMetadataServices();
-    const std::string a = Metadata::guidText(Metadata::newGUID());
-    const std::string b = Metadata::guidText(services().newGUID());
-    EXPECT_NE(a, b);
-    EXPECT_EQ(a.size(), 36u);
-    Metadata::setGUIDFunction(nullptr);
-    Metadata::setUtcOffsetFunction(nullptr);
-}
-
 TEST(Services, WindowsTimeZoneAnswersBecomeOffsets)
 {
     // Central European: bias -60, daylight bias -60.
