@@ -8,6 +8,7 @@
 #include <boost/rational.hpp>
 
 #include <ostream>
+#include <sstream>
 
 namespace Metadata {
 
@@ -266,6 +267,8 @@ void Field::dump(std::ostream& out) const
 
 namespace {
 
+constexpr char HexDigits[] = "0123456789abcdef";
+
 // At most this many values of a long list are shown in the generic form.
 constexpr std::size_t GenericValueLimit = 16;
 
@@ -285,7 +288,6 @@ template <class List, class Write> void writeList(std::ostream& out, const List&
 
 void writeEscaped(std::ostream& out, const std::vector<char>& text)
 {
-    static const char Hex[] = "0123456789abcdef";
     out << '"';
     for (char c : text) {
         const auto b = static_cast<unsigned char>(c);
@@ -293,7 +295,7 @@ void writeEscaped(std::ostream& out, const std::vector<char>& text)
             break;
         }
         if (b < 0x20 || b >= 0x7F || c == '"' || c == '\\') {
-            out << "\\x" << Hex[b >> 4] << Hex[b & 15];
+            out << "\\x" << HexDigits[b >> 4] << HexDigits[b & 15];
         } else {
             out << c;
         }
@@ -303,14 +305,22 @@ void writeEscaped(std::ostream& out, const std::vector<char>& text)
 
 } // namespace
 
-void Field::dumpGeneric(std::ostream& out) const
+namespace {
+
+std::string hexTag(std::uint16_t tag)
 {
-    static const char Hex[] = "0123456789abcdef";
-    out << "Tag 0x" << Hex[(tag_ >> 12) & 15] << Hex[(tag_ >> 8) & 15] << Hex[(tag_ >> 4) & 15] << Hex[tag_ & 15]
-        << " (" << typeName(type_) << ", " << count_ << ")";
-    if (!std::holds_alternative<std::monostate>(values_)) {
-        out << ": ";
+    std::string text = "Tag 0x";
+    for (int shift = 12; shift >= 0; shift -= 4) {
+        text += HexDigits[(tag >> shift) & 15];
     }
+    return text;
+}
+
+} // namespace
+
+std::string Field::genericValueText() const
+{
+    std::ostringstream out;
     std::visit(
         [&out](const auto& list) {
             using T = std::decay_t<decltype(list)>;
@@ -319,15 +329,49 @@ void Field::dumpGeneric(std::ostream& out) const
             } else if constexpr (std::is_same_v<T, std::vector<char>>) {
                 writeEscaped(out, list);
             } else if constexpr (std::is_same_v<T, std::vector<std::uint8_t>>) {
-                writeList(out, list, [&out](std::uint8_t b) { out << Hex[b >> 4] << Hex[b & 15]; });
+                writeList(out, list, [&out](std::uint8_t b) { out << HexDigits[b >> 4] << HexDigits[b & 15]; });
             } else if constexpr (std::is_same_v<T, std::vector<URational>> || std::is_same_v<T, std::vector<SRational>>) {
                 writeList(out, list, [&out](const auto& r) { out << r.numerator << '/' << r.denominator; });
             }
         },
         values_);
+    return out.str();
+}
+
+void Field::dumpGeneric(std::ostream& out) const
+{
+    out << hexTag(tag_) << " (" << typeName(type_) << ", " << count_ << ")";
+    if (!std::holds_alternative<std::monostate>(values_)) {
+        out << ": " << genericValueText();
+    }
     if (lineEnds()) {
         out << '\n';
     }
+}
+
+std::string Field::valueText() const
+{
+    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, true);
+    if (row != nullptr) {
+        std::ostringstream out;
+        if (row->formatter(out, "", *this)) {
+            std::string text = out.str();
+            if (text.size() >= 2 && text.compare(0, 2, ": ") == 0) {
+                text.erase(0, 2);
+                if (!text.empty() && text.back() == '\n') {
+                    text.pop_back();
+                }
+                return text;
+            }
+        }
+    }
+    return genericValueText();
+}
+
+std::string Field::label() const
+{
+    std::string text;
+    return name(text) ? text : hexTag(tag_);
 }
 
 } // namespace Metadata

@@ -1,5 +1,10 @@
 #include "Lumeno/Platform/Services.h"
 
+#include "TerminalProgress.h"
+
+#include <cstdlib>
+#include <fstream>
+
 #include <cerrno>
 #include <ctime>
 #include <string>
@@ -14,6 +19,37 @@
 namespace Lumeno::Platform {
 
 namespace {
+
+std::string environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// A folder of the XDG user-dirs file ($XDG_CONFIG_HOME/user-dirs.dirs, as xdg-user-dir reads it),
+// or `fallback` below the home folder.
+std::string userFolder(const std::string& configFolder, const std::string& key, const char* fallback)
+{
+    const std::string home = environment("HOME");
+    if (home.empty()) {
+        return {};
+    }
+    std::ifstream dirs(configFolder + "/user-dirs.dirs");
+    std::string line;
+    while (std::getline(dirs, line)) {
+        if (line.rfind(key + "=\"", 0) != 0 || line.back() != '"') {
+            continue;
+        }
+        std::string value = line.substr(key.size() + 2, line.size() - key.size() - 3);
+        if (value.rfind("$HOME", 0) == 0) {
+            value = home + value.substr(5);
+        }
+        if (!value.empty() && value[0] == '/') {
+            return value;
+        }
+    }
+    return home + "/" + fallback;
+}
 
 class PosixServices final : public Services {
 public:
@@ -56,6 +92,59 @@ public:
             throw std::system_error(error, std::generic_category(), "cannot flush " + path);
         }
         ::close(fd);
+    }
+
+    bool moveFileNoReplace(const std::string& source, const std::string& target) const override
+    {
+        if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
+            return true;
+        }
+        if (errno == EEXIST) {
+            return false;
+        }
+        if (errno != EINVAL && errno != ENOSYS) {
+            throw std::system_error(errno, std::generic_category(), "cannot move " + source);
+        }
+        // A file system without RENAME_NOREPLACE: a hard link also refuses an existing name.
+        if (::link(source.c_str(), target.c_str()) != 0) {
+            if (errno == EEXIST) {
+                return false;
+            }
+            throw std::system_error(errno, std::generic_category(), "cannot move " + source);
+        }
+        ::unlink(source.c_str());
+        return true;
+    }
+
+    std::string picturesFolder() const override { return userFolder(configFolder(), "XDG_PICTURES_DIR", "Pictures"); }
+    std::string documentsFolder() const override
+    {
+        return userFolder(configFolder(), "XDG_DOCUMENTS_DIR", "Documents");
+    }
+
+    std::string configFolder() const override
+    {
+        const std::string xdg = environment("XDG_CONFIG_HOME");
+        if (!xdg.empty() && xdg[0] == '/') {
+            return xdg;
+        }
+        const std::string home = environment("HOME");
+        return home.empty() ? std::string() : home + "/.config";
+    }
+
+    int screenPixelsPerInch() const override { return 96; }
+
+    void beep() const override
+    {
+        if (::isatty(STDERR_FILENO)) {
+            std::fputs("\a", stderr);
+            std::fflush(stderr);
+        }
+    }
+
+    std::unique_ptr<ProgressDisplay> makeProgressDisplay() const override
+    {
+        return std::make_unique<TerminalProgress>(::isatty(STDERR_FILENO) != 0);
     }
 
     void replaceFile(const std::string& source, const std::string& target) const override

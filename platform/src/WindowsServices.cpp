@@ -1,6 +1,9 @@
 #include "Lumeno/Platform/Services.h"
 
+#include "ShellProgressDialog.h"
+
 #include <objbase.h>
+#include <shlobj.h>
 #include <windows.h>
 
 #include <string>
@@ -10,15 +13,39 @@ namespace Lumeno::Platform {
 
 namespace {
 
-std::wstring wide(const std::string& utf8)
+// UTF-16 in WCHAR strings: std::wstring does not fit builds where wchar_t is 16 bits wide.
+using WideString = std::basic_string<WCHAR>;
+
+WideString wide(const std::string& utf8)
 {
     if (utf8.empty()) {
-        return std::wstring();
+        return WideString();
     }
     const int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    std::wstring out(static_cast<std::size_t>(n), L'\0');
+    WideString out(static_cast<std::size_t>(n), 0);
     MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &out[0], n);
     return out;
+}
+
+std::string narrow(const WCHAR* text)
+{
+    const int n = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (n <= 1) {
+        return std::string();
+    }
+    std::string out(static_cast<std::size_t>(n), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, &out[0], n, nullptr, nullptr);
+    out.resize(static_cast<std::size_t>(n - 1));
+    return out;
+}
+
+std::string shellFolder(int csidl)
+{
+    WCHAR path[MAX_PATH] = {};
+    if (FAILED(SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, path))) {
+        return std::string();
+    }
+    return narrow(path);
 }
 
 [[noreturn]] void fail(const std::string& what)
@@ -80,6 +107,40 @@ public:
         if (!ok) {
             fail("cannot flush " + path);
         }
+    }
+
+    bool moveFileNoReplace(const std::string& source, const std::string& target) const override
+    {
+        if (MoveFileExW(wide(source).c_str(), wide(target).c_str(), 0)) {
+            return true;
+        }
+        const DWORD error = GetLastError();
+        if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) {
+            return false;
+        }
+        fail("cannot move " + source);
+    }
+
+    std::string picturesFolder() const override { return shellFolder(CSIDL_MYPICTURES); }
+    std::string documentsFolder() const override { return shellFolder(CSIDL_PERSONAL); }
+    std::string configFolder() const override { return std::string(); }
+
+    int screenPixelsPerInch() const override
+    {
+        HWND desktop = GetDesktopWindow();
+        HDC dc = GetDC(desktop);
+        const int dpi = dc != nullptr ? GetDeviceCaps(dc, LOGPIXELSY) : 96;
+        if (dc != nullptr) {
+            ReleaseDC(desktop, dc);
+        }
+        return dpi;
+    }
+
+    void beep() const override { MessageBeep(0xFFFFFFFF); }
+
+    std::unique_ptr<ProgressDisplay> makeProgressDisplay() const override
+    {
+        return std::make_unique<Lumeno::Shell::CShellProgressDialog>();
     }
 
     void replaceFile(const std::string& source, const std::string& target) const override

@@ -102,6 +102,13 @@ public:
     // "Tag 0x829a (rational_t, 1): 1/60".
     void dump(std::ostream& out) const;
     void dumpGeneric(std::ostream& out) const;
+    // The value alone, as the display line shows it ("1/60 second(s)"), or in the generic form
+    // ("1 2") when no display row shows it.
+    std::string valueText() const;
+    // The values in the generic form; empty for FLOAT and DOUBLE fields.
+    std::string genericValueText() const;
+    // The row's name, or "Tag 0x829a" for a tag no table names.
+    std::string label() const;
 
 private:
     void load(TIFFReader& reader);

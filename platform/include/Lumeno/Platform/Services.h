@@ -4,10 +4,32 @@
 
 #include <Metadata/XMP.h>
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace Lumeno::Platform {
+
+// The progress display of a command run over many files: the system's progress dialog on
+// Windows, a bar on a terminal elsewhere. Every operation is harmless when there is nothing to
+// show on.
+class ProgressDisplay {
+public:
+    virtual ~ProgressDisplay() = default;
+    virtual void setTitle(const std::string& title) = 0;
+    virtual void showProgressBar(bool show) = 0;
+    // A clip by number from the system's animations (161: copying files).
+    virtual void setAnimation(int clip) = 0;
+    // Shows the display, owned by `parentWindow` (0 for none); false when it cannot be shown.
+    virtual bool start(std::uintptr_t parentWindow) = 0;
+    virtual void stop() = 0;
+    // True once the user asked to stop (Cancel button, Ctrl-C).
+    virtual bool hasUserCancelled() = 0;
+    virtual void setProgress(std::uint32_t completed, std::uint32_t total) = 0;
+    // Line 1 to 3 of the display.
+    virtual void setLine(int line, const std::string& text) = 0;
+};
 
 // Paths are UTF-8 everywhere in the portable code. Failures are thrown as std::system_error.
 class Services {
@@ -24,6 +46,21 @@ public:
     virtual void flushToDisk(const std::string& path) const = 0;
     // Puts `source` in the place of `target` in one step, replacing it.
     virtual void replaceFile(const std::string& source, const std::string& target) const = 0;
+    // Moves `source` to `target` in one step unless `target` exists: false (and nothing moved)
+    // when it does; other failures throw.
+    virtual bool moveFileNoReplace(const std::string& source, const std::string& target) const = 0;
+
+    // The user's picture and document folders; empty when the system cannot say.
+    virtual std::string picturesFolder() const = 0;
+    virtual std::string documentsFolder() const = 0;
+    // Where the user's settings live: the registry key's place on Windows (unused there), the
+    // XDG configuration folder elsewhere.
+    virtual std::string configFolder() const = 0;
+    // Vertical pixels per inch of the screen, for font sizes.
+    virtual int screenPixelsPerInch() const = 0;
+    // The system's default alert sound.
+    virtual void beep() const = 0;
+    virtual std::unique_ptr<ProgressDisplay> makeProgressDisplay() const = 0;
 };
 
 // The services of the operating system the program runs on.
