@@ -20,6 +20,10 @@ int runShow(const std::vector<std::string>& arguments, Streams streams);
 int runIptc(const std::vector<std::string>& arguments, Streams streams);
 int runXmp(const std::vector<std::string>& arguments, Streams streams);
 int runAnnotate(const std::vector<std::string>& arguments, Streams streams);
+int runRename(const std::vector<std::string>& arguments, Streams streams);
+int runRotate(const std::vector<std::string>& arguments, Streams streams);
+int runExport(const std::vector<std::string>& arguments, Streams streams);
+int runSettings(const std::vector<std::string>& arguments, Streams streams);
 
 // Runs `each` for every file. A failure is reported as "lumeno: FILE: MESSAGE" and the next file
 // goes on; the result is 1 when any failed. With several files, each file's output follows a

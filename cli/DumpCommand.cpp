@@ -1,6 +1,7 @@
 // lumeno dump, show, iptc and xmp: the metadata of each file as text.
 #include "Commands.h"
 
+#include <Lumeno/Commands/FileCommands.h>
 #include <Metadata/EXIF.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
@@ -58,30 +59,6 @@ std::unique_ptr<Opened> open(const std::string& file)
     auto opened = std::make_unique<Opened>();
     opened->image = Metadata::openImage(file, opened->stream);
     return opened;
-}
-
-std::string escaped(const std::string& text)
-{
-    std::string out;
-    for (char c : text) {
-        switch (c) {
-        case '\r':
-            out += "\\r";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
 }
 
 const char* dataSetName(std::uint8_t number)
@@ -191,10 +168,7 @@ int runIptc(const std::vector<std::string>& arguments, Streams streams)
         return status;
     }
     return forEachFile(files, streams, true, [&](const std::string& file) {
-        const auto opened = open(file);
-        for (const Metadata::Record2DataSet& d : opened->image->iptc().dataSets()) {
-            streams.out << dataSetName(d.dataSet()) << '\t' << escaped(d.text()) << '\n';
-        }
+        streams.out << Commands::iptcText(open(file)->image->iptc());
     });
 }
 

@@ -22,6 +22,13 @@ void printHelp(std::ostream& out)
            "  xmp FILE...        the XMP packet of each file\n"
            "  annotate [OPTIONS] FILE...\n"
            "                     edit the IPTC datasets (and the XMP that mirrors them)\n"
+           "  rename FILE...     rename each file after its capture date\n"
+           "  rotate cw|ccw|180 [--backup|--no-backup] FILE...\n"
+           "                     turn JPEG files without loss\n"
+           "  export exif|iptc|xmp|all FILE...\n"
+           "                     write the metadata to text files beside each file\n"
+           "  settings list | get SECTION VALUE | set SECTION VALUE DATA\n"
+           "                     the user's settings\n"
            "\n"
            "Options:\n"
            "  -h, --help         show this help; 'lumeno COMMAND --help' explains a command\n"
@@ -55,7 +62,9 @@ int main(int argc, char** argv)
     const std::pair<const char*, Runner> commands[] = {
         {"dump", Lumeno::Cli::runDump},         {"show", Lumeno::Cli::runShow},
         {"iptc", Lumeno::Cli::runIptc},         {"xmp", Lumeno::Cli::runXmp},
-        {"annotate", Lumeno::Cli::runAnnotate},
+        {"annotate", Lumeno::Cli::runAnnotate}, {"rename", Lumeno::Cli::runRename},
+        {"rotate", Lumeno::Cli::runRotate},     {"export", Lumeno::Cli::runExport},
+        {"settings", Lumeno::Cli::runSettings},
     };
     for (const auto& [name, run] : commands) {
         if (command == name) {

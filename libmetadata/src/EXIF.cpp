@@ -111,7 +111,7 @@ bool EXIF::getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_
     return f != nullptr && f->getBytes(value);
 }
 
-void EXIF::dump(std::ostream& out) const
+void EXIF::useResolutionUnit() const
 {
     std::uint32_t unit = 2;
     try {
@@ -120,6 +120,11 @@ void EXIF::dump(std::ostream& out) const
         unit = 0; // a ResolutionUnit of the wrong type names no unit
     }
     setResolutionUnit(unit);
+}
+
+void EXIF::dump(std::ostream& out) const
+{
+    useResolutionUnit();
     for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), thumbnail_.get()}) {
         if (d != nullptr) {
             d->dump(out);

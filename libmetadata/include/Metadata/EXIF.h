@@ -49,9 +49,12 @@ public:
     bool getText(std::uint32_t id, std::uint16_t tag, std::string& value) const;
     bool getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_t>& value) const;
 
-    // The dump of IFD0, EXIF, interoperability and IFD1, each with its header. Resolution lines
-    // name the unit of IFD0's ResolutionUnit (inches when it has none, the TIFF default).
+    // The dump of IFD0, EXIF, interoperability and IFD1, each with its header, after
+    // useResolutionUnit().
     void dump(std::ostream& out) const;
+    // Makes resolution lines name the unit of IFD0's ResolutionUnit (inches when it has none,
+    // the TIFF default), as they should before any of this tree's values are shown.
+    void useResolutionUnit() const;
 
 private:
     std::shared_ptr<IFD> primary_;

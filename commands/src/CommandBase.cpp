@@ -1,0 +1,67 @@
+#include "Lumeno/Commands/Command.h"
+
+#include <cstdio>
+
+namespace Lumeno::Commands {
+
+std::string fileNameOf(const std::string& path)
+{
+    const std::size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+CommandBase::CommandBase(std::uint32_t fileCount, std::uintptr_t parentWindow, std::shared_ptr<UI::Settings> settings)
+    : progress_(Platform::services().makeProgressDisplay()),
+      settings_(settings ? std::move(settings) : std::make_shared<UI::Settings>()),
+      fileCount_(fileCount),
+      parentWindow_(parentWindow)
+{
+}
+
+CommandBase::~CommandBase()
+{
+    progress_->stop();
+}
+
+std::int32_t CommandBase::runOnSelection(const std::vector<std::string>&)
+{
+    return Success;
+}
+
+void CommandBase::perFile(const std::string&) {}
+
+std::int32_t CommandBase::startProgress(const std::string& title, int animation)
+{
+    progress_->setTitle(title);
+    progress_->showProgressBar(true);
+    progress_->setAnimation(animation);
+    return progress_->start(parentWindow_) ? Success : UnspecifiedFailure;
+}
+
+bool CommandBase::beginFile(const std::string& path)
+{
+    if (progress_->hasUserCancelled()) {
+        return false;
+    }
+    progress_->setLine(1, fileNameOf(path));
+    char line[64];
+    std::snprintf(line, sizeof line, "%u of %u files...", currentIndex_, fileCount_);
+    progress_->setLine(2, line);
+    progress_->setProgress(currentIndex_, fileCount_);
+    ++currentIndex_;
+    return true;
+}
+
+std::int32_t CommandBase::reportFailure(const std::string& path, const std::string& reason)
+{
+    ++failures_;
+    if (settings_->getEnableMessageBeeps()) {
+        Platform::services().beep();
+    }
+    if (listener_) {
+        listener_(path, reason);
+    }
+    return UnspecifiedFailure;
+}
+
+} // namespace Lumeno::Commands

@@ -1,0 +1,151 @@
+#include "Lumeno/Commands/FileCommands.h"
+
+#include <Metadata/EXIF.h>
+#include <Metadata/Exceptions.h>
+#include <Metadata/ImageFactory.h>
+#include <Metadata/ImageStream.h>
+#include <Metadata/IPTC.h>
+#include <Metadata/XMP.h>
+
+#include <fstream>
+#include <system_error>
+
+namespace Lumeno::Commands {
+
+namespace {
+
+const char* titleFor(ExportKind kind)
+{
+    switch (kind) {
+    case ExportKind::EXIF:
+        return "Exporting EXIF...";
+    case ExportKind::IPTC:
+        return "Exporting IPTC...";
+    case ExportKind::XMP:
+        return "Exporting XMP...";
+    }
+    return "";
+}
+
+const char* suffixFor(ExportKind kind)
+{
+    switch (kind) {
+    case ExportKind::EXIF:
+        return ".exif.txt";
+    case ExportKind::IPTC:
+        return ".iptc.txt";
+    case ExportKind::XMP:
+        return ".xmp";
+    }
+    return "";
+}
+
+} // namespace
+
+std::string escapedText(const std::string& text)
+{
+    std::string out;
+    for (char c : text) {
+        switch (c) {
+        case '\r':
+            out += "\\r";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        default:
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::string exportPath(const std::string& imagePath, ExportKind kind)
+{
+    // The extension goes from the last dot of the last path component, as the shell removes it.
+    const std::size_t slash = imagePath.find_last_of("/\\");
+    const std::size_t dot = imagePath.rfind('.');
+    const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash);
+    return (hasExtension ? imagePath.substr(0, dot) : imagePath) + suffixFor(kind);
+}
+
+std::string exifText(const Metadata::ImageMetadata& image)
+{
+    std::string text;
+    image.exif().useResolutionUnit();
+    for (const Metadata::IFD* directory : image.exif().directories()) {
+        text += "IFD: " + directory->name() + "\n";
+        for (const Metadata::Field& field : *directory) {
+            text += field.label() + "\t" + field.valueText() + "\n";
+        }
+        text += "\n";
+    }
+    return text;
+}
+
+std::string iptcText(const Metadata::IPTC& iptc)
+{
+    std::string text;
+    for (const Metadata::Record2DataSet& d : iptc.dataSets()) {
+        const Metadata::DataSetInfo* info = Metadata::Record2DataSet::info(d.dataSet());
+        text += std::string(info != nullptr ? info->name : "?") + "\t" + escapedText(d.text()) + "\n";
+    }
+    return text;
+}
+
+std::string xmpText(const Metadata::ImageMetadata& image)
+{
+    return image.xmp() ? image.xmp()->packetText() : std::string();
+}
+
+CommandExport::CommandExport(ExportKind kind, std::uint32_t fileCount, std::uintptr_t parentWindow,
+                             std::shared_ptr<UI::Settings> settings)
+    : CommandBase(fileCount, parentWindow, std::move(settings)), kind_(kind)
+{
+    startProgress(titleFor(kind), FileCopyAnimation);
+}
+
+void CommandExport::perFile(const std::string& path)
+{
+    if (!beginFile(path)) {
+        return;
+    }
+    std::string text;
+    try {
+        Metadata::ImageStreamT stream;
+        const auto image = Metadata::openImage(path, stream);
+        text = kind_ == ExportKind::EXIF ? exifText(*image) : kind_ == ExportKind::IPTC ? iptcText(image->iptc())
+                                                                                          : xmpText(*image);
+    } catch (const Metadata::IOOpenError&) {
+        reportFailure(path, "cannot open the file");
+        return;
+    } catch (const std::exception& e) {
+        reportFailure(path, e.what());
+        return;
+    }
+    if (text.empty()) {
+        return; // nothing of the kind: no file
+    }
+    const std::string target = exportPath(path, kind_);
+    try {
+        Platform::writeFileSafely(target, [&](const std::string& temporary) {
+            // Text mode: lines end the platform's way.
+            std::ofstream out(temporary, std::ios::out | std::ios::trunc);
+            out << text;
+            out.close();
+            if (!out) {
+                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
+            }
+        });
+    } catch (const std::exception& e) {
+        reportFailure(path, e.what());
+    }
+}
+
+} // namespace Lumeno::Commands

@@ -1,0 +1,143 @@
+#include "Lumeno/Commands/FileCommands.h"
+
+#include <Metadata/DateTime.h>
+#include <Metadata/Exceptions.h>
+#include <Metadata/ImageFactory.h>
+#include <Metadata/ImageStream.h>
+#include <Metadata/IPTC.h>
+
+#include <cstdio>
+#include <system_error>
+
+namespace Lumeno::Commands {
+
+namespace {
+
+using Metadata::Record2DataSet;
+
+bool fromIptcStamp(const Metadata::IPTC& iptc, Metadata::ISODateTime& value)
+{
+    try {
+        Metadata::IPTCTimeStamp stamp;
+        if (iptc.getTimeStamp(Record2DataSet::E_DATE_CREATED, Record2DataSet::E_TIME_CREATED, stamp) &&
+            stamp.isValid()) {
+            value = stamp.isoDateTime();
+            return true;
+        }
+    } catch (const Metadata::Exception&) {
+        // A date or time that is not a number is not a date.
+    }
+    return false;
+}
+
+bool fromExif(const Metadata::EXIF& exif, Metadata::ISODateTime& value)
+{
+    // The first of the three tags the image has decides; an invalid one is not passed over for
+    // the next.
+    const std::pair<std::uint32_t, std::uint16_t> tags[] = {
+        {Metadata::DirectoryId::Exif, 36867}, // DateTimeOriginal
+        {Metadata::DirectoryId::Exif, 36868}, // DateTimeDigitized
+        {Metadata::DirectoryId::Primary, 306}, // DateTime
+    };
+    for (const auto& [directory, tag] : tags) {
+        const Metadata::Field* field = exif.find(directory, tag);
+        if (field == nullptr) {
+            continue;
+        }
+        try {
+            std::string text;
+            field->getText(text);
+            const Metadata::EXIFTimeStamp stamp(text);
+            if (stamp.isValid()) {
+                value = stamp.isoDateTime();
+                return true;
+            }
+        } catch (const Metadata::Exception&) {
+        } catch (const Metadata::Error&) {
+        }
+        return false;
+    }
+    return false;
+}
+
+bool fromIptcDate(const Metadata::IPTC& iptc, Metadata::ISODateTime& value)
+{
+    std::string text;
+    if (!iptc.get(Record2DataSet::E_DATE_CREATED, text)) {
+        return false;
+    }
+    try {
+        const Metadata::IPTCDate date(text);
+        if (date.isValid()) {
+            const Metadata::ISODate& d = date.isoDate();
+            value = Metadata::ISODateTime(d.year(), d.month(), d.day(), 0, 0, 0, 0, 0);
+            return true;
+        }
+    } catch (const Metadata::Exception&) {
+    }
+    return false;
+}
+
+// The extension with its dot, from the last dot of the file name; empty when there is none.
+std::string extensionOf(const std::string& name)
+{
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos ? std::string() : name.substr(dot);
+}
+
+} // namespace
+
+bool captureDate(const Metadata::ImageMetadata& image, Metadata::ISODateTime& value)
+{
+    return fromIptcStamp(image.iptc(), value) || fromExif(image.exif(), value) || fromIptcDate(image.iptc(), value);
+}
+
+std::string renamedFileName(const Metadata::ISODateTime& v, std::uint32_t counter, const std::string& extension)
+{
+    char name[64];
+    std::snprintf(name, sizeof name, "%.4d%.2d%.2d-%.2d%.2d%.2d-%.2d", v.year(), v.month(), v.day(), v.hour(),
+                  v.minute(), v.second(), counter);
+    return name + extension;
+}
+
+CommandFileRename::CommandFileRename(std::uint32_t fileCount, std::uintptr_t parentWindow,
+                                     std::shared_ptr<UI::Settings> settings)
+    : CommandBase(fileCount, parentWindow, std::move(settings))
+{
+    startProgress("Renaming Files...", FileCopyAnimation);
+}
+
+void CommandFileRename::perFile(const std::string& path)
+{
+    if (!beginFile(path)) {
+        return;
+    }
+    Metadata::ISODateTime when;
+    {
+        Metadata::ImageStreamT stream;
+        try {
+            const auto image = Metadata::openImage(path, stream);
+            if (!captureDate(*image, when)) {
+                return; // no usable date: left as it is, without a word
+            }
+        } catch (const std::exception&) {
+            return; // unreadable or not an image: skipped silently
+        }
+    } // the stream is closed before the move
+
+    const std::string name = fileNameOf(path);
+    const std::string newName = renamedFileName(when, counter_, extensionOf(name));
+    // The counter runs on whatever becomes of this file.
+    counter_ = (counter_ + 1) % 100;
+    const std::string folder = path.substr(0, path.size() - name.size());
+    const std::string target = folder + newName;
+    try {
+        if (!Platform::services().moveFileNoReplace(path, target)) {
+            reportFailure(path, "cannot rename to " + newName + ": a file of that name exists");
+        }
+    } catch (const std::system_error& e) {
+        reportFailure(path, "cannot rename to " + newName + ": " + e.code().message());
+    }
+}
+
+} // namespace Lumeno::Commands

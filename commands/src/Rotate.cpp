@@ -1,0 +1,106 @@
+#include "Lumeno/Commands/FileCommands.h"
+
+#include <turbojpeg.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+namespace Lumeno::Commands {
+
+namespace {
+
+int operationFor(int direction)
+{
+    switch (direction) {
+    case 1:
+        return TJXOP_ROT90;
+    case 2:
+        return TJXOP_ROT180;
+    case 3:
+        return TJXOP_ROT270;
+    default:
+        return TJXOP_NONE;
+    }
+}
+
+struct TransformHandle {
+    tjhandle handle = tjInitTransform();
+    ~TransformHandle()
+    {
+        if (handle != nullptr) {
+            tjDestroy(handle);
+        }
+    }
+};
+
+struct TurboBuffer {
+    unsigned char* data = nullptr;
+    unsigned long size = 0;
+    ~TurboBuffer() { tjFree(data); }
+};
+
+} // namespace
+
+CommandRotateJPEG::CommandRotateJPEG(int direction, std::uint32_t fileCount, std::uintptr_t parentWindow,
+                                     std::shared_ptr<UI::Settings> settings, std::optional<bool> backup)
+    : CommandBase(fileCount, parentWindow, std::move(settings)), operation_(operationFor(direction)), backup_(backup)
+{
+    startProgress("Rotating JPEG...", FileCopyAnimation);
+}
+
+void CommandRotateJPEG::perFile(const std::string& path)
+{
+    if (operation_ == TJXOP_NONE) {
+        return;
+    }
+    if (!beginFile(path)) {
+        return;
+    }
+    const bool backup = backup_ ? *backup_ : settings().getCreateBackup();
+
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        reportFailure(path, "cannot open the file");
+        return;
+    }
+    const std::vector<unsigned char> source((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.close();
+
+    const TransformHandle transformer;
+    if (transformer.handle == nullptr) {
+        reportFailure(path, "the JPEG library could not be started");
+        return;
+    }
+    tjtransform transform{};
+    transform.op = operation_;
+    // Trimmed like 'jpegtran -trim'; every marker is copied, since TJXOPT_COPYNONE is not given.
+    transform.options = TJXOPT_TRIM;
+    TurboBuffer turned;
+    // Warnings (a truncated or damaged file) stop the turn: a damaged picture is left alone.
+    if (tjTransform(transformer.handle, source.data(), static_cast<unsigned long>(source.size()), 1, &turned.data,
+                    &turned.size, &transform, TJFLAG_STOPONWARNING) != 0) {
+        reportFailure(path, std::string("cannot turn the picture: ") + tjGetErrorStr2(transformer.handle));
+        return;
+    }
+
+    try {
+        if (backup) {
+            Platform::makeNumberedBackup(path);
+        }
+        Platform::writeFileSafely(path, [&](const std::string& temporary) {
+            std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+            out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
+            out.close();
+            if (!out) {
+                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
+            }
+        });
+    } catch (const std::exception& e) {
+        reportFailure(path, e.what());
+    }
+}
+
+} // namespace Lumeno::Commands
