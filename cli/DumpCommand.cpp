@@ -179,14 +179,7 @@ int runXmp(const std::vector<std::string>& arguments, Streams streams)
         return status;
     }
     return forEachFile(files, streams, true, [&](const std::string& file) {
-        const auto opened = open(file);
-        if (const auto& xmp = opened->image->xmp()) {
-            const std::string text = xmp->packetText();
-            streams.out << text;
-            if (!text.empty() && text.back() != '\n') {
-                streams.out << '\n';
-            }
-        }
+        streams.out << Commands::xmpText(*open(file)->image);
     });
 }
 

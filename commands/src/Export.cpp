@@ -101,7 +101,11 @@ std::string iptcText(const Metadata::IPTC& iptc)
 
 std::string xmpText(const Metadata::ImageMetadata& image)
 {
-    return image.xmp() ? image.xmp()->packetText() : std::string();
+    std::string text = image.xmp() ? image.xmp()->packetText() : std::string();
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n'; // a text file ends with a line end
+    }
+    return text;
 }
 
 CommandExport::CommandExport(ExportKind kind, std::uint32_t fileCount, std::uintptr_t parentWindow,

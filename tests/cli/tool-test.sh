@@ -11,6 +11,8 @@ check() { # check DESCRIPTION COMMAND...
 }
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
+# Settings go to a folder of the test's own, never to the user's.
+export XDG_CONFIG_HOME=$tmp/config
 
 # --- The bundled sample --------------------------------------------------------------------
 out=$("$lumeno" dump "$data/sample.tif"); rc=$?
@@ -81,6 +83,74 @@ if command -v exiftool >/dev/null; then
   check "exiftool reads the TIFF's caption" [ "$(exiftool -s3 -IPTC:Caption-Abstract "$tmp/t.tif")" = "TIFF caption" ]
   check "exiftool reads the TIFF's EXIF" [ "$(exiftool -s3 -EXIF:ExposureTime "$tmp/t.tif")" = "1/60" ]
 fi
+
+# --- settings ---------------------------------------------------------------------------------
+check "gamma defaults to 1.2" [ "$("$lumeno" settings get Display Gamma)" = "1.2" ]
+check "a new user's list is all defaults" [ "$("$lumeno" settings list | grep -vc '(default)$')" = "0" ]
+"$lumeno" settings set Display Gamma 1.5
+check "gamma is stored in hundredths and read back" [ "$("$lumeno" settings get Display Gamma)" = "1.5" ]
+check "the key file holds it" grep -qx "Gamma=dword:150" "$XDG_CONFIG_HOME/LumenoWorks/Lumeno.conf"
+check "a set value is listed as set" bash -c '"$1" settings list | grep -q "^Display *Gamma *1.5$"' _ "$lumeno"
+"$lumeno" settings set General ThumbnailCacheSize many 2>"$tmp/err"
+check "a number that is not one is refused" [ $? -eq 2 ]
+check "the refusal says why" grep -qF "'many' is not a number" "$tmp/err"
+"$lumeno" settings get General Colour 2>/dev/null
+check "an unknown setting is refused" [ $? -eq 2 ]
+
+# --- rename ------------------------------------------------------------------------------------
+mkdir "$tmp/ren"
+cp "$data/sample.jpg" "$tmp/ren/IMG_1.JPG"; cp "$data/sample.jpg" "$tmp/ren/IMG_2.jpg"; cp "$data/sample.jpg" "$tmp/ren/x.jpeg"
+printf 'junk' >"$tmp/ren/junk.jpg"
+"$lumeno" rename "$tmp/ren/IMG_1.JPG" "$tmp/ren/IMG_2.jpg" "$tmp/ren/junk.jpg"
+check "rename exits 0" [ $? -eq 0 ]
+check "names run on across the files" [ "$(ls "$tmp/ren" | tr '\n' ' ')" = "20240506-070809-00.JPG 20240506-070809-01.jpg junk.jpg x.jpeg " ]
+"$lumeno" rename "$tmp/ren/x.jpeg"
+check "a new run starts at 00" [ -f "$tmp/ren/20240506-070809-00.jpeg" ]
+cp "$data/sample.jpg" "$tmp/ren/y.JPG"
+"$lumeno" rename "$tmp/ren/y.JPG" 2>"$tmp/err"
+check "a taken name is a failure" [ $? -eq 1 ]
+check "the taken name is reported" grep -qF "y.JPG: cannot rename to 20240506-070809-00.JPG: a file of that name exists" "$tmp/err"
+check "the file keeps its name" [ -f "$tmp/ren/y.JPG" ]
+
+# --- rotate ------------------------------------------------------------------------------------
+if command -v cjpeg >/dev/null && command -v jpegtran >/dev/null; then
+  awk 'BEGIN { w = 100; h = 75; printf "P6\n%d %d\n255\n", w, h;
+               for (y = 0; y < h; y++) for (x = 0; x < w; x++) printf "%c%c%c", (x * 7 + y) % 256, y * 3, (x * y) % 256 }' \
+    >"$tmp/p.ppm"
+  cjpeg -sample 2x2 -outfile "$tmp/r.jpg" "$tmp/p.ppm"
+  exiftool -q -overwrite_original -EXIF:Make=Acme -IPTC:Keywords=k -XMP-dc:Title=t "$tmp/r.jpg" 2>/dev/null
+  for turn in "cw 90 64x100" "ccw 270 75x96" "180 180 96x64"; do
+    set -- $turn
+    cp "$tmp/r.jpg" "$tmp/r-$1.jpg"
+    "$lumeno" rotate "$1" --no-backup "$tmp/r-$1.jpg"
+    jpegtran -rotate "$2" -trim -copy all "$tmp/r.jpg" >"$tmp/j-$1.jpg"
+    check "rotate $1 gives what jpegtran -trim gives" cmp -s <(djpeg "$tmp/r-$1.jpg") <(djpeg "$tmp/j-$1.jpg")
+    check "rotate $1 gives $3" [ "$(djpeg "$tmp/r-$1.jpg" | head -c 20 | sed -n 2p | tr ' ' x)" = "$3" ]
+    if command -v exiftool >/dev/null; then
+      check "rotate $1 keeps EXIF, IPTC and XMP" [ "$(exiftool -s3 -Make -Keywords -Title "$tmp/r-$1.jpg" | tr '\n' ' ')" = "Acme k t " ]
+    fi
+  done
+  cp "$tmp/r.jpg" "$tmp/b.jpg"
+  for i in 1 2 3; do "$lumeno" rotate cw --backup "$tmp/b.jpg"; done
+  check "three turns leave three numbered backups" [ -f "$tmp/Lumeno.00.b.jpg" ] && [ -f "$tmp/Lumeno.02.b.jpg" ]
+  check "the first backup is the original" cmp -s "$tmp/r.jpg" "$tmp/Lumeno.00.b.jpg"
+  head -c 700 "$tmp/r.jpg" >"$tmp/cut.jpg"; cp "$tmp/cut.jpg" "$tmp/cut0.jpg"
+  "$lumeno" rotate cw "$tmp/cut.jpg" 2>"$tmp/err"
+  check "a truncated JPEG is a failure" [ $? -eq 1 ]
+  check "a truncated JPEG is left as it was" cmp -s "$tmp/cut.jpg" "$tmp/cut0.jpg"
+  check "the reason is given" grep -qF "cut.jpg: cannot turn the picture:" "$tmp/err"
+fi
+
+# --- export ------------------------------------------------------------------------------------
+mkdir "$tmp/ex"; cp "$data/sample.jpg" "$tmp/ex/a.b.jpg"; cp "$data/sample.tif" "$tmp/ex/scan.tif"
+"$lumeno" export all "$tmp/ex/a.b.jpg" "$tmp/ex/scan.tif"
+check "export exits 0" [ $? -eq 0 ]
+check "export writes the three files, and only what each file has" \
+  [ "$(ls "$tmp/ex" | tr '\n' ' ')" = "a.b.exif.txt a.b.iptc.txt a.b.jpg a.b.xmp scan.exif.txt scan.tif " ]
+check "the EXIF export starts with the IFD line" [ "$(head -n 1 "$tmp/ex/a.b.exif.txt")" = "IFD: Primary Image" ]
+check "the EXIF export has NAME<TAB>VALUE lines" grep -qxF "$(printf 'ExposureTime\t1/250 second(s)')" "$tmp/ex/a.b.exif.txt"
+check "the IPTC export matches lumeno iptc" cmp -s "$tmp/ex/a.b.iptc.txt" <("$lumeno" iptc "$tmp/ex/a.b.jpg")
+check "the XMP export is the packet" cmp -s "$tmp/ex/a.b.xmp" <("$lumeno" xmp "$tmp/ex/a.b.jpg")
 
 # --- Broken files never crash the tool -----------------------------------------------------------
 size=$(stat -c %s "$data/sample.jpg")
