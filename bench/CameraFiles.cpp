@@ -4,13 +4,23 @@
 #include "TiffBuilder.h"
 
 #include <random>
+#include <string>
+
+#include <turbojpeg.h>
 
 using TestSupport::Bytes;
 using TestSupport::TiffBuilder;
 
 namespace Bench {
 
+std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal);
+
 std::vector<std::uint8_t> cameraExif()
+{
+    return cameraExif("2024:05:06 07:08:09");
+}
+
+std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal)
 {
     TiffBuilder b(false);
     TiffBuilder::Dir& exif = b.newDir();
@@ -48,7 +58,7 @@ std::vector<std::uint8_t> cameraExif()
         .shorts(34850, {3})
         .shorts(34855, {400})
         .bytes(36864, {'0', '2', '3', '0'})
-        .ascii(36867, "2024:05:06 07:08:09")
+        .ascii(36867, dateTimeOriginal)
         .ascii(36868, "2024:05:06 07:08:09")
         .bytes(37121, {1, 2, 3, 0})
         .srationals(37377, {{483, 66}})
@@ -81,7 +91,7 @@ std::vector<std::uint8_t> cameraExif()
     return b.build();
 }
 
-std::vector<std::uint8_t> cameraJpeg(std::size_t imageBytes)
+std::vector<std::uint8_t> cameraSegments(const char* dateTimeOriginal)
 {
     using namespace TestSupport;
     const std::string packet =
@@ -99,11 +109,17 @@ std::vector<std::uint8_t> cameraJpeg(std::size_t imageBytes)
                          iptcDataSet(2, 80, "A. Photographer") + iptcDataSet(2, 90, "Annecy") +
                          iptcDataSet(2, 120, "Sunrise over the lake, seen from the north shore");
     JpegBuilder b;
-    b.segment(0xE0, bytesOf(std::string("JFIF\0\1\1\0\0\1\0\1\0\0", 14)))
-        .exif(cameraExif())
+    b.exif(cameraExif(dateTimeOriginal))
         .photoshop(resourceBlock(1061, Bytes(16, 7)) + resourceBlock(1028, record))
-        .xmp(packet)
-        .frame();
+        .xmp(packet);
+    return Bytes(b.bytes().begin() + 2, b.bytes().end());
+}
+
+std::vector<std::uint8_t> cameraJpeg(std::size_t imageBytes)
+{
+    using namespace TestSupport;
+    JpegBuilder b;
+    b.segment(0xE0, bytesOf(std::string("JFIF\0\1\1\0\0\1\0\1\0\0", 14))).raw(cameraSegments()).frame();
     // Entropy-coded data stand-in: random bytes without 0xFF, so that no marker appears in it.
     std::mt19937 random(1);
     Bytes data(imageBytes);
@@ -112,6 +128,34 @@ std::vector<std::uint8_t> cameraJpeg(std::size_t imageBytes)
     }
     b.segment(0xDA, {1, 1, 0x00, 0, 63, 0}).raw(data).raw({0xFF, 0xD9});
     return b.bytes();
+}
+
+std::vector<std::uint8_t> encodedPhoto(int width, int height, const std::vector<std::uint8_t>& segments)
+{
+    std::vector<unsigned char> rgb(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
+    std::mt19937 random(7);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            unsigned char* p = &rgb[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)) * 3];
+            const auto noise = static_cast<unsigned>(random() % 24);
+            p[0] = static_cast<unsigned char>((x / 7 + noise) & 0xFF);
+            p[1] = static_cast<unsigned char>((y / 5 + noise) & 0xFF);
+            p[2] = static_cast<unsigned char>(((x ^ y) / 9 + noise) & 0xFF);
+        }
+    }
+    tjhandle h = tjInitCompress();
+    unsigned char* out = nullptr;
+    unsigned long size = 0;
+    tjCompress2(h, rgb.data(), width, 0, height, TJPF_RGB, &out, &size, TJSAMP_420, 90, 0);
+    Bytes photo;
+    photo.reserve(size + segments.size());
+    photo.push_back(out[0]); // SOI
+    photo.push_back(out[1]);
+    photo.insert(photo.end(), segments.begin(), segments.end());
+    photo.insert(photo.end(), out + 2, out + size);
+    tjFree(out);
+    tjDestroy(h);
+    return photo;
 }
 
 } // namespace Bench

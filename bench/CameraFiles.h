@@ -15,4 +15,12 @@ std::vector<std::uint8_t> cameraExif();
 // tables and a frame, and `imageBytes` of entropy-coded data.
 std::vector<std::uint8_t> cameraJpeg(std::size_t imageBytes);
 
+// The metadata segments of such a camera file (APP1 EXIF, APP13 with IPTC, APP1 XMP), with
+// `dateTimeOriginal` in the EXIF block ("YYYY:MM:DD HH:MM:SS").
+std::vector<std::uint8_t> cameraSegments(const char* dateTimeOriginal = "2024:05:06 07:08:09");
+
+// A real picture: `width` x `height` pixels of a noisy pattern, encoded by TurboJPEG at quality
+// 90 with 2x2 chroma subsampling, with `segments` right after its SOI.
+std::vector<std::uint8_t> encodedPhoto(int width, int height, const std::vector<std::uint8_t>& segments);
+
 } // namespace Bench

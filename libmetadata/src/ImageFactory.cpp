@@ -11,23 +11,26 @@ namespace Metadata {
 
 namespace {
 
-// Reads `n` bytes at the start of the file and puts the stream back where it was. Each byte
-// must arrive: a file too short to test is a read failure, not an unknown format.
-void peek(ImageStreamT& stream, std::uint8_t* bytes, int n)
+// Reads up to 4 bytes at the start of the file and puts the stream back where it was. A stream
+// that is at the start already (a file just opened) is stepped back within its buffer, which a
+// seek would empty.
+std::size_t peek(ImageStreamT& stream, std::uint8_t* bytes)
 {
     stream.clear();
-    const std::streampos here = stream.tellg();
-    stream.seekg(0);
-    for (int i = 0; i < n; ++i) {
-        const int c = stream.get();
-        if (c == std::char_traits<char>::eof() || stream.fail() || stream.bad()) {
-            stream.clear();
-            stream.seekg(here);
-            METADATA_THROW0(IOReadException);
-        }
-        bytes[i] = static_cast<std::uint8_t>(c);
+    std::streambuf* buffer = stream.rdbuf();
+    const std::streampos here = buffer->pubseekoff(0, std::ios::cur, std::ios::in);
+    if (here != std::streampos(0)) {
+        buffer->pubseekpos(0, std::ios::in);
     }
-    stream.seekg(here);
+    const std::streamsize got = buffer->sgetn(reinterpret_cast<char*>(bytes), 4);
+    bool back = here == std::streampos(0);
+    for (std::streamsize i = 0; back && i < got; ++i) {
+        back = buffer->sungetc() != std::char_traits<char>::eof();
+    }
+    if (!back) {
+        buffer->pubseekpos(here, std::ios::in);
+    }
+    return got < 0 ? 0 : static_cast<std::size_t>(got);
 }
 
 } // namespace
@@ -41,12 +44,19 @@ ImageFactory& ImageFactory::instance()
 std::unique_ptr<ImageMetadata> ImageFactory::create(ImageStreamT& stream) const
 {
     try {
+        // Each test needs all of its bytes: a file too short to test is a read failure, not an
+        // unknown format.
         std::uint8_t b[4] = {};
-        peek(stream, b, 2);
+        const std::size_t got = peek(stream, b);
+        if (got < 2) {
+            METADATA_THROW0(IOReadException);
+        }
         if (b[0] == 0xFF && b[1] == 0xD8) {
             return std::make_unique<JPEGImageMetadata>(stream);
         }
-        peek(stream, b, 4);
+        if (got < 4) {
+            METADATA_THROW0(IOReadException);
+        }
         if ((b[0] == 'I' && b[1] == 'I' && b[2] == 0x2A && b[3] == 0x00) ||
             (b[0] == 'M' && b[1] == 'M' && b[2] == 0x00 && b[3] == 0x2A)) {
             return std::make_unique<TIFFImageMetadata>(stream);

@@ -4,6 +4,12 @@
 
 namespace Metadata {
 
+ImageStreamT::ImageStreamT() : buffer_(new char[BufferSize])
+{
+    // Must be set before the file is opened to take effect.
+    rdbuf()->pubsetbuf(buffer_.get(), static_cast<std::streamsize>(BufferSize));
+}
+
 void ImageStreamT::read(void* buffer, std::size_t n)
 {
     std::fstream::read(static_cast<char*>(buffer), static_cast<std::streamsize>(n));

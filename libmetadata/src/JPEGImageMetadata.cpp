@@ -5,6 +5,7 @@
 #include "Metadata/TIFFReader.h"
 
 #include <cstring>
+#include <filesystem>
 #include <new>
 
 namespace Metadata {
@@ -42,20 +43,38 @@ void writeLength(ImageStreamT& destination, std::uint32_t length)
 JPEGImageMetadata::JPEGImageMetadata(ImageStreamT& stream) : ImageMetadata(stream)
 {
     stream_.clear();
-    std::streambuf* buffer = stream_.rdbuf();
-    const std::streampos end = buffer->pubseekoff(0, std::ios::end, std::ios::in);
-    size_ = end == std::streampos(-1) ? 0 : static_cast<std::uint64_t>(static_cast<std::streamoff>(end));
+    size_ = fileSize();
     readSegments();
     finishReading();
 }
 
 // ---- source access -------------------------------------------------------------------------
 
+std::uint64_t JPEGImageMetadata::fileSize()
+{
+    // Asked of the file system when the stream knows its file: finding the end by seeking
+    // would empty the stream's buffer.
+    if (!stream_.fileName().empty()) {
+        std::error_code ec;
+        const auto size = std::filesystem::file_size(std::filesystem::u8path(stream_.fileName()), ec);
+        if (!ec) {
+            return size;
+        }
+    }
+    std::streambuf* buffer = stream_.rdbuf();
+    const std::streampos here = buffer->pubseekoff(0, std::ios::cur, std::ios::in);
+    const std::streampos end = buffer->pubseekoff(0, std::ios::end, std::ios::in);
+    buffer->pubseekpos(here, std::ios::in);
+    return end == std::streampos(-1) ? 0 : static_cast<std::uint64_t>(static_cast<std::streamoff>(end));
+}
+
 int JPEGImageMetadata::readByte()
 {
     const int c = stream_.rdbuf()->sbumpc();
     if (c == std::char_traits<char>::eof()) {
         hitEnd_ = true;
+    } else {
+        ++position_;
     }
     return c;
 }
@@ -64,6 +83,7 @@ std::size_t JPEGImageMetadata::readBytes(std::uint8_t* buffer, std::size_t n)
 {
     const std::streamsize got = stream_.rdbuf()->sgetn(reinterpret_cast<char*>(buffer), static_cast<std::streamsize>(n));
     const auto count = static_cast<std::size_t>(got < 0 ? 0 : got);
+    position_ += count;
     if (count < n) {
         hitEnd_ = true;
     }
@@ -80,21 +100,32 @@ std::uint16_t JPEGImageMetadata::readLength()
     return static_cast<std::uint16_t>((high << 8) | low);
 }
 
-std::uint64_t JPEGImageMetadata::position()
-{
-    const std::streampos at = stream_.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in);
-    return at == std::streampos(-1) ? size_ + 1 : static_cast<std::uint64_t>(static_cast<std::streamoff>(at));
-}
-
 void JPEGImageMetadata::seekTo(std::uint64_t at)
 {
     hitEnd_ = false;
-    stream_.rdbuf()->pubseekpos(static_cast<std::streamoff>(at), std::ios::in);
+    std::streambuf* buffer = stream_.rdbuf();
+    // Asking where the stream is keeps its buffer; moving it empties it.
+    if (buffer->pubseekoff(0, std::ios::cur, std::ios::in) != std::streampos(static_cast<std::streamoff>(at))) {
+        buffer->pubseekpos(static_cast<std::streamoff>(at), std::ios::in);
+    }
+    position_ = at;
 }
 
 void JPEGImageMetadata::seekForward(std::uint64_t n)
 {
+    if (n <= ImageStreamT::BufferSize) {
+        // Short skips are reads from the buffer; a seek would empty it. Running into the end
+        // of the file here is what a seek past it would have been.
+        std::uint8_t scratch[4096];
+        while (n > 0 && !hitEnd_) {
+            const auto take = static_cast<std::size_t>(std::min<std::uint64_t>(n, sizeof scratch));
+            n -= readBytes(scratch, take);
+        }
+        position_ += n; // what lies past the end, as a seek would have counted it
+        return;
+    }
     stream_.rdbuf()->pubseekoff(static_cast<std::streamoff>(n), std::ios::cur, std::ios::in);
+    position_ += n;
 }
 
 // ---- reading -------------------------------------------------------------------------------

@@ -119,9 +119,40 @@ struct XMP::Impl {
     // when it parses, and has no call to set one.
     std::string about;
     bool parsed = true;
+    // A packet read from a file is parsed when it is first used: most readers (renaming, EXIF
+    // dumps) never look at it, and parsing costs more than reading all the rest of a file.
+    std::string pending;
+    bool loaded = true;
 
-    void requireParsed() const
+    void load()
     {
+        if (loaded) {
+            return;
+        }
+        loaded = true;
+        about = aboutIn(pending);
+        xmp.reset(xmp_new(pending.data(), pending.size()));
+        if (!xmp) {
+            parsed = false;
+            unparsed = std::move(pending);
+            xmp.reset(xmp_new_empty());
+            if (!xmp) {
+                METADATA_THROW0(MemoryError);
+            }
+        }
+        pending.clear();
+        pending.shrink_to_fit();
+    }
+
+    XmpPtr get()
+    {
+        load();
+        return xmp.get();
+    }
+
+    void requireParsed()
+    {
+        load();
         if (!parsed) {
             METADATA_THROW(FileFormatException, "the XMP packet is not well-formed and cannot be changed");
         }
@@ -138,31 +169,27 @@ XMP::XMP() : impl_(std::make_unique<Impl>())
 
 XMP::XMP(const char* packet, std::size_t size) : impl_(std::make_unique<Impl>())
 {
-    impl_->about = aboutIn(std::string(packet, size));
-    impl_->xmp.reset(xmp_new(packet, size));
-    if (!impl_->xmp) {
-        impl_->parsed = false;
-        impl_->unparsed.assign(packet, size);
-        impl_->xmp.reset(xmp_new_empty());
-        if (!impl_->xmp) {
-            METADATA_THROW0(MemoryError);
-        }
-    }
+    impl_->pending.assign(packet, size);
+    impl_->loaded = false;
 }
 
 XMP::~XMP() = default;
 
-bool XMP::parsed() const noexcept
+bool XMP::parsed() const
 {
+    impl_->load();
     return impl_->parsed;
 }
 
 bool XMP::empty() const
 {
+    if (!impl_->loaded) {
+        return impl_->pending.empty();
+    }
     if (!impl_->parsed) {
         return impl_->unparsed.empty();
     }
-    XmpIteratorPtr it = xmp_iterator_new(impl_->xmp.get(), nullptr, nullptr, XMP_ITER_JUSTLEAFNODES);
+    XmpIteratorPtr it = xmp_iterator_new(impl_->get(), nullptr, nullptr, XMP_ITER_JUSTLEAFNODES);
     if (it == nullptr) {
         return true;
     }
@@ -177,7 +204,7 @@ std::string XMP::getProperty(const char* ns, const std::string& path) const
 {
     XmpString value;
     std::uint32_t bits = 0;
-    if (!xmp_get_property(impl_->xmp.get(), ns, path.c_str(), value, &bits)) {
+    if (!xmp_get_property(impl_->get(), ns, path.c_str(), value, &bits)) {
         return {};
     }
     return value.str();
@@ -194,7 +221,7 @@ std::vector<std::string> XMP::getAllItems(const char* ns, const std::string& pat
     for (std::int32_t i = 1;; ++i) {
         XmpString value;
         std::uint32_t bits = 0;
-        if (!xmp_get_array_item(impl_->xmp.get(), ns, path.c_str(), i, value, &bits)) {
+        if (!xmp_get_array_item(impl_->get(), ns, path.c_str(), i, value, &bits)) {
             break;
         }
         items.push_back(value.str());
@@ -205,7 +232,7 @@ std::vector<std::string> XMP::getAllItems(const char* ns, const std::string& pat
 void XMP::setProperty(const char* ns, const std::string& path, const std::string& value)
 {
     impl_->requireParsed();
-    if (!xmp_set_property(impl_->xmp.get(), ns, path.c_str(), value.c_str(), 0)) {
+    if (!xmp_set_property(impl_->get(), ns, path.c_str(), value.c_str(), 0)) {
         METADATA_THROW(Exception, "the XMP property " + path + " could not be set");
     }
 }
@@ -213,7 +240,7 @@ void XMP::setProperty(const char* ns, const std::string& path, const std::string
 void XMP::setDefaultLanguageAlternative(const char* ns, const std::string& path, const std::string& value)
 {
     impl_->requireParsed();
-    if (!xmp_set_localized_text(impl_->xmp.get(), ns, path.c_str(), "", "x-default", value.c_str(), 0)) {
+    if (!xmp_set_localized_text(impl_->get(), ns, path.c_str(), "", "x-default", value.c_str(), 0)) {
         METADATA_THROW(Exception, "the XMP property " + path + " could not be set");
     }
 }
@@ -221,7 +248,7 @@ void XMP::setDefaultLanguageAlternative(const char* ns, const std::string& path,
 void XMP::appendItem(const char* ns, const std::string& path, const std::string& value)
 {
     impl_->requireParsed();
-    if (!xmp_append_array_item(impl_->xmp.get(), ns, path.c_str(), XMP_PROP_VALUE_IS_ARRAY, value.c_str(), 0)) {
+    if (!xmp_append_array_item(impl_->get(), ns, path.c_str(), XMP_PROP_VALUE_IS_ARRAY, value.c_str(), 0)) {
         METADATA_THROW(Exception, "an item could not be added to the XMP property " + path);
     }
 }
@@ -229,16 +256,16 @@ void XMP::appendItem(const char* ns, const std::string& path, const std::string&
 void XMP::deleteProperty(const char* ns, const std::string& path)
 {
     impl_->requireParsed();
-    xmp_delete_property(impl_->xmp.get(), ns, path.c_str());
+    xmp_delete_property(impl_->get(), ns, path.c_str());
 }
 
 void XMP::setCreator(const std::string& v)
 {
     // dc:creator is an ordered array; its first item is the one the program edits.
     impl_->requireParsed();
-    if (xmp_has_property(impl_->xmp.get(), NamespaceDublinCore, "creator")) {
+    if (xmp_has_property(impl_->get(), NamespaceDublinCore, "creator")) {
         setProperty(NamespaceDublinCore, "creator[1]", v);
-    } else if (!xmp_append_array_item(impl_->xmp.get(), NamespaceDublinCore, "creator", XMP_PROP_ARRAY_IS_ORDERED,
+    } else if (!xmp_append_array_item(impl_->get(), NamespaceDublinCore, "creator", XMP_PROP_ARRAY_IS_ORDERED,
                                       v.c_str(), 0)) {
         METADATA_THROW(Exception, "the XMP property creator could not be set");
     }
@@ -246,13 +273,16 @@ void XMP::setCreator(const std::string& v)
 
 std::string XMP::packetText() const
 {
+    if (!impl_->loaded) {
+        return impl_->pending; // never looked at, so never changed: written back as it came
+    }
     if (!impl_->parsed) {
         return impl_->unparsed;
     }
     if (empty()) {
         return {};
     }
-    std::string text = serialise(impl_->xmp.get(), 0);
+    std::string text = serialise(impl_->get(), 0);
     if (!impl_->about.empty()) {
         replaceAbout(text, impl_->about);
     }
@@ -276,6 +306,7 @@ int XMP::writePacket(std::ostream& out) const
 
 std::string XMP::aboutURI() const
 {
+    impl_->load();
     return impl_->about;
 }
 
@@ -301,6 +332,8 @@ void XMP::ensureDocumentIdentity()
 
 void XMP::clear()
 {
+    impl_->pending.clear();
+    impl_->loaded = true;
     XmpHandle fresh(xmp_new_empty());
     if (!fresh) {
         METADATA_THROW0(MemoryError);

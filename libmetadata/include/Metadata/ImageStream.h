@@ -5,13 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <memory>
 #include <string>
 
 namespace Metadata {
 
 class ImageStreamT : public std::fstream {
 public:
-    ImageStreamT() = default;
+    // Containers read a file's metadata from its first tens of kilobytes: a buffer of that size
+    // reads them in one go.
+    static constexpr std::size_t BufferSize = 64 * 1024;
+
+    ImageStreamT();
 
     // False: "II" (little-endian) order; true: "MM" (big-endian). Only the TIFF header reader sets
     // it, and only ever to true.
@@ -37,6 +42,7 @@ public:
 private:
     bool bigEndian_ = false;
     std::string fileName_;
+    std::unique_ptr<char[]> buffer_;
 };
 
 // Big-endian values in memory buffers (Photoshop resource blocks, IPTC data). The readers advance

@@ -74,16 +74,16 @@ class XMP : public XMPConstants {
 public:
     // An empty packet.
     XMP();
-    // Parses a packet. One that does not parse is kept exactly as it came, so that a rewrite
-    // does not lose it; such a packet reads as having no properties and refuses every change
-    // but clear() (FileFormatException).
+    // Takes a packet, to be parsed when it is first used. One that does not parse is kept
+    // exactly as it came, so that a rewrite does not lose it; such a packet reads as having no
+    // properties and refuses every change but clear() (FileFormatException).
     XMP(const char* packet, std::size_t size);
     ~XMP();
     XMP(const XMP&) = delete;
     XMP& operator=(const XMP&) = delete;
 
     // False when the packet could not be parsed.
-    bool parsed() const noexcept;
+    bool parsed() const;
     // True when the packet has no properties and no unparsed text: nothing to write.
     bool empty() const;
 
@@ -100,7 +100,8 @@ public:
     // Copies the serialised packet to `out` in pieces of at most 1023 bytes; returns the size of
     // the last piece, below 1 once the text is exhausted.
     int writePacket(std::ostream& out) const;
-    // The serialised packet; empty for an empty packet.
+    // The serialised packet; empty for an empty packet. A packet read from a file and not used
+    // since is given back exactly as it came.
     std::string packetText() const;
 
     // Property accessors.
