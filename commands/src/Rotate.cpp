@@ -3,7 +3,6 @@
 #include <turbojpeg.h>
 
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <system_error>
 #include <vector>
@@ -61,13 +60,22 @@ void CommandRotateJPEG::perFile(const std::string& path)
     }
     const bool backup = backup_ ? *backup_ : settings().getCreateBackup();
 
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        reportFailure(path, "cannot open the file");
-        return;
+    std::vector<unsigned char> source;
+    {
+        std::ifstream in(path, std::ios::binary | std::ios::ate);
+        const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
+        if (size < 0) {
+            reportFailure(path, "cannot open the file");
+            return;
+        }
+        source.resize(static_cast<std::size_t>(size));
+        in.seekg(0);
+        in.read(reinterpret_cast<char*>(source.data()), size);
+        if (in.gcount() != size) {
+            reportFailure(path, "cannot read the file");
+            return;
+        }
     }
-    const std::vector<unsigned char> source((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    in.close();
 
     const TransformHandle transformer;
     if (transformer.handle == nullptr) {
