@@ -4,10 +4,10 @@
 
 namespace Metadata {
 
-ImageStreamT::ImageStreamT() : buffer_(new char[BufferSize])
+ImageStreamT::ImageStreamT() : Detail::StreamBuffer{std::unique_ptr<char[]>(new char[BufferSize])}
 {
     // Must be set before the file is opened to take effect.
-    rdbuf()->pubsetbuf(buffer_.get(), static_cast<std::streamsize>(BufferSize));
+    rdbuf()->pubsetbuf(storage.get(), static_cast<std::streamsize>(BufferSize));
 }
 
 void ImageStreamT::read(void* buffer, std::size_t n)

@@ -10,7 +10,15 @@
 
 namespace Metadata {
 
-class ImageStreamT : public std::fstream {
+namespace Detail {
+// The stream's buffer, in a base of its own so that it is made before the file stream that uses
+// it and outlives that stream's closing (which still writes through it).
+struct StreamBuffer {
+    std::unique_ptr<char[]> storage;
+};
+} // namespace Detail
+
+class ImageStreamT : private Detail::StreamBuffer, public std::fstream {
 public:
     // Containers read a file's metadata from its first tens of kilobytes: a buffer of that size
     // reads them in one go.
@@ -42,7 +50,6 @@ public:
 private:
     bool bigEndian_ = false;
     std::string fileName_;
-    std::unique_ptr<char[]> buffer_;
 };
 
 // Big-endian values in memory buffers (Photoshop resource blocks, IPTC data). The readers advance
