@@ -24,6 +24,9 @@ int runRename(const std::vector<std::string>& arguments, Streams streams);
 int runRotate(const std::vector<std::string>& arguments, Streams streams);
 int runExport(const std::vector<std::string>& arguments, Streams streams);
 int runSettings(const std::vector<std::string>& arguments, Streams streams);
+int runColumns(const std::vector<std::string>& arguments, Streams streams);
+int runTip(const std::vector<std::string>& arguments, Streams streams);
+int runOverlay(const std::vector<std::string>& arguments, Streams streams);
 
 // Runs `each` for every file. A failure is reported as "lumeno: FILE: MESSAGE" and the next file
 // goes on; the result is 1 when any failed. With several files, each file's output follows a

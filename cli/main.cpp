@@ -29,6 +29,10 @@ void printHelp(std::ostream& out)
            "                     write the metadata to text files beside each file\n"
            "  settings list | get SECTION VALUE | set SECTION VALUE DATA\n"
            "                     the user's settings\n"
+           "  columns [--columns TITLE,...] [--json] FILE...\n"
+           "                     the file manager's metadata columns of each file\n"
+           "  tip FILE           the file manager's info tip of the file\n"
+           "  overlay FILE...    the file manager's icon overlay of each file\n"
            "\n"
            "Options:\n"
            "  -h, --help         show this help; 'lumeno COMMAND --help' explains a command\n"
@@ -64,7 +68,8 @@ int main(int argc, char** argv)
         {"iptc", Lumeno::Cli::runIptc},         {"xmp", Lumeno::Cli::runXmp},
         {"annotate", Lumeno::Cli::runAnnotate}, {"rename", Lumeno::Cli::runRename},
         {"rotate", Lumeno::Cli::runRotate},     {"export", Lumeno::Cli::runExport},
-        {"settings", Lumeno::Cli::runSettings},
+        {"settings", Lumeno::Cli::runSettings}, {"columns", Lumeno::Cli::runColumns},
+        {"tip", Lumeno::Cli::runTip},           {"overlay", Lumeno::Cli::runOverlay},
     };
     for (const auto& [name, run] : commands) {
         if (command == name) {

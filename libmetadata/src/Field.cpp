@@ -349,21 +349,33 @@ void Field::dumpGeneric(std::ostream& out) const
     }
 }
 
-std::string Field::valueText() const
+bool Field::displayText(std::string& value) const
 {
     const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, true);
-    if (row != nullptr) {
-        std::ostringstream out;
-        if (row->formatter(out, "", *this)) {
-            std::string text = out.str();
-            if (text.size() >= 2 && text.compare(0, 2, ": ") == 0) {
-                text.erase(0, 2);
-                if (!text.empty() && text.back() == '\n') {
-                    text.pop_back();
-                }
-                return text;
-            }
-        }
+    if (row == nullptr) {
+        return false;
+    }
+    // The formatter writes ": value" after an empty label, and a line end when they are on.
+    std::ostringstream out;
+    if (!row->formatter(out, "", *this)) {
+        return false;
+    }
+    std::string text = out.str();
+    if (text.compare(0, 2, ": ") == 0) {
+        text.erase(0, 2);
+    }
+    if (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    value = text;
+    return true;
+}
+
+std::string Field::valueText() const
+{
+    std::string text;
+    if (displayText(text) && !text.empty()) {
+        return text;
     }
     return genericValueText();
 }

@@ -102,8 +102,10 @@ public:
     // "Tag 0x829a (rational_t, 1): 1/60".
     void dump(std::ostream& out) const;
     void dumpGeneric(std::ostream& out) const;
-    // The value alone, as the display line shows it ("1/60 second(s)"), or in the generic form
-    // ("1 2") when no display row shows it.
+    // The value alone, as the display line shows it ("1/60 second(s)"); false, like display(),
+    // when no row with a formatter shows it. A silent row gives true and an empty text.
+    bool displayText(std::string& value) const;
+    // The display text, or the generic form ("1 2") when no display row shows it.
     std::string valueText() const;
     // The values in the generic form; empty for FLOAT and DOUBLE fields.
     std::string genericValueText() const;
