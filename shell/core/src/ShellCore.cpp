@@ -379,9 +379,16 @@ const OverlayInfo* overlayFor(OverlayKind kind)
 
 OverlayKind overlayKind(const Metadata::ImageMetadata& image)
 {
+    // A JPEG carries EXIF when its EXIF block has any field. A TIFF's first directory is its
+    // image directory, with fields in every file: there EXIF means an EXIF directory.
     bool exif = false;
-    for (const Metadata::IFD* d : image.exif().directories()) {
-        exif = exif || !d->empty();
+    if (std::string(image.formatName()) == "TIFF") {
+        const Metadata::IFD* d = image.exif().directory(DirectoryId::Exif);
+        exif = d != nullptr && !d->empty();
+    } else {
+        for (const Metadata::IFD* d : image.exif().directories()) {
+            exif = exif || !d->empty();
+        }
     }
     const bool iptc = !image.iptc().empty();
     const bool xmp = image.xmp() != nullptr && !image.xmp()->empty();

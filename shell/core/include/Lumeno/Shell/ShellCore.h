@@ -100,7 +100,8 @@ struct OverlayInfo {
 const std::vector<OverlayInfo>& overlays();
 const OverlayInfo* overlayFor(OverlayKind kind);
 
-// The kind of an image: which of EXIF, IPTC and XMP it carries (each counts when not empty).
+// The kind of an image: which of EXIF, IPTC and XMP it carries (each counts when not empty; in a
+// TIFF, EXIF counts when there is a non-empty EXIF directory).
 OverlayKind overlayKind(const Metadata::ImageMetadata& image);
 // The kind of a file: NoOverlay for files that are not served or cannot be read.
 OverlayKind overlayKindOfFile(const std::string& path);
