@@ -147,6 +147,8 @@ public:
         return std::make_unique<TerminalProgress>(::isatty(STDERR_FILENO) != 0);
     }
 
+    std::string nativePath(const std::string& path) const override { return path; }
+
     void replaceFile(const std::string& source, const std::string& target) const override
     {
         if (::rename(source.c_str(), target.c_str()) != 0) {

@@ -143,6 +143,25 @@ public:
         return std::make_unique<Lumeno::Shell::CShellProgressDialog>();
     }
 
+    std::string nativePath(const std::string& path) const override
+    {
+        // Wine offers its host-path conversion from kernel32; Windows itself has no such call,
+        // and there the path is already the one to open.
+        using Convert = char*(CDECL*)(const WCHAR*);
+        static const auto convert = reinterpret_cast<Convert>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "wine_get_unix_file_name")));
+        if (convert == nullptr) {
+            return path;
+        }
+        char* host = convert(wide(path).c_str());
+        if (host == nullptr) {
+            return path;
+        }
+        std::string result(host);
+        HeapFree(GetProcessHeap(), 0, host);
+        return result;
+    }
+
     void replaceFile(const std::string& source, const std::string& target) const override
     {
         if (!MoveFileExW(wide(source).c_str(), wide(target).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {

@@ -61,6 +61,10 @@ public:
     // The system's default alert sound.
     virtual void beep() const = 0;
     virtual std::unique_ptr<ProgressDisplay> makeProgressDisplay() const = 0;
+    // The path the portable code opens for a path the system handed over: the same on POSIX
+    // and on Windows; under Wine, the host path of a Windows path ("Z:\photos\a.jpg" gives
+    // "/photos/a.jpg"), since the portable code opens files through the host's C++ library.
+    virtual std::string nativePath(const std::string& path) const = 0;
 };
 
 // The services of the operating system the program runs on.

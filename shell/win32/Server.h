@@ -1,0 +1,99 @@
+// The component server: its module state, its classes and the helpers its objects share.
+#pragma once
+
+#include "ShellInterfaces.h"
+
+#include <cstddef>
+#include <string>
+
+namespace Lumeno::Shell {
+
+// The module: its handle, the lock count that DllCanUnloadNow consults, and the clipboard format
+// of raw IPTC blocks registered at load.
+HMODULE moduleHandle();
+void lockModule();
+void unlockModule();
+LONG moduleLocks();
+UINT rawIptcClipboardFormat();
+// The module's own path, as Windows names it.
+std::basic_string<WCHAR> modulePath();
+
+// UTF-16 and UTF-8 in WCHAR buffers (the C++ library's wide strings do not fit Winelib, whose
+// wchar_t is 16 bits wide).
+std::string toUtf8(const WCHAR* text);
+std::basic_string<WCHAR> toUtf16(const std::string& text);
+// A path from the shell, as the portable code opens it.
+std::string portablePath(const WCHAR* path);
+
+// The common part of every object: a reference count that keeps the module loaded, and the
+// controlling unknown when the object is aggregated. Each class answers its interfaces in
+// `interfaceFor`; the IUnknown methods of all its interfaces delegate to the controlling
+// unknown (the outer object, or the object's own inner unknown).
+class ComObject {
+public:
+    explicit ComObject(IUnknown* outer);
+    virtual ~ComObject();
+    ComObject(const ComObject&) = delete;
+    ComObject& operator=(const ComObject&) = delete;
+
+    // The non-delegating unknown, what an aggregating object holds.
+    IUnknown* innerUnknown() { return &inner_; }
+    IUnknown* controllingUnknown() { return outer_; }
+
+protected:
+    // The interface for `riid` other than IUnknown, or null.
+    virtual void* interfaceFor(REFIID riid) = 0;
+
+private:
+    class Inner : public IUnknown {
+    public:
+        explicit Inner(ComObject& owner) : owner_(owner) {}
+        HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
+        ULONG STDMETHODCALLTYPE AddRef() override;
+        ULONG STDMETHODCALLTYPE Release() override;
+
+    private:
+        ComObject& owner_;
+    };
+
+    Inner inner_;
+    IUnknown* outer_;
+    LONG references_ = 1;
+};
+
+// The IUnknown methods of a class's interfaces, delegating to the controlling unknown.
+#define LUMENO_DELEGATING_UNKNOWN                                                                  \
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override                    \
+    {                                                                                              \
+        return controllingUnknown()->QueryInterface(riid, ppv);                                    \
+    }                                                                                              \
+    ULONG STDMETHODCALLTYPE AddRef() override { return controllingUnknown()->AddRef(); }          \
+    ULONG STDMETHODCALLTYPE Release() override { return controllingUnknown()->Release(); }
+
+// The classes' creators, for the class table: each makes an object (aggregated when `outer`
+// is given) and answers its inner unknown with one reference.
+HRESULT createColumnProvider(IUnknown* outer, IUnknown** inner);
+HRESULT createInfoTip(IUnknown* outer, IUnknown** inner);
+HRESULT createOverlayIdentifier(int kind, IUnknown* outer, IUnknown** inner);
+
+// The CLSID of the info tip class, which the per-extension registration names.
+constexpr const char* InfoTipClsid = "{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}";
+constexpr const char* PropertySheetClsid = "{0DF49261-F891-4A12-9092-EC3566EADCCC}";
+constexpr const char* ContextMenuClsid = "{E376AE75-7C59-4487-B40C-082CCBB4ABDE}";
+constexpr UINT SlideShowScript = 115;
+
+// One row of the class table.
+struct ClassEntry {
+    const char* clsid;
+    UINT script; // the id of its registration script among the module's REGISTRY resources
+    HRESULT (*create)(int kind, IUnknown* outer, IUnknown** inner);
+    int kind;
+    bool aggregatable;
+};
+const ClassEntry* classTable(std::size_t& count);
+
+// Registration: the class scripts, the type library and the per-extension handlers.
+HRESULT registerServer(bool install);
+HRESULT registerSlideShowServer(bool install);
+
+} // namespace Lumeno::Shell
