@@ -4,12 +4,16 @@
 set -u
 compiler=$1 top=$2
 failed=0
-for source in platform/src/WindowsServices.cpp platform/src/ShellProgressDialog.cpp ui/src/RegistryStore.cpp; do
-  if ! "$compiler" -std=c++17 -fsyntax-only -Wall -Wextra -Werror \
+sources=(platform/src/WindowsServices.cpp platform/src/ShellProgressDialog.cpp ui/src/RegistryStore.cpp
+         shell/win32/Server.cpp shell/win32/Registration.cpp shell/win32/ColumnProvider.cpp
+         shell/win32/InfoTip.cpp shell/win32/Overlays.cpp shell/win32/tests/ServerTest.cpp)
+for source in "${sources[@]}"; do
+  if ! "$compiler" -std=c++17 -fsyntax-only -Wall -Wextra -Werror -Wno-unused-parameter \
+       -I"$top/shell/win32" -I"$top/shell/core/include" \
        -I"$top/platform/include" -I"$top/ui/include" -I"$top/libmetadata/include" "$top/$source"; then
     echo "FAIL: $source"
     failed=$((failed + 1))
   fi
 done
-echo "$((3 - failed)) passed, $failed failed"
+echo "$((${#sources[@]} - failed)) passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -4,7 +4,6 @@
 #include <Lumeno/Shell/ShellCore.h>
 #include <Lumeno/UI/Settings.h>
 
-#include <mutex>
 #include <new>
 
 namespace Lumeno::Shell {
@@ -13,16 +12,20 @@ namespace {
 
 // The column numbering is fixed at the first call of each operation in the process, from the
 // settings then in force: a change of the settings renumbers columns only in a new process.
-const ColumnLayout& frozenLayout(std::once_flag& once, const ColumnLayout*& layout, bool exif, bool iptc)
+// (Win32's own interlocked exchange: the C++ library's thread primitives are not for Winelib code.)
+const ColumnLayout& frozenLayout(void* volatile* slot, bool exif, bool iptc)
 {
-    std::call_once(once, [&] { layout = new ColumnLayout(exif, iptc); });
-    return *layout;
+    if (*slot == nullptr) {
+        auto* fresh = new ColumnLayout(exif, iptc);
+        if (InterlockedCompareExchangePointer(slot, fresh, nullptr) != nullptr) {
+            delete fresh; // another thread was first
+        }
+    }
+    return *static_cast<const ColumnLayout*>(*slot);
 }
 
-std::once_flag g_infoOnce;
-const ColumnLayout* g_infoLayout = nullptr;
-std::once_flag g_dataOnce;
-const ColumnLayout* g_dataLayout = nullptr;
+void* volatile g_infoLayout = nullptr;
+void* volatile g_dataLayout = nullptr;
 
 // The property-key format of every column.
 const GUID ColumnFormat = {0x394C3DE0, 0x3C6F, 0x11D2, {0x81, 0x7B, 0x00, 0xC0, 0x4F, 0x79, 0x7A, 0xB7}};
@@ -59,7 +62,7 @@ public:
             if (info == nullptr) {
                 return E_POINTER;
             }
-            const ColumnLayout& layout = frozenLayout(g_infoOnce, g_infoLayout, exif_, iptc_);
+            const ColumnLayout& layout = frozenLayout(&g_infoLayout, exif_, iptc_);
             if (!exif_ && !iptc_) {
                 return S_FALSE;
             }
@@ -88,7 +91,7 @@ public:
             if (key == nullptr || data == nullptr || value == nullptr) {
                 return S_FALSE;
             }
-            const ColumnLayout& layout = frozenLayout(g_dataOnce, g_dataLayout, exif_, iptc_);
+            const ColumnLayout& layout = frozenLayout(&g_dataLayout, exif_, iptc_);
             if ((!exif_ && !iptc_) || data->pwszExt == nullptr || lstrlenW(data->pwszExt) > 32) {
                 return S_FALSE;
             }

@@ -3,9 +3,6 @@
 // types.
 #include "Server.h"
 
-#include <initguid.h> // the registrar's GUIDs are defined here
-#include <atliface.h>
-
 #include <string>
 
 namespace Lumeno::Shell {
@@ -33,7 +30,7 @@ HRESULT runScript(UINT id, bool install)
     MultiByteToWideChar(CP_ACP, 0, script.c_str(), -1, &text[0], n);
 
     IRegistrar* registrar = nullptr;
-    HRESULT hr = CoCreateInstance(CLSID_Registrar, nullptr, CLSCTX_INPROC_SERVER, IID_IRegistrar,
+    HRESULT hr = CoCreateInstance(RegistrarClass, nullptr, CLSCTX_INPROC_SERVER, RegistrarInterface,
                                   reinterpret_cast<void**>(&registrar));
     if (FAILED(hr)) {
         return hr;
@@ -169,6 +166,24 @@ void unregisterExtensions()
     }
 }
 
+// The scripts' approvals are values of a key they must not remove. Windows' registrar deletes
+// such values when it unregisters, Wine's leaves them: they are deleted here so that both end
+// alike.
+void removeApprovals()
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved", 0,
+                      KEY_SET_VALUE, &key) != ERROR_SUCCESS) {
+        return;
+    }
+    std::size_t count = 0;
+    const ClassEntry* table = classTable(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        RegDeleteValueA(key, table[i].clsid);
+    }
+    RegCloseKey(key);
+}
+
 // Registers the module's type library (its TYPELIB resource 1) under the module's path. Where
 // the system cannot read the library out of the module itself (Wine cannot, from a Winelib
 // module), it is read from a temporary copy of the resource and registered for the module.
@@ -217,6 +232,7 @@ HRESULT registerServer(bool install)
         if (!install) {
             unregisterExtensions();
             const HRESULT scripts = runScripts(false);
+            removeApprovals();
             UnRegisterTypeLib(TypeLibrary, 1, 0, LOCALE_NEUTRAL, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
             return scripts;
         }
