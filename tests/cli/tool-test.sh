@@ -152,6 +152,26 @@ check "the EXIF export has NAME<TAB>VALUE lines" grep -qxF "$(printf 'ExposureTi
 check "the IPTC export matches lumeno iptc" cmp -s "$tmp/ex/a.b.iptc.txt" <("$lumeno" iptc "$tmp/ex/a.b.jpg")
 check "the XMP export is the packet" cmp -s "$tmp/ex/a.b.xmp" <("$lumeno" xmp "$tmp/ex/a.b.jpg")
 
+# --- columns, tip, overlay ---------------------------------------------------------------------
+cp "$data/sample.jpg" "$tmp/copy.png" # metadata in a file the file manager's objects do not serve
+cjpeg -outfile "$tmp/plain.jpg" "$tmp/p.ppm" 2>/dev/null || printf '\377\330\377\331' >"$tmp/plain.jpg"
+out=$("$lumeno" columns "$data/sample.jpg")
+check "columns shows a table with a header" grep -q "^File  *DateTimeOriginal  *PixelXDimension" <<<"$out"
+check "columns shows the values" grep -q "1/250 second(s)  *28/5  *400  *Morning light" <<<"$out"
+out=$("$lumeno" columns --json "$data/sample.jpg" "$tmp/copy.png")
+check "columns --json keeps empty texts" grep -qF '"Copyright Notice": ""' <<<"$out"
+check "columns --json leaves out unanswered columns" bash -c '! grep -qF "\"ImageWidth\"" <<<"$1"' _ "$out"
+check "columns --json gives other files no values" grep -qF '"values": {}}' <<<"$out"
+check "an unknown column title is refused" bash -c '! "$1" columns --columns Nonsense "$2" 2>/dev/null' _ "$lumeno" "$data/sample.jpg"
+check "the tip starts with the IPTC title" [ "$("$lumeno" tip "$data/sample.jpg" | head -n 1)" = "Morning light" ]
+check "the tip has the exposure lines" grep -qxF "$(printf 'Lens focal length:\t35 mm')" <("$lumeno" tip "$data/sample.jpg")
+check "a picture without metadata has no tip" [ -f "$tmp/plain.jpg" ] && [ -z "$("$lumeno" tip "$tmp/plain.jpg")" ]
+check "overlays name the combination" [ "$("$lumeno" overlay "$data/sample.jpg" "$data/sample.tif" "$tmp/copy.png" "$tmp/plain.jpg")" = \
+  "$(printf '%s\tLumeno EXIF & XMP & IPTC\n%s\tLumeno EXIF\n%s\tnone\n%s\tnone' "$data/sample.jpg" "$data/sample.tif" "$tmp/copy.png" "$tmp/plain.jpg")" ]
+"$lumeno" settings set Shell EnableExifColumns 0
+check "with EXIF columns off, Title is column 0" grep -qF '"values": {"Title": "Morning light"' <("$lumeno" columns --json "$data/sample.jpg")
+"$lumeno" settings set Shell EnableExifColumns 1
+
 # --- Broken files never crash the tool -----------------------------------------------------------
 size=$(stat -c %s "$data/sample.jpg")
 crashed=0
