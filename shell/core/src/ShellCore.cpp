@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <type_traits>
 #include <sstream>
 #include <unordered_map>
 
@@ -166,17 +167,23 @@ class ColumnCache {
 public:
     static constexpr std::size_t Capacity = 1024;
 
-    std::vector<std::optional<std::string>> texts(const std::string& path, const ColumnLayout& layout)
+private:
+    using Texts = std::vector<std::optional<std::string>>;
+
+    // Calls `use` with the file's answers, read anew when the file is new or has changed.
+    template <class Use>
+    std::invoke_result_t<Use, const Texts&> withTexts(const std::string& path, const ColumnLayout& layout, Use use)
     {
+        static const Texts unreadable;
         std::error_code ec;
         const fs::path file = fs::u8path(path);
         const auto size = fs::file_size(file, ec);
         if (ec) {
-            return {};
+            return use(unreadable);
         }
         const auto modified = fs::last_write_time(file, ec);
         if (ec) {
-            return {};
+            return use(unreadable);
         }
         const std::size_t shape = layout.exifCount() * 1000 + layout.iptcCount();
         {
@@ -186,7 +193,7 @@ public:
                 Entry& e = *found->second;
                 if (e.size == size && e.modified == modified && e.shape == shape) {
                     entries_.splice(entries_.begin(), entries_, found->second);
-                    return e.texts;
+                    return use(e.texts);
                 }
                 entries_.erase(found->second);
                 index_.erase(found);
@@ -202,7 +209,21 @@ public:
                 entries_.pop_back();
             }
         }
-        return entry.texts;
+        return use(entry.texts);
+    }
+
+public:
+    // One column's answer (an empty list of answers stands for an unreadable file).
+    std::optional<std::string> text(const std::string& path, const ColumnLayout& layout, std::size_t index)
+    {
+        return withTexts(path, layout, [index](const std::vector<std::optional<std::string>>& texts) {
+            return index < texts.size() ? texts[index] : std::nullopt;
+        });
+    }
+
+    std::vector<std::optional<std::string>> texts(const std::string& path, const ColumnLayout& layout)
+    {
+        return withTexts(path, layout, [](const std::vector<std::optional<std::string>>& texts) { return texts; });
     }
 
     void clear()
@@ -264,8 +285,10 @@ std::optional<std::string> itemText(const std::string& path, const ColumnLayout&
     if (index >= layout.count()) {
         return std::nullopt;
     }
-    const auto texts = columnTexts(path, layout);
-    return index < texts.size() ? texts[index] : std::nullopt;
+    if (!servedExtension(path)) {
+        return std::nullopt;
+    }
+    return cache().text(path, layout, index);
 }
 
 void clearColumnCache()
