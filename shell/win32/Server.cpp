@@ -3,6 +3,7 @@
 #include "Server.h"
 
 #include <Lumeno/Platform/Services.h>
+#include <Lumeno/Shell/ImageLibrary.h>
 #include <Lumeno/Shell/ShellCore.h>
 
 #include <commctrl.h>
@@ -243,11 +244,19 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
         if (!InitCommonControlsEx(&controls)) {
             return FALSE;
         }
-        if (modulePath().empty()) {
+        const std::string path = toUtf8(modulePath().c_str());
+        if (path.empty()) {
             return FALSE;
         }
+        // The image library's client path is the module's folder; its client name is the name
+        // of the library file it has always been given, deliberately not a program's name.
+        const std::size_t slash = path.find_last_of("\\/");
+        const std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash);
+        startImageLibrary("CORE_RL_magick_.dll", Lumeno::Platform::services().nativePath(folder));
         // Dates in local time and new GUIDs come from the system.
         Lumeno::Platform::installMetadataServices();
+    } else if (reason == DLL_PROCESS_DETACH) {
+        stopImageLibrary();
     }
     return TRUE;
 }
