@@ -7,8 +7,6 @@
 #include <Metadata/IPTC.h>
 #include <Metadata/XMP.h>
 
-#include <fstream>
-#include <system_error>
 
 namespace Lumeno::Commands {
 
@@ -138,15 +136,7 @@ void CommandExport::perFile(const std::string& path)
     }
     const std::string target = exportPath(path, kind_);
     try {
-        Platform::writeFileSafely(target, [&](const std::string& temporary) {
-            // Text mode: lines end the platform's way.
-            std::ofstream out(temporary, std::ios::out | std::ios::trunc);
-            out << text;
-            out.close();
-            if (!out) {
-                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
-            }
-        });
+        Platform::writeFileSafely(target, text, true); // lines end the platform's way
     } catch (const std::exception& e) {
         reportFailure(path, e.what());
     }

@@ -98,14 +98,7 @@ void CommandRotateJPEG::perFile(const std::string& path)
         if (backup) {
             Platform::makeNumberedBackup(path);
         }
-        Platform::writeFileSafely(path, [&](const std::string& temporary) {
-            std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-            out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
-            out.close();
-            if (!out) {
-                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
-            }
-        });
+        Platform::writeFileSafely(path, std::string(reinterpret_cast<const char*>(turned.data), turned.size), false);
     } catch (const std::exception& e) {
         reportFailure(path, e.what());
     }

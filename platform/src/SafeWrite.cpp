@@ -1,7 +1,10 @@
 #include "Lumeno/Platform/Services.h"
 
 #include <cstdio>
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <system_error>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -30,6 +33,19 @@ void writeFileSafely(const std::string& target, const std::function<void(const s
         fs::remove(fs::u8path(temporary), ignored);
         throw;
     }
+}
+
+void writeFileSafely(const std::string& target, const std::string& contents, bool text)
+{
+    writeFileSafely(target, [&](const std::string& temporary) {
+        std::ofstream out(fs::u8path(temporary), text ? std::ios::out | std::ios::trunc
+                                                       : std::ios::out | std::ios::trunc | std::ios::binary);
+        out.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+        out.close();
+        if (!out) {
+            throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
+        }
+    });
 }
 
 std::string makeNumberedBackup(const std::string& path)

@@ -136,12 +136,7 @@ private:
 
 HRESULT createColumnProvider(IUnknown* outer, IUnknown** inner)
 {
-    auto* object = new (std::nothrow) CLumenoColumnProvider(outer);
-    if (object == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    *inner = object->innerUnknown();
-    return S_OK;
+    return createObject<CLumenoColumnProvider>(inner, outer);
 }
 
 } // namespace Lumeno::Shell

@@ -97,12 +97,7 @@ private:
 
 HRESULT createInfoTip(IUnknown* outer, IUnknown** inner)
 {
-    auto* object = new (std::nothrow) CLumenoInfoTip(outer);
-    if (object == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    *inner = object->innerUnknown();
-    return S_OK;
+    return createObject<CLumenoInfoTip>(inner, outer);
 }
 
 } // namespace Lumeno::Shell

@@ -85,12 +85,7 @@ private:
 
 HRESULT createOverlayIdentifier(int kind, IUnknown* outer, IUnknown** inner)
 {
-    auto* object = new (std::nothrow) COverlayIdentifier(static_cast<OverlayKind>(kind), outer);
-    if (object == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    *inner = object->innerUnknown();
-    return S_OK;
+    return createObject<COverlayIdentifier>(inner, outer, static_cast<OverlayKind>(kind));
 }
 
 } // namespace Lumeno::Shell

@@ -4,6 +4,7 @@
 #include "ShellInterfaces.h"
 
 #include <cstddef>
+#include <new>
 #include <string>
 
 namespace Lumeno::Shell {
@@ -69,6 +70,17 @@ private:
     }                                                                                              \
     ULONG STDMETHODCALLTYPE AddRef() override { return controllingUnknown()->AddRef(); }          \
     ULONG STDMETHODCALLTYPE Release() override { return controllingUnknown()->Release(); }
+
+// Makes an object of class T (aggregated when `outer` is given) and answers its inner unknown.
+template <class T, class... Arguments> HRESULT createObject(IUnknown** inner, IUnknown* outer, Arguments... arguments)
+{
+    T* object = new (std::nothrow) T(arguments..., outer);
+    if (object == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    *inner = object->innerUnknown();
+    return S_OK;
+}
 
 // The classes' creators, for the class table: each makes an object (aggregated when `outer`
 // is given) and answers its inner unknown with one reference.

@@ -1,3 +1,5 @@
+#include "JpegBuilder.h"
+
 #include <Metadata/Exceptions.h>
 #include <Metadata/IPTC.h>
 
@@ -10,26 +12,14 @@ using R2 = Record2DataSet;
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using TestSupport::Bytes;
+using TestSupport::operator+;
 
-// One standard dataset: 1C, record, number, big-endian length, value.
 Bytes dataSet(std::uint8_t record, std::uint8_t number, const std::string& value)
 {
-    Bytes b(5 + value.size());
-    b[0] = 0x1C;
-    b[1] = record;
-    b[2] = number;
-    b[3] = static_cast<std::uint8_t>(value.size() >> 8);
-    b[4] = static_cast<std::uint8_t>(value.size());
-    std::copy(value.begin(), value.end(), b.begin() + 5);
-    return b;
+    return TestSupport::iptcDataSet(record, number, value);
 }
 
-Bytes operator+(Bytes a, const Bytes& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
 
 IPTC read(const Bytes& block)
 {

@@ -80,6 +80,10 @@ void installMetadataServices();
 // the temporary file is removed.
 void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write);
 
+// writeFileSafely with the file's whole contents given; `text` writes them in text mode (lines end
+// the platform's way).
+void writeFileSafely(const std::string& target, const std::string& contents, bool text);
+
 // Copies `path` to the first free name "Lumeno.NN.NAME" beside it (NN from 00 to 98) and returns
 // that name. Never overwrites; throws std::runtime_error when every name is taken.
 std::string makeNumberedBackup(const std::string& path);
