@@ -1,8 +1,6 @@
 #include "Metadata/EXIF.h"
 
 #include "Metadata/Exceptions.h"
-#include "Metadata/ImageMetadata.h"
-#include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
 #include "Metadata/TagTable.h"
 
@@ -29,15 +27,6 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader)
 EXIF EXIF::read(std::shared_ptr<const ByteSource> source, std::uint64_t base)
 {
     return EXIF(TIFFReader::open(std::move(source), base));
-}
-
-EXIF EXIF::readTIFF(ImageStreamT& stream)
-{
-    stream.clear();
-    stream.seekg(0);
-    const ImageMetadata::TIFFHeader header(stream);
-    auto source = std::make_shared<StreamSource>(stream);
-    return EXIF(std::make_shared<TIFFReader>(std::move(source), 0, header.bigEndian(), header.firstIFDOffset()));
 }
 
 const IFD* EXIF::directory(std::uint32_t id) const noexcept

@@ -4,7 +4,6 @@
 #include <Lumeno/Shell/ShellCore.h>
 #include <Lumeno/UI/Settings.h>
 
-#include <new>
 
 namespace Lumeno::Shell {
 

@@ -4,7 +4,6 @@
 #include <Lumeno/Shell/ShellCore.h>
 
 #include <cstring>
-#include <new>
 
 namespace Lumeno::Shell {
 

@@ -5,7 +5,6 @@
 #include <Lumeno/Shell/ShellCore.h>
 #include <Lumeno/UI/Settings.h>
 
-#include <new>
 
 namespace Lumeno::Shell {
 

@@ -13,7 +13,6 @@
 namespace Metadata {
 
 class ByteSource;
-class ImageStreamT;
 class TIFFReader;
 
 class EXIF {
@@ -27,8 +26,6 @@ public:
 
     // Reads the TIFF header at `base` of `source`, then the tree.
     static EXIF read(std::shared_ptr<const ByteSource> source, std::uint64_t base = 0);
-    // Reads a TIFF file from its stream, which must outlive the tree's use of it.
-    static EXIF readTIFF(ImageStreamT& stream);
 
     bool empty() const noexcept { return directories().empty(); }
 
