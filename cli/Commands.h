@@ -27,6 +27,7 @@ int runSettings(const std::vector<std::string>& arguments, Streams streams);
 int runColumns(const std::vector<std::string>& arguments, Streams streams);
 int runTip(const std::vector<std::string>& arguments, Streams streams);
 int runOverlay(const std::vector<std::string>& arguments, Streams streams);
+int runGallery(const std::vector<std::string>& arguments, Streams streams);
 
 // Runs `each` for every file. A failure is reported as "lumeno: FILE: MESSAGE" and the next file
 // goes on; the result is 1 when any failed. With several files, each file's output follows a

@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include <Lumeno/DB/Store.h>
 #include <Lumeno/Platform/Services.h>
 
 #include <cstring>
@@ -11,7 +12,7 @@ namespace {
 
 void printHelp(std::ostream& out)
 {
-    out << "Usage: lumeno COMMAND [ARGUMENTS]\n"
+    out << "Usage: lumeno [--store DIR] COMMAND [ARGUMENTS]\n"
            "\n"
            "Reads and shows the metadata of JPEG and TIFF photos.\n"
            "\n"
@@ -33,10 +34,14 @@ void printHelp(std::ostream& out)
            "                     the file manager's metadata columns of each file\n"
            "  tip FILE           the file manager's info tip of the file\n"
            "  overlay FILE...    the file manager's icon overlay of each file\n"
+           "  gallery create|rename|delete|add|remove|list|search|sync|export ...\n"
+           "                     galleries of pictures, searched by keyword and\n"
+           "                     exported as web pages\n"
            "\n"
            "Options:\n"
            "  -h, --help         show this help; 'lumeno COMMAND --help' explains a command\n"
-           "  --version          show the version\n";
+           "  --version          show the version\n"
+           "  --store DIR        the gallery store to use (default: the user's own)\n";
 }
 
 } // namespace
@@ -51,6 +56,15 @@ int main(int argc, char** argv)
     if (args.empty()) {
         printHelp(std::cerr);
         return 2;
+    }
+    // --store DIR: the gallery store to use instead of the user's.
+    if (args.size() >= 2 && args[0] == "--store") {
+        Lumeno::DB::Store::instance().useFolder(args[1]);
+        args.erase(args.begin(), args.begin() + 2);
+        if (args.empty()) {
+            printHelp(std::cerr);
+            return 2;
+        }
     }
     const std::string command = args.front();
     args.erase(args.begin());
@@ -70,6 +84,7 @@ int main(int argc, char** argv)
         {"rotate", Lumeno::Cli::runRotate},     {"export", Lumeno::Cli::runExport},
         {"settings", Lumeno::Cli::runSettings}, {"columns", Lumeno::Cli::runColumns},
         {"tip", Lumeno::Cli::runTip},           {"overlay", Lumeno::Cli::runOverlay},
+        {"gallery", Lumeno::Cli::runGallery},
     };
     for (const auto& [name, run] : commands) {
         if (command == name) {

@@ -1,5 +1,7 @@
 #include "Lumeno/Commands/FileCommands.h"
 
+#include <Lumeno/DB/Store.h>
+
 #include <turbojpeg.h>
 
 #include <fstream>
@@ -101,6 +103,13 @@ void CommandRotateJPEG::perFile(const std::string& path)
         Platform::writeFileSafely(path, std::string(reinterpret_cast<const char*>(turned.data), turned.size), false);
     } catch (const std::exception& e) {
         reportFailure(path, e.what());
+        return;
+    }
+    // A gallery that shows the picture gets its new thumbnail.
+    try {
+        DB::Store::instance().refresh(path);
+    } catch (const ErrorDb& e) {
+        reportFailure(path, std::string("the gallery store was not updated: ") + e.what());
     }
 }
 

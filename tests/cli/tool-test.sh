@@ -11,8 +11,8 @@ check() { # check DESCRIPTION COMMAND...
 }
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
-# Settings go to a folder of the test's own, never to the user's.
-export XDG_CONFIG_HOME=$tmp/config
+# Settings and the gallery store go to folders of the test's own, never to the user's.
+export XDG_CONFIG_HOME=$tmp/config XDG_DATA_HOME=$tmp/data
 
 # --- The bundled sample --------------------------------------------------------------------
 out=$("$lumeno" dump "$data/sample.tif"); rc=$?

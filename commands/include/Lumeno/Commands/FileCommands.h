@@ -96,4 +96,16 @@ std::string xmpText(const Metadata::ImageMetadata& image);
 // An IPTC text on one line: CR, LF, tab and backslash written as \r, \n, \t and \\.
 std::string escapedText(const std::string& text);
 
+// Brings the gallery store's record of each file up to date (and its thumbnail, when asked):
+// "Synchronize with database". A file the store cannot take is a failure of that file only.
+class CommandUpdateStore : public CommandBase {
+public:
+    CommandUpdateStore(bool thumbnails, std::uint32_t fileCount, std::uintptr_t parentWindow,
+                       std::shared_ptr<UI::Settings> settings = nullptr);
+    void perFile(const std::string& path) override;
+
+private:
+    bool thumbnails_;
+};
+
 } // namespace Lumeno::Commands

@@ -1,0 +1,698 @@
+#include "Lumeno/DB/Store.h"
+
+#include "Lumeno/DB/Serializer.h"
+#include "Thumbnail.h"
+
+#include <Metadata/EXIF.h>
+#include <Metadata/ImageFactory.h>
+#include <Metadata/ImageStream.h>
+#include <Metadata/IPTC.h>
+#include <Metadata/XMP.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace Lumeno::DB {
+
+namespace {
+
+FieldDefinition textField(const char* name, std::uint32_t size)
+{
+    return {name, FieldForm::Text, size};
+}
+FieldDefinition block(const char* name)
+{
+    return {name, FieldForm::Block, 0};
+}
+const FieldDefinition Flag = {"CTreeFlag", FieldForm::Bytes, 1};
+
+// The tree of galleries and their images: the store's own tables beside the catalogue's.
+class StoreGalleries : public StoreCTree {
+public:
+    std::vector<KeyDefinition> indexDefinitions() const override { return {{1, 261, false}, {2, 261, true}}; }
+    std::vector<FieldDefinition> fieldList() const override { return {Flag, textField("Name", 261), textField("Parent", 261)}; }
+    std::uint32_t fixedLength() const override { return 1; }
+    std::string fileName() const override { return "Galleries"; }
+};
+
+class StoreGalleryImages : public StoreCTree {
+public:
+    std::vector<KeyDefinition> indexDefinitions() const override { return {{1, 261, true}, {2, 261, true}}; }
+    std::vector<FieldDefinition> fieldList() const override { return {Flag, textField("Gallery", 261), textField("File", 261)}; }
+    std::uint32_t fixedLength() const override { return 1; }
+    std::string fileName() const override { return "GalleryImages"; }
+};
+
+const StoreGalleries Galleries;
+const StoreGalleryImages GalleryImages;
+
+std::string packList(const std::vector<std::string>& items)
+{
+    std::string out;
+    for (const std::string& item : items) {
+        out += item;
+        out += '\0';
+    }
+    return out;
+}
+
+std::vector<std::string> unpackList(const std::string& packed)
+{
+    std::vector<std::string> items;
+    std::size_t at = 0;
+    while (at < packed.size()) {
+        const std::size_t end = packed.find('\0', at);
+        items.push_back(packed.substr(at, end == std::string::npos ? std::string::npos : end - at));
+        at = end == std::string::npos ? packed.size() : end + 1;
+    }
+    return items;
+}
+
+// A text cut to a field of `size` bytes (terminator included).
+std::string fit(const std::string& text, std::size_t size)
+{
+    std::string t = text.substr(0, text.find('\0'));
+    return t.size() < size ? t : t.substr(0, size - 1);
+}
+
+bool sameText(const std::string& a, const std::string& b)
+{
+    if (a.size() != b.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        const auto x = static_cast<unsigned char>(a[i]);
+        const auto y = static_cast<unsigned char>(b[i]);
+        if (x != y && std::toupper(x) != std::toupper(y)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string fullPath(const std::string& path)
+{
+    std::error_code ec;
+    const fs::path full = fs::absolute(fs::u8path(path), ec);
+    return ec ? path : full.lexically_normal().u8string();
+}
+
+std::string parentOf(const std::string& name)
+{
+    const std::size_t slash = name.rfind('/');
+    return slash == std::string::npos ? std::string() : name.substr(0, slash);
+}
+
+} // namespace
+
+// ---- the catalogue's tables ------------------------------------------------------------------
+
+std::vector<FieldDefinition> _StoreImages::fieldList() const
+{
+    // IPTC maximum lengths plus the terminator; Caption is held to 265 characters, DateCreated to
+    // 10 and TimeCreated to 9, deliberately.
+    return {Flag,
+            {"LumenoFlags", FieldForm::Bytes, 4},
+            textField("FilePath", 261),
+            textField("ArchiveLabel", 65),
+            textField("ArchiveSerialNumber", 129),
+            textField("ArchivePath", 261),
+            textField("ObjectName", 65),
+            textField("SpecialInstructions", 257),
+            textField("DateCreated", 11),
+            textField("TimeCreated", 10),
+            textField("ByLine", 33),
+            textField("ByLineTitle", 33),
+            textField("City", 33),
+            textField("ProvinceState", 33),
+            textField("CountryName", 65),
+            textField("OriginalTransmissionReference", 33),
+            textField("Headline", 257),
+            textField("Credit", 33),
+            textField("Source", 33),
+            textField("CopyrightNotice", 129),
+            textField("Caption", 266),
+            textField("Category", 4),
+            block("SupplementalCategory"),
+            block("Keywords"),
+            block("Thumbnail")};
+}
+
+std::vector<KeyDefinition> _StoreImages::indexDefinitions() const
+{
+    return {{2, 261, false}}; // FilePath, unique
+}
+
+std::vector<FieldDefinition> _StoreKeywords::fieldList() const
+{
+    return {Flag, textField("Keyword", 65), textField("File", 261)};
+}
+
+std::vector<KeyDefinition> _StoreKeywords::indexDefinitions() const
+{
+    return {{1, 65, true}, {2, 261, true}}; // by keyword, by file; both with duplicates
+}
+
+std::vector<FieldDefinition> StoreThumbnails::fieldList() const
+{
+    return {Flag, textField("FilePath", 261), block("Thumbnail")};
+}
+
+std::vector<KeyDefinition> StoreThumbnails::indexDefinitions() const
+{
+    return {{1, 261, false}};
+}
+
+Record StoreImageEntry::toRecord() const
+{
+    std::string flagWord(4, '\0');
+    for (int i = 0; i < 4; ++i) {
+        flagWord[static_cast<std::size_t>(i)] = static_cast<char>((flags >> (8 * i)) & 0xFF);
+    }
+    return {std::string(1, '\0'),
+            flagWord,
+            filePath,
+            fit(archiveLabel, 65),
+            fit(archiveSerialNumber, 129),
+            fit(archivePath, 261),
+            fit(objectName, 65),
+            fit(specialInstructions, 257),
+            fit(dateCreated, 11),
+            fit(timeCreated, 10),
+            fit(byLine, 33),
+            fit(byLineTitle, 33),
+            fit(city, 33),
+            fit(provinceState, 33),
+            fit(countryName, 65),
+            fit(originalTransmissionReference, 33),
+            fit(headline, 257),
+            fit(credit, 33),
+            fit(source, 33),
+            fit(copyrightNotice, 129),
+            fit(caption, 266),
+            fit(category, 4),
+            packList(supplementalCategories),
+            packList(keywords),
+            thumbnail};
+}
+
+StoreImageEntry StoreImageEntry::fromRecord(const Record& r)
+{
+    StoreImageEntry e;
+    for (int i = 0; i < 4; ++i) {
+        e.flags |= static_cast<std::uint32_t>(static_cast<unsigned char>(r[1][static_cast<std::size_t>(i)])) << (8 * i);
+    }
+    e.filePath = r[2];
+    e.archiveLabel = r[3];
+    e.archiveSerialNumber = r[4];
+    e.archivePath = r[5];
+    e.objectName = r[6];
+    e.specialInstructions = r[7];
+    e.dateCreated = r[8];
+    e.timeCreated = r[9];
+    e.byLine = r[10];
+    e.byLineTitle = r[11];
+    e.city = r[12];
+    e.provinceState = r[13];
+    e.countryName = r[14];
+    e.originalTransmissionReference = r[15];
+    e.headline = r[16];
+    e.credit = r[17];
+    e.source = r[18];
+    e.copyrightNotice = r[19];
+    e.caption = r[20];
+    e.category = r[21];
+    e.supplementalCategories = unpackList(r[22]);
+    e.keywords = unpackList(r[23]);
+    e.thumbnail = r[24];
+    return e;
+}
+
+// ---- the store -------------------------------------------------------------------------------
+
+Store& Store::instance()
+{
+    static Store store;
+    return store;
+}
+
+std::string Store::defaultFolder()
+{
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data != nullptr && data[0] == '/') {
+        return std::string(data) + "/LumenoWorks/Lumeno";
+    }
+    const char* appData = std::getenv("APPDATA");
+    if (appData != nullptr && appData[0] != '\0') {
+        return std::string(appData) + "\\LumenoWorks\\Lumeno";
+    }
+    const char* home = std::getenv("HOME");
+    return std::string(home != nullptr ? home : ".") + "/.local/share/LumenoWorks/Lumeno";
+}
+
+void Store::removeTableFiles(const std::string& folder, const std::string& tableName)
+{
+    for (const char* extension : {".GDB", ".NDX"}) {
+        const fs::path file = fs::u8path(folder) / fs::u8path(tableName + extension);
+        std::error_code ec;
+        if (fs::exists(file, ec) && !fs::remove(file, ec)) {
+            throw ErrorDb(ec.value(), "cannot delete " + file.u8string() + ": " + ec.message());
+        }
+    }
+}
+
+Store::Store() = default;
+
+Store::~Store()
+{
+    close();
+}
+
+void Store::open(const std::string& folder)
+{
+    Utility::CriticalSectionLock lock(section_);
+    close();
+    engine_ = Engine::open(folder);
+    folder_ = folder;
+    for (StoreCTree* tree : std::initializer_list<StoreCTree*>{&images_, &keywords_, &thumbnails_, &transporterImages_,
+                                                                &transporterKeywords_}) {
+        engine_->table(tree->definition());
+        tree->setOpen(true);
+    }
+    engine_->table(Galleries.definition());
+    engine_->table(GalleryImages.definition());
+}
+
+void Store::close()
+{
+    Utility::CriticalSectionLock lock(section_);
+    if (engine_) {
+        engine_->close();
+        engine_.reset();
+    }
+    for (StoreCTree* tree : std::initializer_list<StoreCTree*>{&images_, &keywords_, &thumbnails_, &transporterImages_,
+                                                                &transporterKeywords_}) {
+        tree->setOpen(false);
+    }
+}
+
+bool Store::isOpen() const
+{
+    return engine_ != nullptr;
+}
+
+void Store::useFolder(const std::string& folder)
+{
+    Utility::CriticalSectionLock lock(section_);
+    chosenFolder_ = folder;
+}
+
+void Store::ensureOpen()
+{
+    if (!engine_) {
+        open(chosenFolder_.empty() ? defaultFolder() : chosenFolder_);
+    }
+}
+
+Table& Store::table(const StoreCTree& tree)
+{
+    ensureOpen();
+    return engine_->table(tree.definition());
+}
+
+void Store::createGallery(const std::string& name)
+{
+    Utility::CriticalSectionLock lock(section_);
+    if (name.empty() || name.back() == '/' || name.front() == '/') {
+        throw ErrorDb(EINVAL, "'" + name + "' is not a gallery name");
+    }
+    const std::string parent = parentOf(name);
+    if (!parent.empty() && !galleryExists(parent)) {
+        throw ErrorDb(ENOENT, "there is no gallery '" + parent + "'");
+    }
+    if (galleryExists(name)) {
+        throw ErrorDb(EEXIST, "the gallery '" + name + "' exists already");
+    }
+    table(Galleries).add({std::string(1, '\0'), name, parent});
+}
+
+bool Store::galleryExists(const std::string& name)
+{
+    Utility::CriticalSectionLock lock(section_);
+    Record r;
+    RecordId id = 0;
+    return table(Galleries).find(1, name, r, id);
+}
+
+std::vector<std::string> Store::subGalleries(const std::string& parent)
+{
+    Utility::CriticalSectionLock lock(section_);
+    std::vector<std::string> names;
+    table(Galleries).range(2, parent, [&](RecordId, const Record& r) {
+        if (sameText(r[2], parent)) {
+            names.push_back(r[1]);
+        }
+        return true;
+    });
+    return names;
+}
+
+void Store::renameGallery(const std::string& name, const std::string& newName)
+{
+    Utility::CriticalSectionLock lock(section_);
+    if (!galleryExists(name)) {
+        throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
+    }
+    if (galleryExists(newName)) {
+        throw ErrorDb(EEXIST, "the gallery '" + newName + "' exists already");
+    }
+    const std::string newParent = parentOf(newName);
+    if (!newParent.empty() && !galleryExists(newParent)) {
+        throw ErrorDb(ENOENT, "there is no gallery '" + newParent + "'");
+    }
+    // The gallery and everything below it take the new name.
+    std::vector<std::pair<RecordId, Record>> moved;
+    table(Galleries).range(1, name, [&](RecordId id, const Record& r) {
+        if (sameText(r[1], name) || sameText(r[1].substr(0, name.size() + 1), name + "/")) {
+            moved.emplace_back(id, r);
+        }
+        return true;
+    });
+    for (auto& [id, r] : moved) {
+        const std::string rest = r[1].substr(name.size());
+        Record renamed = r;
+        renamed[1] = newName + rest;
+        renamed[2] = rest.empty() ? newParent : parentOf(newName + rest);
+        table(Galleries).rewrite(id, renamed);
+        std::vector<std::pair<RecordId, Record>> members;
+        table(GalleryImages).range(1, r[1], [&](RecordId m, const Record& member) {
+            if (sameText(member[1], r[1])) {
+                members.emplace_back(m, member);
+            }
+            return true;
+        });
+        for (auto& [m, member] : members) {
+            member[1] = renamed[1];
+            table(GalleryImages).rewrite(m, member);
+        }
+    }
+}
+
+void Store::removeGallery(const std::string& name)
+{
+    Utility::CriticalSectionLock lock(section_);
+    if (!galleryExists(name)) {
+        throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
+    }
+    std::vector<std::pair<RecordId, std::string>> doomed;
+    table(Galleries).range(1, name, [&](RecordId id, const Record& r) {
+        if (sameText(r[1], name) || sameText(r[1].substr(0, name.size() + 1), name + "/")) {
+            doomed.emplace_back(id, r[1]);
+        }
+        return true;
+    });
+    for (const auto& [id, gallery] : doomed) {
+        std::vector<RecordId> members;
+        table(GalleryImages).range(1, gallery, [&](RecordId m, const Record& member) {
+            if (sameText(member[1], gallery)) {
+                members.push_back(m);
+            }
+            return true;
+        });
+        for (RecordId m : members) {
+            table(GalleryImages).remove(m);
+        }
+        table(Galleries).remove(id);
+    }
+}
+
+bool Store::addImage(const std::string& gallery, const std::string& givenPath, bool thumbnail)
+{
+    const std::string path = fullPath(givenPath);
+    Utility::CriticalSectionLock lock(section_);
+    if (!galleryExists(gallery)) {
+        throw ErrorDb(ENOENT, "there is no gallery '" + gallery + "'");
+    }
+    update(path, thumbnail);
+    for (const std::string& member : images(gallery)) {
+        if (sameText(member, path)) {
+            return false;
+        }
+    }
+    table(GalleryImages).add({std::string(1, '\0'), gallery, path});
+    return true;
+}
+
+bool Store::removeImage(const std::string& gallery, const std::string& givenPath)
+{
+    const std::string path = fullPath(givenPath);
+    Utility::CriticalSectionLock lock(section_);
+    std::vector<RecordId> found;
+    table(GalleryImages).range(1, gallery, [&](RecordId id, const Record& r) {
+        if (sameText(r[1], gallery) && sameText(r[2], path)) {
+            found.push_back(id);
+        }
+        return true;
+    });
+    for (RecordId id : found) {
+        table(GalleryImages).remove(id);
+    }
+    return !found.empty();
+}
+
+std::vector<std::string> Store::images(const std::string& gallery)
+{
+    Utility::CriticalSectionLock lock(section_);
+    std::vector<std::string> files;
+    table(GalleryImages).range(1, gallery, [&](RecordId, const Record& r) {
+        if (sameText(r[1], gallery)) {
+            files.push_back(r[2]);
+        }
+        return true;
+    });
+    return files;
+}
+
+void Store::update(const std::string& givenPath, bool withThumbnail)
+{
+    const std::string path = fullPath(givenPath);
+    Utility::CriticalSectionLock lock(section_);
+    if (path.size() > 260) {
+        throw ErrorDb(ENAMETOOLONG, "the path is longer than 260 characters: " + path);
+    }
+    StoreImageEntry entry;
+    entry.filePath = path;
+    {
+        Metadata::ImageStreamT stream;
+        std::unique_ptr<Metadata::ImageMetadata> image;
+        try {
+            image = Metadata::openImage(path, stream);
+        } catch (const std::exception& e) {
+            throw ErrorDb(EIO, path + ": " + e.what());
+        }
+        const Metadata::IPTC& iptc = image->iptc();
+        auto first = [&iptc](std::uint8_t dataSet) {
+            std::string value;
+            iptc.get(dataSet, value);
+            return value;
+        };
+        entry.objectName = first(5);
+        entry.specialInstructions = first(40);
+        entry.dateCreated = first(55);
+        entry.timeCreated = first(60);
+        entry.byLine = first(80);
+        entry.byLineTitle = first(85);
+        entry.city = first(90);
+        entry.provinceState = first(95);
+        entry.countryName = first(101);
+        entry.originalTransmissionReference = first(103);
+        entry.headline = first(105);
+        entry.credit = first(110);
+        entry.source = first(115);
+        entry.copyrightNotice = first(116);
+        entry.caption = first(120);
+        entry.category = first(15);
+        entry.supplementalCategories = iptc.values(20);
+        entry.keywords = iptc.values(25);
+        entry.flags = (image->exif().empty() ? 0 : StoreImageEntry::HasEXIF) |
+                      (iptc.empty() ? 0 : StoreImageEntry::HasIPTC) |
+                      (image->xmp() && !image->xmp()->empty() ? StoreImageEntry::HasXMP : 0);
+    }
+
+    Table& images = table(images_);
+    Record stored;
+    RecordId id = 0;
+    if (images.find(1, path, stored, id)) {
+        if (stored[2] != path) {
+            throw ErrorDb(DuplicateKey, "a path differing only in letter case is stored already: " + stored[2]);
+        }
+        images.rewrite(id, entry.toRecord());
+    } else {
+        images.add(entry.toRecord());
+    }
+
+    // The keywords pointing at the image, anew.
+    Table& keywords = table(keywords_);
+    std::vector<RecordId> old;
+    keywords.range(2, path, [&](RecordId k, const Record& r) {
+        if (sameText(r[2], path)) {
+            old.push_back(k);
+        }
+        return true;
+    });
+    for (RecordId k : old) {
+        keywords.remove(k);
+    }
+    for (const std::string& keyword : entry.keywords) {
+        if (!keyword.empty()) {
+            keywords.add({std::string(1, '\0'), fit(keyword, 65), path});
+        }
+    }
+
+    if (withThumbnail) {
+        const std::string jpeg = makeThumbnail(path);
+        Table& thumbnails = table(thumbnails_);
+        Record t;
+        RecordId tid = 0;
+        const Record fresh = {std::string(1, '\0'), path, jpeg};
+        if (thumbnails.find(1, path, t, tid)) {
+            thumbnails.rewrite(tid, fresh);
+        } else {
+            thumbnails.add(fresh);
+        }
+    }
+}
+
+void Store::refresh(const std::string& givenPath)
+{
+    const std::string path = fullPath(givenPath);
+    Utility::CriticalSectionLock lock(section_);
+    if (!engine_) {
+        const std::string folder = chosenFolder_.empty() ? defaultFolder() : chosenFolder_;
+        std::error_code ec;
+        if (!fs::exists(fs::u8path(folder) / "Gallery.GDB", ec)) {
+            return; // no store to refresh
+        }
+    }
+    StoreImageEntry entry;
+    if (image(path, entry)) {
+        update(path, true);
+    }
+}
+
+bool Store::image(const std::string& givenPath, StoreImageEntry& entry)
+{
+    const std::string path = fullPath(givenPath);
+    Utility::CriticalSectionLock lock(section_);
+    Record r;
+    RecordId id = 0;
+    if (!table(images_).find(1, path, r, id)) {
+        return false;
+    }
+    entry = StoreImageEntry::fromRecord(r);
+    return true;
+}
+
+bool Store::thumbnail(const std::string& givenPath, std::string& jpeg)
+{
+    const std::string path = fullPath(givenPath);
+    Utility::CriticalSectionLock lock(section_);
+    Record r;
+    RecordId id = 0;
+    if (!table(thumbnails_).find(1, path, r, id)) {
+        return false;
+    }
+    jpeg = r[2];
+    return true;
+}
+
+std::vector<std::string> Store::filesWithKeyword(const std::string& keyword)
+{
+    Utility::CriticalSectionLock lock(section_);
+    std::vector<std::string> files;
+    table(keywords_).range(1, keyword, [&](RecordId, const Record& r) {
+        if (sameText(r[1], keyword)) {
+            files.push_back(r[2]);
+        }
+        return true;
+    });
+    return files;
+}
+
+std::vector<StoreKeywordEntry> Store::keywordsWithPrefix(const std::string& prefix)
+{
+    Utility::CriticalSectionLock lock(section_);
+    std::vector<StoreKeywordEntry> found;
+    table(keywords_).range(1, prefix, [&](RecordId, const Record& r) {
+        found.push_back({r[1], r[2]});
+        return true;
+    });
+    return found;
+}
+
+std::size_t Store::imageCount()
+{
+    Utility::CriticalSectionLock lock(section_);
+    return table(images_).count();
+}
+
+void Store::exportGallery(const std::string& name, const std::string& givenFolder)
+{
+    // The page links by full file addresses.
+    const std::string folder = fullPath(givenFolder);
+    Utility::CriticalSectionLock lock(section_);
+    if (!galleryExists(name)) {
+        throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
+    }
+    GalleryDocument document;
+    document.name = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
+    const fs::path target = fs::u8path(folder);
+    for (const std::string& sub : subGalleries(name)) {
+        const std::string subName = sub.substr(sub.rfind('/') + 1);
+        exportGallery(sub, (target / fs::u8path(subName)).u8string());
+        document.subGalleries.push_back({subName, (target / fs::u8path(subName) / "LumenoGallery.XML").u8string()});
+    }
+    for (const std::string& path : images(name)) {
+        StoreImageEntry entry;
+        if (!image(path, entry)) {
+            continue;
+        }
+        GalleryImage img;
+        img.path = path;
+        img.name = fs::u8path(path).filename().u8string();
+        img.entry = entry;
+        // Title and rights: the image's XMP when it has them, else the IPTC object name and
+        // copyright notice kept in the record.
+        img.title = entry.objectName;
+        img.rights = entry.copyrightNotice;
+        try {
+            Metadata::ImageStreamT stream;
+            const auto metadata = Metadata::openImage(path, stream);
+            if (const auto& xmp = metadata->xmp(); xmp && !xmp->empty()) {
+                if (const std::string t = xmp->title(); !t.empty()) {
+                    img.title = t;
+                }
+                if (const std::string r = xmp->rights(); !r.empty()) {
+                    img.rights = r;
+                }
+            }
+        } catch (const std::exception&) {
+            // An image that moved or broke since it was stored is exported from its record.
+        }
+        if (!thumbnail(path, img.thumbnail)) {
+            try {
+                img.thumbnail = makeThumbnail(path);
+            } catch (const ErrorDb&) {
+                // Shown without a picture.
+            }
+        }
+        document.images.push_back(std::move(img));
+    }
+    Serializer::writeGallery(document, folder);
+}
+
+} // namespace Lumeno::DB

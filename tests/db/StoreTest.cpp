@@ -1,0 +1,330 @@
+// The gallery store: its files, record layout and keys, the per-file update, galleries, and what
+// survives another process and a killed one.
+#include <Lumeno/DB/Engine.h>
+#include <Lumeno/DB/Store.h>
+
+#include <Metadata/ImageFactory.h>
+#include <Metadata/ImageStream.h>
+#include <Metadata/IPTC.h>
+
+#include <gtest/gtest.h>
+#include <turbojpeg.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using namespace Lumeno;
+using namespace Lumeno::DB;
+
+namespace {
+
+class StoreFolder : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
+        folder_ = fs::path(::testing::TempDir()) / (std::string("lumeno-") + info->test_suite_name() + "-" + info->name());
+        fs::remove_all(folder_);
+        fs::create_directories(folder_ / "store");
+    }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    std::string store() const { return (folder_ / "store").string(); }
+    std::string file(const std::string& name) const { return (folder_ / name).string(); }
+
+    // A copy of the sample photo with the IPTC datasets given (number, values).
+    std::string photo(const std::string& name, const std::vector<std::pair<std::uint8_t, std::vector<std::string>>>& sets)
+    {
+        Metadata::ImageStreamT stream;
+        auto image = Metadata::openImage(LUMENO_TEST_DATA "/sample.jpg", stream);
+        for (const auto& [number, values] : sets) {
+            image->iptc().set(number, values);
+        }
+        image->writeWithIPTC(file(name));
+        return file(name);
+    }
+
+    fs::path folder_;
+};
+
+std::vector<std::string> sorted(std::vector<std::string> v)
+{
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
+} // namespace
+
+TEST_F(StoreFolder, TablesAreFilePairsThatCanBeRemoved)
+{
+    {
+        Store s;
+        s.open(store());
+        EXPECT_TRUE(s.isOpen());
+    }
+    for (const char* table : {"Gallery", "TOC", "Thumbnails", "TransporterGallery", "TransporterTOC"}) {
+        EXPECT_TRUE(fs::is_regular_file(folder_ / "store" / (std::string(table) + ".GDB"))) << table;
+        EXPECT_TRUE(fs::is_regular_file(folder_ / "store" / (std::string(table) + ".NDX"))) << table;
+    }
+    EXPECT_NO_THROW(Store::removeTableFiles(store(), "NeverCreated"));
+    Store::removeTableFiles(store(), "TransporterTOC");
+    EXPECT_FALSE(fs::exists(folder_ / "store" / "TransporterTOC.GDB"));
+    EXPECT_FALSE(fs::exists(folder_ / "store" / "TransporterTOC.NDX"));
+    // A file that will not go away is an error with the system's code.
+    fs::create_directories(folder_ / "store" / "Stuck.NDX" / "inside");
+    try {
+        Store::removeTableFiles(store(), "Stuck");
+        FAIL() << "no error";
+    } catch (const ErrorDb& e) {
+        EXPECT_NE(e.code(), 0);
+    }
+}
+
+TEST(StoreRecords, LayoutFollowsTheFieldDefinitions)
+{
+    const TableDefinition keywords = StoreKeywords().definition();
+    EXPECT_EQ(encodeRecord(keywords, {std::string(1, '\0'), "Lake", "/p/a.jpg"}),
+              std::string("\0Lake\0/p/a.jpg\0", 15));
+    // 64 characters fit a keyword, 65 do not: nothing is cut silently at this level.
+    EXPECT_NO_THROW(encodeRecord(keywords, {std::string(1, '\0'), std::string(64, 'k'), "/p"}));
+    EXPECT_THROW(encodeRecord(keywords, {std::string(1, '\0'), std::string(65, 'k'), "/p"}), ErrorDb);
+
+    StoreImageEntry entry;
+    entry.flags = StoreImageEntry::HasEXIF | StoreImageEntry::HasXMP;
+    entry.filePath = "/p/a.jpg";
+    entry.caption = std::string(300, 'c');
+    entry.dateCreated = "20240506extra";
+    entry.timeCreated = "070809+0200";
+    entry.keywords = {"one", "two"};
+    const TableDefinition images = StoreImages().definition();
+    const std::string bytes = encodeRecord(images, entry.toRecord());
+    // Fixed part: the engine's byte and the flag word; then FilePath.
+    EXPECT_EQ(bytes.substr(0, 5), std::string("\0\x05\0\0\0", 5));
+    EXPECT_EQ(bytes.substr(5, 9), std::string("/p/a.jpg\0", 9));
+    // Keywords are a block with a 32-bit length, then the thumbnail's empty block.
+    EXPECT_EQ(bytes.substr(bytes.size() - 16), std::string("\x08\0\0\0one\0two\0\0\0\0\0", 16));
+
+    const StoreImageEntry back = StoreImageEntry::fromRecord(decodeRecord(images, bytes));
+    EXPECT_EQ(back.flags, entry.flags);
+    EXPECT_EQ(back.caption, std::string(265, 'c'));
+    EXPECT_EQ(back.dateCreated, "20240506ex");
+    EXPECT_EQ(back.timeCreated, "070809+02");
+    EXPECT_EQ(back.keywords, entry.keywords);
+    EXPECT_THROW(decodeRecord(images, bytes.substr(0, bytes.size() - 3)), ErrorDb);
+    EXPECT_THROW(decodeRecord(images, bytes.substr(0, 3)), ErrorDb);
+}
+
+TEST_F(StoreFolder, KeysCompareWithoutLetterCase)
+{
+    auto engine = Engine::open(store());
+    Table& images = engine->table(StoreImages().definition());
+    StoreImageEntry entry;
+    entry.filePath = "/Photos/Lake.jpg";
+    images.add(entry.toRecord());
+    entry.filePath = "/PHOTOS/lake.JPG";
+    try {
+        images.add(entry.toRecord());
+        FAIL() << "a path differing in letter case was added";
+    } catch (const ErrorDb& e) {
+        EXPECT_EQ(e.code(), DuplicateKey) << e.what();
+    }
+    EXPECT_EQ(images.count(), 1u);
+    Record found;
+    RecordId id = 0;
+    ASSERT_TRUE(images.find(1, "/photos/LAKE.jpg", found, id));
+    EXPECT_EQ(found[2], "/Photos/Lake.jpg");
+    EXPECT_FALSE(images.find(1, "/photos/lake.jp", found, id));
+
+    Table& keywords = engine->table(StoreKeywords().definition());
+    keywords.add({std::string(1, '\0'), "Lake", "/a.jpg"});
+    keywords.add({std::string(1, '\0'), "lake", "/b.jpg"});
+    keywords.add({std::string(1, '\0'), "Lakeside", "/c.jpg"});
+    keywords.add({std::string(1, '\0'), "mountain", "/a.jpg"});
+    std::vector<std::string> files;
+    keywords.range(1, "LAK", [&](RecordId, const Record& r) {
+        files.push_back(r[2]);
+        return true;
+    });
+    EXPECT_EQ(sorted(files), (std::vector<std::string>{"/a.jpg", "/b.jpg", "/c.jpg"}));
+    std::vector<RecordId> ofA;
+    keywords.range(2, "/A.JPG", [&](RecordId k, const Record&) {
+        ofA.push_back(k);
+        return true;
+    });
+    ASSERT_EQ(ofA.size(), 2u);
+    keywords.remove(ofA[0]);
+    keywords.rewrite(ofA[1], {std::string(1, '\0'), "Hill", "/a.jpg"});
+    EXPECT_EQ(keywords.count(), 3u);
+    ASSERT_TRUE(keywords.find(1, "hill", found, id));
+    EXPECT_EQ(found[2], "/a.jpg");
+}
+
+TEST_F(StoreFolder, UpdateBringsRecordKeywordsAndThumbnailUpToDate)
+{
+    Store s;
+    s.open(store());
+    const std::string path = photo("Lake.jpg", {{25, {"Sunrise", "Lake"}}, {120, {std::string(400, 'x')}}, {90, {"Annecy"}}});
+    s.update(path, true);
+
+    StoreImageEntry entry;
+    ASSERT_TRUE(s.image(path, entry));
+    EXPECT_EQ(entry.filePath, path);
+    EXPECT_EQ(entry.city, "Annecy");
+    EXPECT_EQ(entry.caption, std::string(265, 'x'));
+    EXPECT_EQ(entry.keywords, (std::vector<std::string>{"Sunrise", "Lake"}));
+    EXPECT_EQ(entry.flags & StoreImageEntry::HasIPTC, StoreImageEntry::HasIPTC);
+    EXPECT_EQ(s.filesWithKeyword("SUNRISE"), std::vector<std::string>{path});
+    EXPECT_EQ(s.filesWithKeyword("sun"), std::vector<std::string>{});
+    EXPECT_EQ(s.keywordsWithPrefix("la").size(), 1u);
+
+    std::string jpeg;
+    ASSERT_TRUE(s.thumbnail(path, jpeg));
+    tjhandle h = tjInitDecompress();
+    int width = 0, height = 0, subsampling = 0, colours = 0;
+    ASSERT_EQ(tjDecompressHeader3(h, reinterpret_cast<const unsigned char*>(jpeg.data()),
+                                  static_cast<unsigned long>(jpeg.size()), &width, &height, &subsampling, &colours),
+              0);
+    tjDestroy(h);
+    EXPECT_LE(std::max(width, height), 160);
+    EXPECT_GT(std::min(width, height), 0);
+
+    // New keywords replace the old ones; the record is rewritten, not doubled.
+    photo("Lake.jpg", {{25, {"Dusk"}}});
+    s.update(path, false);
+    EXPECT_TRUE(s.filesWithKeyword("sunrise").empty());
+    EXPECT_EQ(s.filesWithKeyword("dusk"), std::vector<std::string>{path});
+    EXPECT_EQ(s.imageCount(), 1u);
+
+    // The same path in other letters is a duplicate; a file that is no image fails cleanly.
+    const std::string other = photo("LAKE.JPG", {});
+    try {
+        s.update(other, false);
+        FAIL() << "no duplicate";
+    } catch (const ErrorDb& e) {
+        EXPECT_EQ(e.code(), DuplicateKey) << e.what();
+    }
+    std::ofstream(file("notes.jpg")) << "not a picture";
+    EXPECT_THROW(s.update(file("notes.jpg"), true), ErrorDb);
+    EXPECT_EQ(s.imageCount(), 1u);
+}
+
+TEST_F(StoreFolder, GalleriesFormATree)
+{
+    Store s;
+    s.open(store());
+    const std::string a = photo("a.jpg", {{25, {"x"}}});
+    const std::string b = photo("b.jpg", {});
+    s.createGallery("Travel");
+    s.createGallery("Travel/Alps");
+    s.createGallery("Family");
+    EXPECT_THROW(s.createGallery("Nowhere/Child"), ErrorDb);
+    EXPECT_THROW(s.createGallery("travel"), ErrorDb);
+    EXPECT_THROW(s.createGallery(""), ErrorDb);
+    EXPECT_EQ(sorted(s.subGalleries("")), (std::vector<std::string>{"Family", "Travel"}));
+    EXPECT_EQ(s.subGalleries("Travel"), std::vector<std::string>{"Travel/Alps"});
+
+    EXPECT_TRUE(s.addImage("Travel/Alps", a, false));
+    EXPECT_FALSE(s.addImage("Travel/Alps", a, false));
+    EXPECT_TRUE(s.addImage("Family", a, false));
+    EXPECT_TRUE(s.addImage("Family", b, false));
+    EXPECT_THROW(s.addImage("Missing", a, false), ErrorDb);
+
+    s.renameGallery("Travel", "Trips");
+    EXPECT_FALSE(s.galleryExists("Travel/Alps"));
+    EXPECT_EQ(s.subGalleries("Trips"), std::vector<std::string>{"Trips/Alps"});
+    EXPECT_EQ(s.images("Trips/Alps"), std::vector<std::string>{a});
+
+    EXPECT_TRUE(s.removeImage("Family", b));
+    EXPECT_FALSE(s.removeImage("Family", b));
+    EXPECT_EQ(s.images("Family"), std::vector<std::string>{a});
+
+    s.removeGallery("Trips");
+    EXPECT_EQ(s.subGalleries(""), std::vector<std::string>{"Family"});
+    EXPECT_TRUE(s.images("Trips/Alps").empty());
+    EXPECT_EQ(s.imageCount(), 2u); // the catalogue keeps its records
+}
+
+TEST_F(StoreFolder, AnotherProcessSeesWhatWasStored)
+{
+    const std::string path = photo("a.jpg", {{25, {"Shared"}}});
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        int status = 1;
+        try {
+            Store s;
+            s.open(store());
+            s.createGallery("FromChild");
+            s.addImage("FromChild", path, false);
+            status = 0;
+        } catch (...) {
+        }
+        _exit(status);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    Store s;
+    s.open(store());
+    EXPECT_EQ(s.images("FromChild"), std::vector<std::string>{path});
+    EXPECT_EQ(s.filesWithKeyword("shared"), std::vector<std::string>{path});
+}
+
+TEST_F(StoreFolder, KilledWriterLeavesEveryCommittedImage)
+{
+    int pipeEnds[2];
+    ASSERT_EQ(pipe(pipeEnds), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        close(pipeEnds[0]);
+        auto engine = Engine::open(store());
+        Table& images = engine->table(StoreImages().definition());
+        for (std::uint32_t i = 0; i < 10000; ++i) {
+            StoreImageEntry entry;
+            entry.filePath = "/photos/img" + std::to_string(i) + ".jpg";
+            images.add(entry.toRecord());
+            if (write(pipeEnds[1], &i, sizeof i) != sizeof i) {
+                _exit(1);
+            }
+        }
+        _exit(0);
+    }
+    close(pipeEnds[1]);
+    std::uint32_t last = 0;
+    bool any = false;
+    std::uint32_t i = 0;
+    while (read(pipeEnds[0], &i, sizeof i) == sizeof i) {
+        last = i;
+        any = true;
+        if (i >= 2500) {
+            kill(child, SIGKILL);
+            break;
+        }
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    // Whatever was reported before the kill was committed.
+    while (read(pipeEnds[0], &i, sizeof i) == sizeof i) {
+        last = i;
+    }
+    close(pipeEnds[0]);
+    ASSERT_TRUE(any);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer finished before it was killed";
+
+    Store s;
+    s.open(store());
+    EXPECT_GE(s.imageCount(), static_cast<std::size_t>(last) + 1);
+    StoreImageEntry entry;
+    for (std::uint32_t k = 0; k <= last; ++k) {
+        ASSERT_TRUE(s.image("/photos/img" + std::to_string(k) + ".jpg", entry)) << k;
+    }
+    // And the store takes writes again.
+    s.createGallery("After");
+    EXPECT_TRUE(s.galleryExists("after"));
+}

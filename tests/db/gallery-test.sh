@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# The gallery commands end to end: galleries, search, sync, the store after a rotation, and the
+# exported page as xsltproc and headless Chromium show it.
+# Usage: gallery-test.sh LUMENO DATA-DIR
+set -u
+lumeno=$1 data=$2
+passed=0 failed=0
+check() { # check DESCRIPTION COMMAND...
+  local what=$1; shift
+  if "$@"; then passed=$((passed + 1)); else echo "FAIL: $what"; failed=$((failed + 1)); fi
+}
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+export XDG_CONFIG_HOME=$tmp/config XDG_DATA_HOME=$tmp/data
+L() { "$lumeno" --store "$tmp/store" "$@"; }
+
+mkdir -p "$tmp/photos/Lake District"
+cp "$data/sample.jpg" "$tmp/photos/dawn.jpg"
+cp "$data/sample.jpg" "$tmp/photos/Lake District/evening view.jpg"
+"$lumeno" annotate --set 'Caption=<script>document.title="owned"</script>' --set Keyword=Evening \
+  "$tmp/photos/Lake District/evening view.jpg" >/dev/null
+
+# --- galleries and search -----------------------------------------------------------------
+check "create a gallery" L gallery create Holidays
+check "create a sub-gallery" L gallery create "Holidays/Lakes"
+L gallery create Nowhere/Child 2>"$tmp/err"; rc=$?
+check "a sub-gallery needs its parent" [ "$rc" -eq 1 ]
+check "the error names the parent" grep -q "no gallery 'Nowhere'" "$tmp/err"
+check "add a picture" L gallery add Holidays "$tmp/photos/dawn.jpg"
+check "add a picture to the sub-gallery" L gallery add Holidays/Lakes "$tmp/photos/Lake District/evening view.jpg"
+check "the five tables are file pairs" bash -c 'for t in Gallery TOC Thumbnails TransporterGallery TransporterTOC; do
+  [ -f "$1/$t.GDB" ] && [ -f "$1/$t.NDX" ] || exit 1; done' _ "$tmp/store"
+check "list shows the top galleries" [ "$(L gallery list)" = "Holidays" ]
+check "list shows sub-galleries and pictures" [ "$(L gallery list Holidays)" = "$(printf 'Holidays/Lakes/\n%s' "$tmp/photos/dawn.jpg")" ]
+check "search ignores letter case" [ "$(L gallery search SUNRISE)" = "$tmp/photos/dawn.jpg" ]
+check "search by prefix" [ "$(L gallery search 'even*')" = "$(printf 'Evening\t%s' "$tmp/photos/Lake District/evening view.jpg")" ]
+check "the default store is not touched" [ ! -e "$tmp/data/LumenoWorks" ]
+
+# --- sync ---------------------------------------------------------------------------------
+"$lumeno" annotate --add Keyword=Mist "$tmp/photos/dawn.jpg" >/dev/null
+check "search before sync misses the new keyword" [ -z "$(L gallery search mist)" ]
+check "sync succeeds" L gallery sync "$tmp/photos/dawn.jpg"
+check "search after sync finds it" [ "$(L gallery search mist)" = "$tmp/photos/dawn.jpg" ]
+echo "not a picture" >"$tmp/photos/notes.jpg"
+L gallery sync --thumbnails "$tmp/photos/notes.jpg" "$tmp/photos/dawn.jpg" 2>"$tmp/err"; rc=$?
+check "sync reports the file it cannot read and goes on" [ "$rc" -eq 1 ]
+check "the report names the file" grep -q "notes.jpg" "$tmp/err"
+check "the default store folder is used without --store" \
+  bash -c '"$1" gallery create Mine && [ -f "$2/LumenoWorks/Lumeno/Gallery.GDB" ]' _ "$lumeno" "$tmp/data"
+
+# --- export -------------------------------------------------------------------------------
+out=$tmp/web
+check "export succeeds" L gallery export Holidays "$out"
+for f in LumenoGallery.xml LumenoGallery.XSL LumenoGallery.CSS __Lumeno.GIF __gallery.GIF index.html \
+         Lakes/LumenoGallery.xml Lakes/index.html; do
+  check "export wrote $f" [ -s "$out/$f" ]
+done
+thumb=$(ls "$out"/__thumb*.jpg | head -1)
+check "the thumbnail is a JPEG" bash -c 'head -c 2 "$1" | od -An -tx1 | grep -q "ff d8"' _ "$thumb"
+check "xsltproc with the exported stylesheet gives index.html" \
+  bash -c 'xsltproc "$1/LumenoGallery.XSL" "$1/LumenoGallery.xml" | cmp -s - "$1/index.html"' _ "$out"
+check "the same in the sub-gallery" \
+  bash -c 'xsltproc "$1/Lakes/LumenoGallery.XSL" "$1/Lakes/LumenoGallery.xml" | cmp -s - "$1/Lakes/index.html"' _ "$out"
+L gallery export Holidays "$tmp/photos/dawn.jpg" 2>"$tmp/err"; rc=$?
+check "an export into a file fails" [ "$rc" -eq 1 ]
+check "and says where" grep -qF "Failed to export to: $tmp/photos/dawn.jpg" "$tmp/err"
+
+# --- the store follows a rotation ---------------------------------------------------------
+before=$(cksum <"$thumb")
+check "rotate a stored picture" L rotate cw --no-backup "$tmp/photos/dawn.jpg"
+L gallery export Holidays "$tmp/web2" >/dev/null
+check "its thumbnail was made again" [ "$(cksum <"$tmp/web2/$(basename "$thumb")")" != "$before" ]
+
+# --- the page in a browser ----------------------------------------------------------------
+chromium=$(command -v chromium || command -v chromium-browser || true)
+if [ -n "$chromium" ]; then
+  browse() { # browse OUTPUT-OPTION... URL
+    timeout 120 "$chromium" --headless --no-sandbox --disable-gpu --disable-background-networking \
+      --disable-component-update --disable-sync --disable-default-apps --no-first-run --disable-extensions \
+      --user-data-dir="$tmp/chromium" --window-size=800,600 "$@" 2>/dev/null
+  }
+  dom=$(browse --dump-dom "file://$out/Lakes/index.html")
+  check "the browser shows the gallery name" grep -q "<h2>Lakes</h2>" <<<"$dom"
+  check "the browser shows the image name" grep -q '<span class="imageName">evening view.jpg</span>' <<<"$dom"
+  check "the caption stays text" grep -qF '&lt;script&gt;document.title="owned"&lt;/script&gt;' <<<"$dom"
+  check "no script ran" grep -q "<title>Lakes</title>" <<<"$dom"
+  check "the thumbnail is on the page" grep -qF "src=\"file://$out/Lakes/__thumb0001.jpg\"" <<<"$dom"
+  # The thumbnails really show: the page differs from the same page without them.
+  (cd "$tmp" && browse --screenshot="$tmp/with.png" "file://$out/index.html" >/dev/null)
+  cp -r "$out" "$tmp/bare" && rm "$tmp/bare"/__thumb*.jpg
+  sed "s|$out|$tmp/bare|g" "$out/index.html" >"$tmp/bare/index.html"
+  (cd "$tmp" && browse --screenshot="$tmp/without.png" "file://$tmp/bare/index.html" >/dev/null)
+  check "a screenshot was taken" [ -s "$tmp/with.png" ]
+  check "the screenshot shows the thumbnails" bash -c '! cmp -s "$1" "$2"' _ "$tmp/with.png" "$tmp/without.png"
+  dom=$(browse --dump-dom "file://$out/index.html")
+  check "the top page names its gallery and image" \
+    bash -c 'grep -q "<h2>Holidays</h2>" <<<"$1" && grep -q "imageName\">dawn.jpg<" <<<"$1" && grep -q "galleryLink" <<<"$1"' _ "$dom"
+else
+  echo "FAIL: chromium is not installed (scripts/install-deps installs it)"
+  failed=$((failed + 1))
+fi
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
