@@ -373,6 +373,9 @@ public:
         // the disk (the system keeps it), which a killed process cannot lose.
         env_.set_flags(DB_TXN_WRITE_NOSYNC, 1);
         env_.set_cachesize(0, 32 * 1024 * 1024, 1);
+        // Logs that a checkpoint has made unnecessary are deleted, so the store does not grow
+        // by its history.
+        env_.log_set_config(DB_LOG_AUTO_REMOVE, 1);
         const int r = env_.open(folder.c_str(),
                                 DB_CREATE | DB_INIT_TXN | DB_INIT_LOG | DB_INIT_LOCK | DB_INIT_MPOOL | DB_THREAD |
                                     DB_REGISTER | DB_RECOVER,
@@ -402,6 +405,7 @@ public:
         }
         closed_ = true;
         tables_.clear();
+        env_.txn_checkpoint(0, 0, 0);
         env_.close(0);
     }
 

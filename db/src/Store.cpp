@@ -353,9 +353,11 @@ std::vector<std::string> Store::subGalleries(const std::string& parent)
     Utility::CriticalSectionLock lock(section_);
     std::vector<std::string> names;
     table(Galleries).range(2, parent, [&](RecordId, const Record& r) {
-        if (sameText(r[2], parent)) {
-            names.push_back(r[1]);
+        // Keys come in order: the first other parent ends the run.
+        if (!sameText(r[2], parent)) {
+            return false;
         }
+        names.push_back(r[1]);
         return true;
     });
     return names;
@@ -453,7 +455,10 @@ bool Store::removeImage(const std::string& gallery, const std::string& givenPath
     Utility::CriticalSectionLock lock(section_);
     std::vector<RecordId> found;
     table(GalleryImages).range(1, gallery, [&](RecordId id, const Record& r) {
-        if (sameText(r[1], gallery) && sameText(r[2], path)) {
+        if (!sameText(r[1], gallery)) {
+            return false;
+        }
+        if (sameText(r[2], path)) {
             found.push_back(id);
         }
         return true;
@@ -469,9 +474,10 @@ std::vector<std::string> Store::images(const std::string& gallery)
     Utility::CriticalSectionLock lock(section_);
     std::vector<std::string> files;
     table(GalleryImages).range(1, gallery, [&](RecordId, const Record& r) {
-        if (sameText(r[1], gallery)) {
-            files.push_back(r[2]);
+        if (!sameText(r[1], gallery)) {
+            return false;
         }
+        files.push_back(r[2]);
         return true;
     });
     return files;
@@ -539,9 +545,10 @@ void Store::update(const std::string& givenPath, bool withThumbnail)
     Table& keywords = table(keywords_);
     std::vector<RecordId> old;
     keywords.range(2, path, [&](RecordId k, const Record& r) {
-        if (sameText(r[2], path)) {
-            old.push_back(k);
+        if (!sameText(r[2], path)) {
+            return false;
         }
+        old.push_back(k);
         return true;
     });
     for (RecordId k : old) {
@@ -615,9 +622,10 @@ std::vector<std::string> Store::filesWithKeyword(const std::string& keyword)
     Utility::CriticalSectionLock lock(section_);
     std::vector<std::string> files;
     table(keywords_).range(1, keyword, [&](RecordId, const Record& r) {
-        if (sameText(r[1], keyword)) {
-            files.push_back(r[2]);
+        if (!sameText(r[1], keyword)) {
+            return false;
         }
+        files.push_back(r[2]);
         return true;
     });
     return files;
