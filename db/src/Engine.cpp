@@ -166,6 +166,7 @@ public:
                 infos_.push_back(std::make_unique<KeyInfo>(KeyInfo{&definition_, key.field, key.segmentLength}));
                 auto index = std::make_unique<Db>(&env, 0);
                 index->set_app_private(infos_.back().get());
+                index->set_pagesize(4096); // the index file grows a page of 4096 bytes at a time
                 if (key.duplicates) {
                     index->set_flags(DB_DUPSORT);
                 }

@@ -3,6 +3,7 @@
 #include "Lumeno/DB/Serializer.h"
 #include "Thumbnail.h"
 
+#include <Lumeno/Platform/Services.h>
 #include <Metadata/EXIF.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
@@ -242,16 +243,11 @@ Store& Store::instance()
 
 std::string Store::defaultFolder()
 {
-    const char* data = std::getenv("XDG_DATA_HOME");
-    if (data != nullptr && data[0] == '/') {
-        return std::string(data) + "/LumenoWorks/Lumeno";
+    const std::string data = Platform::services().dataFolder();
+    if (data.empty()) {
+        throw ErrorDb(ENOENT, "the user's data folder is unknown: no gallery store can be opened");
     }
-    const char* appData = std::getenv("APPDATA");
-    if (appData != nullptr && appData[0] != '\0') {
-        return std::string(appData) + "\\LumenoWorks\\Lumeno";
-    }
-    const char* home = std::getenv("HOME");
-    return std::string(home != nullptr ? home : ".") + "/.local/share/LumenoWorks/Lumeno";
+    return (fs::u8path(data) / "LumenoWorks" / "Lumeno").u8string();
 }
 
 void Store::removeTableFiles(const std::string& folder, const std::string& tableName)
@@ -579,7 +575,14 @@ void Store::refresh(const std::string& givenPath)
     const std::string path = fullPath(givenPath);
     Utility::CriticalSectionLock lock(section_);
     if (!engine_) {
-        const std::string folder = chosenFolder_.empty() ? defaultFolder() : chosenFolder_;
+        std::string folder = chosenFolder_;
+        if (folder.empty()) {
+            try {
+                folder = defaultFolder();
+            } catch (const ErrorDb&) {
+                return; // no data folder, so no store
+            }
+        }
         std::error_code ec;
         if (!fs::exists(fs::u8path(folder) / "Gallery.GDB", ec)) {
             return; // no store to refresh

@@ -132,6 +132,16 @@ public:
         return home.empty() ? std::string() : home + "/.config";
     }
 
+    std::string dataFolder() const override
+    {
+        const std::string xdg = environment("XDG_DATA_HOME");
+        if (!xdg.empty() && xdg[0] == '/') {
+            return xdg;
+        }
+        const std::string home = environment("HOME");
+        return home.empty() ? std::string() : home + "/.local/share";
+    }
+
     int screenPixelsPerInch() const override { return 96; }
 
     void beep() const override

@@ -124,6 +124,7 @@ public:
     std::string picturesFolder() const override { return shellFolder(CSIDL_MYPICTURES); }
     std::string documentsFolder() const override { return shellFolder(CSIDL_PERSONAL); }
     std::string configFolder() const override { return std::string(); }
+    std::string dataFolder() const override { return shellFolder(CSIDL_APPDATA); }
 
     int screenPixelsPerInch() const override
     {

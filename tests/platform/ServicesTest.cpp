@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <string>
 
 using namespace Lumeno::Platform;
@@ -74,4 +75,29 @@ TEST(Services, WindowsTimeZoneAnswersBecomeOffsets)
     EXPECT_EQ(offsetFromTimeZoneInformation(2, 300, 0, -60), -240);
     EXPECT_EQ(offsetFromTimeZoneInformation(0, 300, 7, -60), -300);
     EXPECT_EQ(offsetFromTimeZoneInformation(0xFFFFFFFFul, -330, 0, 0), 330);
+}
+
+TEST(Services, UserFoldersFollowTheXdgVariables)
+{
+    const auto keep = [](const char* name) {
+        const char* v = std::getenv(name);
+        return v != nullptr ? std::optional<std::string>(v) : std::nullopt;
+    };
+    const auto data = keep("XDG_DATA_HOME"), config = keep("XDG_CONFIG_HOME"), home = keep("HOME");
+    setenv("HOME", "/home/someone", 1);
+    setenv("XDG_DATA_HOME", "/srv/data", 1);
+    setenv("XDG_CONFIG_HOME", "/srv/config", 1);
+    EXPECT_EQ(Lumeno::Platform::services().dataFolder(), "/srv/data");
+    EXPECT_EQ(Lumeno::Platform::services().configFolder(), "/srv/config");
+    // The XDG rules ignore a relative value: the default applies.
+    setenv("XDG_DATA_HOME", "relative/data", 1);
+    unsetenv("XDG_CONFIG_HOME");
+    EXPECT_EQ(Lumeno::Platform::services().dataFolder(), "/home/someone/.local/share");
+    EXPECT_EQ(Lumeno::Platform::services().configFolder(), "/home/someone/.config");
+    const auto restore = [](const char* name, const std::optional<std::string>& v) {
+        v ? setenv(name, v->c_str(), 1) : unsetenv(name);
+    };
+    restore("XDG_DATA_HOME", data);
+    restore("XDG_CONFIG_HOME", config);
+    restore("HOME", home);
 }

@@ -56,6 +56,8 @@ public:
     // Where the user's settings live: the registry key's place on Windows (unused there), the
     // XDG configuration folder elsewhere.
     virtual std::string configFolder() const = 0;
+    // Where programs keep the user's data: %APPDATA% on Windows, the XDG data folder elsewhere.
+    virtual std::string dataFolder() const = 0;
     // Vertical pixels per inch of the screen, for font sizes.
     virtual int screenPixelsPerInch() const = 0;
     // The system's default alert sound.
