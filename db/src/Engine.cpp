@@ -154,12 +154,14 @@ int extractKey(Db* secondary, const Dbt*, const Dbt* data, Dbt* result)
 
 class BerkeleyTable final : public Table {
 public:
-    BerkeleyTable(DbEnv& env, const std::string& folder, const TableDefinition& definition)
-        : env_(env), definition_(definition), primary_(&env, 0)
+    BerkeleyTable(DbEnv& env, DbTxn* const& current, const std::string& folder, const TableDefinition& definition)
+        : env_(env), current_(current), definition_(definition), primary_(&env, 0)
     {
         DbTxn* txn = nullptr;
         try {
-            env_.txn_begin(nullptr, &txn, 0);
+            if (const int r = env_.txn_begin(nullptr, &txn, 0); r != 0) {
+                fail(r, "cannot open the table " + definition_.name + " in " + folder);
+            }
             primary_.open(txn, (definition_.name + ".GDB").c_str(), nullptr, DB_RECNO, DB_CREATE | DB_THREAD, 0644);
             for (std::size_t k = 0; k < definition_.keys.size(); ++k) {
                 const KeyDefinition& key = definition_.keys[k];
@@ -231,7 +233,7 @@ public:
         const std::string start = upper(prefix);
         Dbc* cursor = nullptr;
         try {
-            indexes_[static_cast<std::size_t>(keyNumber - 1)]->cursor(nullptr, &cursor, 0);
+            indexes_[static_cast<std::size_t>(keyNumber - 1)]->cursor(current_, &cursor, 0);
             std::string keyBuffer = start;
             keyBuffer.resize(std::max<std::size_t>(keyBuffer.size(), 1024));
             Dbt key(&keyBuffer[0], static_cast<u_int32_t>(start.size()));
@@ -300,7 +302,7 @@ public:
     std::size_t count() const override
     {
         DB_BTREE_STAT* stat = nullptr;
-        const_cast<Db&>(primary_).stat(nullptr, &stat, 0);
+        const_cast<Db&>(primary_).stat(current_, &stat, 0);
         const std::size_t n = stat != nullptr ? stat->bt_nkeys : 0;
         std::free(stat);
         return n;
@@ -339,9 +341,19 @@ private:
 
     template <class Write> void inTransaction(const std::string& what, Write write)
     {
+        if (current_ != nullptr) {
+            // Part of the engine's open transaction, which aborts as a whole on failure.
+            const int r = write(current_);
+            if (r != 0) {
+                fail(r, "cannot " + what);
+            }
+            return;
+        }
         DbTxn* txn = nullptr;
         try {
-            env_.txn_begin(nullptr, &txn, 0);
+            if (const int r = env_.txn_begin(nullptr, &txn, 0); r != 0) {
+                fail(r, "cannot " + what);
+            }
             const int r = write(txn);
             if (r != 0) {
                 txn->abort();
@@ -357,6 +369,7 @@ private:
     }
 
     DbEnv& env_;
+    DbTxn* const& current_; // the engine's open transaction, if any
     TableDefinition definition_;
     mutable Db primary_;
     std::vector<std::unique_ptr<KeyInfo>> infos_;
@@ -395,8 +408,32 @@ public:
         if (found != tables_.end()) {
             return *found->second;
         }
-        auto table = std::make_unique<BerkeleyTable>(env_, folder_, definition);
+        auto table = std::make_unique<BerkeleyTable>(env_, current_, folder_, definition);
         return *tables_.emplace(definition.name, std::move(table)).first->second;
+    }
+
+    void transaction(const std::function<void()>& work) override
+    {
+        if (current_ != nullptr) {
+            work();
+            return;
+        }
+        DbTxn* txn = nullptr;
+        if (const int r = env_.txn_begin(nullptr, &txn, 0); r != 0) {
+            fail(r, "cannot begin a transaction in " + folder_);
+        }
+        current_ = txn;
+        try {
+            work();
+        } catch (...) {
+            current_ = nullptr;
+            txn->abort();
+            throw;
+        }
+        current_ = nullptr;
+        if (const int r = txn->commit(0); r != 0) {
+            fail(r, "cannot commit a transaction in " + folder_);
+        }
     }
 
     void close() override
@@ -414,6 +451,7 @@ private:
     std::string folder_;
     DbEnv env_;
     std::map<std::string, std::unique_ptr<BerkeleyTable>> tables_;
+    DbTxn* current_ = nullptr;
     bool closed_ = false;
 };
 

@@ -380,6 +380,13 @@ void Store::renameGallery(const std::string& name, const std::string& newName)
         }
         return true;
     });
+    ensureOpen();
+    engine_->transaction([&] { moveGalleries(name, newName, newParent, moved); });
+}
+
+void Store::moveGalleries(const std::string& name, const std::string& newName, const std::string& newParent,
+                          std::vector<std::pair<RecordId, Record>>& moved)
+{
     for (auto& [id, r] : moved) {
         const std::string rest = r[1].substr(name.size());
         Record renamed = r;
@@ -413,6 +420,12 @@ void Store::removeGallery(const std::string& name)
         }
         return true;
     });
+    ensureOpen();
+    engine_->transaction([&] { dropGalleries(doomed); });
+}
+
+void Store::dropGalleries(const std::vector<std::pair<RecordId, std::string>>& doomed)
+{
     for (const auto& [id, gallery] : doomed) {
         std::vector<RecordId> members;
         table(GalleryImages).range(1, gallery, [&](RecordId m, const Record& member) {
@@ -525,6 +538,17 @@ void Store::update(const std::string& givenPath, bool withThumbnail)
                       (image->xmp() && !image->xmp()->empty() ? StoreImageEntry::HasXMP : 0);
     }
 
+    // Made before the transaction: it is the slow part and touches no table.
+    const std::string jpeg = withThumbnail ? makeThumbnail(path) : std::string();
+
+    // The record, its keywords and its thumbnail change together or not at all.
+    ensureOpen();
+    engine_->transaction([&] { write(entry, jpeg, withThumbnail); });
+}
+
+void Store::write(const StoreImageEntry& entry, const std::string& jpeg, bool withThumbnail)
+{
+    const std::string& path = entry.filePath;
     Table& images = table(images_);
     Record stored;
     RecordId id = 0;
@@ -557,7 +581,6 @@ void Store::update(const std::string& givenPath, bool withThumbnail)
     }
 
     if (withThumbnail) {
-        const std::string jpeg = makeThumbnail(path);
         Table& thumbnails = table(thumbnails_);
         Record t;
         RecordId tid = 0;

@@ -164,6 +164,52 @@ TEST_F(StoreFolder, KeysCompareWithoutLetterCase)
     EXPECT_EQ(found[2], "/a.jpg");
 }
 
+TEST_F(StoreFolder, TransactionsKeepAllOrNothing)
+{
+    auto engine = Engine::open(store());
+    Table& keywords = engine->table(StoreKeywords().definition());
+    Table& images = engine->table(StoreImages().definition());
+    const Record lake = {std::string(1, '\0'), "lake", "/a.jpg"};
+    const Record hill = {std::string(1, '\0'), "hill", "/a.jpg"};
+    EXPECT_THROW(engine->transaction([&] {
+        keywords.add(lake);
+        keywords.add(hill);
+        throw ErrorDb(1, "changed my mind");
+    }),
+                 ErrorDb);
+    EXPECT_EQ(keywords.count(), 0u);
+
+    engine->transaction([&] {
+        keywords.add(lake);
+        Record r;
+        RecordId id = 0;
+        EXPECT_TRUE(keywords.find(1, "LAKE", r, id)); // a transaction reads its own writes
+        keywords.add(hill);
+    });
+    EXPECT_EQ(keywords.count(), 2u);
+
+    // A duplicate key undoes everything else the transaction did, in every table.
+    StoreImageEntry a, b;
+    a.filePath = "/a.jpg";
+    b.filePath = "/b.jpg";
+    images.add(a.toRecord());
+    try {
+        engine->transaction([&] {
+            images.add(b.toRecord());
+            keywords.add({std::string(1, '\0'), "mist", "/b.jpg"});
+            images.add(a.toRecord());
+        });
+        FAIL() << "no duplicate";
+    } catch (const ErrorDb& e) {
+        EXPECT_EQ(e.code(), DuplicateKey);
+    }
+    Record r;
+    RecordId id = 0;
+    EXPECT_FALSE(images.find(1, "/b.jpg", r, id));
+    EXPECT_FALSE(keywords.find(1, "mist", r, id));
+    EXPECT_EQ(images.count(), 1u);
+}
+
 TEST_F(StoreFolder, UpdateBringsRecordKeywordsAndThumbnailUpToDate)
 {
     Store s;

@@ -82,6 +82,9 @@ public:
     virtual ~Engine() = default;
     // Opens a table, creating its files from the definition when they do not exist.
     virtual Table& table(const TableDefinition& definition) = 0;
+    // Runs `work` as one transaction: every write it makes to any table is kept together, or,
+    // when it throws, none is. Reads inside see its writes. Calls nest into the outer one.
+    virtual void transaction(const std::function<void()>& work) = 0;
     // Closes every table and the environment.
     virtual void close() = 0;
 };

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Lumeno::DB {
@@ -164,6 +165,10 @@ public:
 
 private:
     Table& table(const StoreCTree& tree);
+    void write(const StoreImageEntry& entry, const std::string& jpeg, bool withThumbnail);
+    void moveGalleries(const std::string& name, const std::string& newName, const std::string& newParent,
+                       std::vector<std::pair<RecordId, Record>>& moved);
+    void dropGalleries(const std::vector<std::pair<RecordId, std::string>>& doomed);
     void ensureOpen();
 
     Utility::CriticalSection section_;
