@@ -102,6 +102,27 @@ std::string fullPath(const std::string& path)
     return ec ? path : full.lexically_normal().u8string();
 }
 
+// A gallery's path: non-empty names joined by '/', none of them "." or "..", since each becomes
+// a folder of an export.
+bool validGalleryName(const std::string& name)
+{
+    if (name.empty() || name.size() > 260 || name.find('\\') != std::string::npos) {
+        return false;
+    }
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t slash = name.find('/', start);
+        const std::string part = name.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
+        if (part.empty() || part == "." || part == "..") {
+            return false;
+        }
+        if (slash == std::string::npos) {
+            return true;
+        }
+        start = slash + 1;
+    }
+}
+
 std::string parentOf(const std::string& name)
 {
     const std::size_t slash = name.rfind('/');
@@ -323,7 +344,7 @@ Table& Store::table(const StoreCTree& tree)
 void Store::createGallery(const std::string& name)
 {
     Utility::CriticalSectionLock lock(section_);
-    if (name.empty() || name.back() == '/' || name.front() == '/') {
+    if (!validGalleryName(name)) {
         throw ErrorDb(EINVAL, "'" + name + "' is not a gallery name");
     }
     const std::string parent = parentOf(name);
@@ -364,6 +385,9 @@ void Store::renameGallery(const std::string& name, const std::string& newName)
     Utility::CriticalSectionLock lock(section_);
     if (!galleryExists(name)) {
         throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
+    }
+    if (!validGalleryName(newName)) {
+        throw ErrorDb(EINVAL, "'" + newName + "' is not a gallery name");
     }
     if (galleryExists(newName)) {
         throw ErrorDb(EEXIST, "the gallery '" + newName + "' exists already");

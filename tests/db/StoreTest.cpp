@@ -270,7 +270,10 @@ TEST_F(StoreFolder, GalleriesFormATree)
     s.createGallery("Family");
     EXPECT_THROW(s.createGallery("Nowhere/Child"), ErrorDb);
     EXPECT_THROW(s.createGallery("travel"), ErrorDb);
-    EXPECT_THROW(s.createGallery(""), ErrorDb);
+    for (const char* bad : {"", "/Top", "Travel/", "Travel//x", "Travel/..", ".", "Travel/./x", "a\\b"}) {
+        EXPECT_THROW(s.createGallery(bad), ErrorDb) << bad;
+    }
+    EXPECT_THROW(s.renameGallery("Family", "Travel/../Family2"), ErrorDb);
     EXPECT_EQ(sorted(s.subGalleries("")), (std::vector<std::string>{"Family", "Travel"}));
     EXPECT_EQ(s.subGalleries("Travel"), std::vector<std::string>{"Travel/Alps"});
 
