@@ -154,8 +154,10 @@ void ISODateTime::parseSecondsAndZone(const char* rest, bool fractional)
             }
             whole = decimalValue(r);
         }
-        second_ = static_cast<std::int16_t>(whole);
-        nanoseconds_ = static_cast<std::uint32_t>(fraction * 1e9);
+        // Digits beyond any real second (or fraction) give a value that is simply not valid,
+        // never one that wraps.
+        second_ = whole >= 0 && whole < 100 ? static_cast<std::int16_t>(whole) : std::int16_t{-1};
+        nanoseconds_ = fraction >= 0 && fraction < 1 ? static_cast<std::uint32_t>(fraction * 1e9) : 0u;
     } else if (*rest != '\0') {
         zone = rest;
     }

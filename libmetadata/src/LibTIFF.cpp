@@ -4,6 +4,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <algorithm>
+#include <filesystem>
 #include <mutex>
 
 namespace Metadata {
@@ -33,7 +35,16 @@ void installHandlers()
 LibTIFF::LibTIFF(const std::string& path, const char* mode)
 {
     installHandlers();
-    tiff_ = TIFFOpen(path.c_str(), mode);
+    // A hostile file may declare tag arrays far larger than itself; libtiff would try to
+    // allocate them. No honest tag needs more than a few times the file's own size.
+    std::error_code ec;
+    const std::uintmax_t fileSize = std::filesystem::file_size(std::filesystem::u8path(path), ec);
+    const tmsize_t limit =
+        static_cast<tmsize_t>(std::min<std::uintmax_t>(ec ? 0 : fileSize, 1u << 28) * 8 + (16u << 20));
+    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, limit);
+    tiff_ = TIFFOpenExt(path.c_str(), mode, options);
+    TIFFOpenOptionsFree(options);
     check(tiff_ != nullptr);
 }
 
