@@ -1,5 +1,7 @@
 // make-corpus rename FOLDER COUNT: COUNT small camera JPEGs, each with its own capture time.
 // make-corpus rotate FOLDER COUNT: COUNT twelve-megapixel camera JPEGs (4000 x 3000).
+// make-corpus read FOLDER COUNT: COUNT camera JPEGs with EXIF, IPTC and XMP; one in twenty is a
+// twelve-megapixel picture, the others carry 300 KB of image data.
 #include "CameraFiles.h"
 
 #include <cstdio>
@@ -8,16 +10,30 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <vector>
 
 int main(int argc, char** argv)
 {
-    if (argc != 4 || (std::strcmp(argv[1], "rename") != 0 && std::strcmp(argv[1], "rotate") != 0)) {
-        std::cerr << "usage: make-corpus rename|rotate FOLDER COUNT\n";
+    const std::string mode = argc == 4 ? argv[1] : "";
+    if (mode != "rename" && mode != "rotate" && mode != "read") {
+        std::cerr << "usage: make-corpus rename|rotate|read FOLDER COUNT\n";
         return 2;
     }
-    const bool rename = std::strcmp(argv[1], "rename") == 0;
+    const bool rename = mode == "rename";
     const std::string folder = argv[2];
     const int count = std::atoi(argv[3]);
+    if (mode == "read") {
+        const std::vector<std::uint8_t> large = Bench::encodedPhoto(4000, 3000, Bench::cameraSegments());
+        const std::vector<std::uint8_t> small = Bench::cameraJpeg(300 * 1024);
+        for (int i = 0; i < count; ++i) {
+            const std::vector<std::uint8_t>& photo = i % 20 == 0 ? large : small;
+            char name[32];
+            std::snprintf(name, sizeof name, "IMG_%04d.JPG", i);
+            std::ofstream(folder + "/" + name, std::ios::binary)
+                .write(reinterpret_cast<const char*>(photo.data()), static_cast<std::streamsize>(photo.size()));
+        }
+        return 0;
+    }
     std::vector<std::uint8_t> photo;
     if (!rename) {
         photo = Bench::encodedPhoto(4000, 3000, Bench::cameraSegments());

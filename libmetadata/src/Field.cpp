@@ -318,9 +318,8 @@ std::string hexTag(std::uint16_t tag)
 
 } // namespace
 
-std::string Field::genericValueText() const
+void Field::writeGenericValue(std::ostream& out) const
 {
-    std::ostringstream out;
     std::visit(
         [&out](const auto& list) {
             using T = std::decay_t<decltype(list)>;
@@ -335,14 +334,22 @@ std::string Field::genericValueText() const
             }
         },
         values_);
+}
+
+std::string Field::genericValueText() const
+{
+    std::ostringstream out;
+    writeGenericValue(out);
     return out.str();
 }
 
 void Field::dumpGeneric(std::ostream& out) const
 {
+    // Straight into the output: a string stream per field costs more than the field itself.
     out << hexTag(tag_) << " (" << typeName(type_) << ", " << count_ << ")";
     if (!std::holds_alternative<std::monostate>(values_)) {
-        out << ": " << genericValueText();
+        out << ": ";
+        writeGenericValue(out);
     }
     if (lineEnds()) {
         out << '\n';

@@ -114,6 +114,7 @@ public:
 
 private:
     void load(TIFFReader& reader);
+    void writeGenericValue(std::ostream& out) const;
 
     std::uint32_t directoryId_;
     std::uint16_t tag_ = 0;
