@@ -3,11 +3,16 @@
 // report) is a finding.
 #pragma once
 
+#include <Metadata/EXIF.h>
 #include <Metadata/Exceptions.h>
+#include <Metadata/IPTC.h>
+#include <Metadata/XMP.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -38,6 +43,20 @@ template <class Work> void expectingFileErrors(Work work)
     try {
         work();
     } catch (const Metadata::Exception&) {
+    }
+}
+
+// Everything a reader of the file would look at: the EXIF dump, every IPTC value, the XMP
+// properties the program shows.
+template <class Image> void readAll(const Image& image)
+{
+    std::ostringstream out;
+    image.exif().dump(out);
+    for (const auto& dataSet : image.iptc().dataSets()) {
+        out << image.iptc().joined(dataSet.dataSet());
+    }
+    if (const auto& xmp = image.xmp()) {
+        out << xmp->title() << xmp->creator() << xmp->description() << xmp->rights() << xmp->headline();
     }
 }
 

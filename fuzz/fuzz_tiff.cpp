@@ -2,13 +2,9 @@
 // hostile file, and the rewrite through libtiff with a changed IPTC record.
 #include "FuzzSupport.h"
 
-#include <Metadata/EXIF.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 #include <Metadata/IPTC.h>
-#include <Metadata/XMP.h>
-
-#include <sstream>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
@@ -22,14 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Fuzz::expectingFileErrors([&] {
         Metadata::ImageStreamT stream;
         const auto image = Metadata::openImage(path, stream);
-        std::ostringstream out;
-        image->exif().dump(out);
-        for (const auto& dataSet : image->iptc().dataSets()) {
-            out << image->iptc().joined(dataSet.dataSet());
-        }
-        if (const auto& xmp = image->xmp()) {
-            out << xmp->title();
-        }
+        Fuzz::readAll(*image);
         if (size <= 64 * 1024) { // the rewrite copies the file: keep each run short
             image->iptc().set(120, "Rewritten by the fuzzer");
             image->writeWithIPTC(written);

@@ -35,6 +35,15 @@ std::uint32_t get32(const std::string& in, std::size_t at)
     return v;
 }
 
+// A record number's buffer, filled by the engine in place.
+Dbt recordNumber(db_recno_t& number)
+{
+    Dbt dbt(&number, sizeof number);
+    dbt.set_ulen(sizeof number);
+    dbt.set_flags(DB_DBT_USERMEM);
+    return dbt;
+}
+
 std::string upper(std::string s)
 {
     // ASCII letters only: other bytes compare as they are.
@@ -47,6 +56,11 @@ std::string upper(std::string s)
 }
 
 } // namespace
+
+bool sameKey(const std::string& a, const std::string& b)
+{
+    return a.size() == b.size() && upper(a) == upper(b);
+}
 
 std::string encodeRecord(const TableDefinition& definition, const Record& record)
 {
@@ -198,9 +212,7 @@ public:
     {
         const std::string bytes = encodeRecord(definition_, record);
         db_recno_t number = 0;
-        Dbt key(&number, sizeof number);
-        key.set_ulen(sizeof number);
-        key.set_flags(DB_DBT_USERMEM);
+        Dbt key = recordNumber(number);
         Dbt data(const_cast<char*>(bytes.data()), static_cast<u_int32_t>(bytes.size()));
         inTransaction("add a record to " + definition_.name, [&](DbTxn* txn) {
             const int clash = uniqueKeysTaken(txn, record, 0);
@@ -240,9 +252,7 @@ public:
             key.set_ulen(static_cast<u_int32_t>(keyBuffer.size()));
             key.set_flags(DB_DBT_USERMEM);
             db_recno_t number = 0;
-            Dbt primaryKey(&number, sizeof number);
-            primaryKey.set_ulen(sizeof number);
-            primaryKey.set_flags(DB_DBT_USERMEM);
+            Dbt primaryKey = recordNumber(number);
             Dbt data;
             data.set_flags(DB_DBT_MALLOC);
             int flag = DB_SET_RANGE;
@@ -322,9 +332,7 @@ private:
             std::string value = upper(record[keyDefinition.field]).substr(0, keyDefinition.segmentLength);
             Dbt key(&value[0], static_cast<u_int32_t>(value.size()));
             db_recno_t owner = 0;
-            Dbt primaryKey(&owner, sizeof owner);
-            primaryKey.set_ulen(sizeof owner);
-            primaryKey.set_flags(DB_DBT_USERMEM);
+            Dbt primaryKey = recordNumber(owner);
             Dbt data;
             data.set_flags(DB_DBT_MALLOC);
             const int r = indexes_[k]->pget(txn, &key, &primaryKey, &data, DB_RMW);

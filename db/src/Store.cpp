@@ -80,19 +80,10 @@ std::string fit(const std::string& text, std::size_t size)
     return t.size() < size ? t : t.substr(0, size - 1);
 }
 
+// Names and paths are equal as the store's keys are: without regard to letter case.
 bool sameText(const std::string& a, const std::string& b)
 {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        const auto x = static_cast<unsigned char>(a[i]);
-        const auto y = static_cast<unsigned char>(b[i]);
-        if (x != y && std::toupper(x) != std::toupper(y)) {
-            return false;
-        }
-    }
-    return true;
+    return sameKey(a, b);
 }
 
 std::string fullPath(const std::string& path)
@@ -295,18 +286,22 @@ void Store::open(const std::string& folder)
     close();
     engine_ = Engine::open(folder);
     folder_ = folder;
+    // Each table is looked up by its tree from now on: building a definition per access would
+    // cost more than the look-ups themselves.
     for (StoreCTree* tree : std::initializer_list<StoreCTree*>{&images_, &keywords_, &thumbnails_, &transporterImages_,
                                                                 &transporterKeywords_}) {
-        engine_->table(tree->definition());
+        tables_[tree] = &engine_->table(tree->definition());
         tree->setOpen(true);
     }
-    engine_->table(Galleries.definition());
-    engine_->table(GalleryImages.definition());
+    for (const StoreCTree* tree : std::initializer_list<const StoreCTree*>{&Galleries, &GalleryImages}) {
+        tables_[tree] = &engine_->table(tree->definition());
+    }
 }
 
 void Store::close()
 {
     Utility::CriticalSectionLock lock(section_);
+    tables_.clear();
     if (engine_) {
         engine_->close();
         engine_.reset();
@@ -338,7 +333,7 @@ void Store::ensureOpen()
 Table& Store::table(const StoreCTree& tree)
 {
     ensureOpen();
-    return engine_->table(tree.definition());
+    return *tables_.at(&tree);
 }
 
 void Store::createGallery(const std::string& name)
@@ -727,19 +722,21 @@ void Store::exportGallery(const std::string& name, const std::string& givenFolde
         // copyright notice kept in the record.
         img.title = entry.objectName;
         img.rights = entry.copyrightNotice;
-        try {
-            Metadata::ImageStreamT stream;
-            const auto metadata = Metadata::openImage(path, stream);
-            if (const auto& xmp = metadata->xmp(); xmp && !xmp->empty()) {
-                if (const std::string t = xmp->title(); !t.empty()) {
-                    img.title = t;
+        if (entry.flags & StoreImageEntry::HasXMP) { // only then is the file worth opening
+            try {
+                Metadata::ImageStreamT stream;
+                const auto metadata = Metadata::openImage(path, stream);
+                if (const auto& xmp = metadata->xmp(); xmp && !xmp->empty()) {
+                    if (const std::string t = xmp->title(); !t.empty()) {
+                        img.title = t;
+                    }
+                    if (const std::string r = xmp->rights(); !r.empty()) {
+                        img.rights = r;
+                    }
                 }
-                if (const std::string r = xmp->rights(); !r.empty()) {
-                    img.rights = r;
-                }
+            } catch (const std::exception&) {
+                // An image that moved or broke since it was stored is exported from its record.
             }
-        } catch (const std::exception&) {
-            // An image that moved or broke since it was stored is exported from its record.
         }
         if (!thumbnail(path, img.thumbnail)) {
             try {

@@ -26,6 +26,18 @@ std::string environment(const char* name)
     return value != nullptr ? value : "";
 }
 
+// An XDG base folder: the variable when it holds an absolute path (the rules ignore others),
+// else `belowHome` under the home folder; empty without a home.
+std::string xdgFolder(const char* variable, const char* belowHome)
+{
+    const std::string xdg = environment(variable);
+    if (!xdg.empty() && xdg[0] == '/') {
+        return xdg;
+    }
+    const std::string home = environment("HOME");
+    return home.empty() ? std::string() : home + belowHome;
+}
+
 // A folder of the XDG user-dirs file ($XDG_CONFIG_HOME/user-dirs.dirs, as xdg-user-dir reads it),
 // or `fallback` below the home folder.
 std::string userFolder(const std::string& configFolder, const std::string& key, const char* fallback)
@@ -122,25 +134,8 @@ public:
         return userFolder(configFolder(), "XDG_DOCUMENTS_DIR", "Documents");
     }
 
-    std::string configFolder() const override
-    {
-        const std::string xdg = environment("XDG_CONFIG_HOME");
-        if (!xdg.empty() && xdg[0] == '/') {
-            return xdg;
-        }
-        const std::string home = environment("HOME");
-        return home.empty() ? std::string() : home + "/.config";
-    }
-
-    std::string dataFolder() const override
-    {
-        const std::string xdg = environment("XDG_DATA_HOME");
-        if (!xdg.empty() && xdg[0] == '/') {
-            return xdg;
-        }
-        const std::string home = environment("HOME");
-        return home.empty() ? std::string() : home + "/.local/share";
-    }
+    std::string configFolder() const override { return xdgFolder("XDG_CONFIG_HOME", "/.config"); }
+    std::string dataFolder() const override { return xdgFolder("XDG_DATA_HOME", "/.local/share"); }
 
     int screenPixelsPerInch() const override { return 96; }
 

@@ -1,18 +1,11 @@
 #!/usr/bin/env bash
 # End-to-end checks of the lumeno tool: the bundled samples, every command, errors and usage,
 # broken files, and agreement with exiftool (and libtiff) on what it reads and writes.
-# Usage: dump-test.sh LUMENO MAKE-BASE-TIFF DATA-DIR
+# Usage: tool-test.sh LUMENO MAKE-BASE-TIFF DATA-DIR
 set -u
 lumeno=$1 maker=$2 data=$3
-passed=0 failed=0
-check() { # check DESCRIPTION COMMAND...
-  local what=$1; shift
-  if "$@"; then passed=$((passed + 1)); else echo "FAIL: $what"; failed=$((failed + 1)); fi
-}
-tmp=$(mktemp -d)
-trap 'rm -rf "$tmp"' EXIT
-# Settings and the gallery store go to folders of the test's own, never to the user's.
-export XDG_CONFIG_HOME=$tmp/config XDG_DATA_HOME=$tmp/data
+. "$(dirname "$0")/../support/checks.sh"
+private_folders
 
 # --- The bundled sample --------------------------------------------------------------------
 out=$("$lumeno" dump "$data/sample.tif"); rc=$?
@@ -273,5 +266,4 @@ else
   echo "exiftool is not installed: the comparison with it was skipped"
 fi
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

@@ -1,4 +1,6 @@
 // Gallery documents: written, read back, escaped, and never a door to other files.
+#include "../metadata/ContainerHelpers.h"
+
 #include <Lumeno/DB/Serializer.h>
 
 #include <gtest/gtest.h>
@@ -15,16 +17,9 @@ namespace {
 
 class ExportFolder : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder_ = fs::path(::testing::TempDir()) / (std::string("lumeno-") + info->test_suite_name() + "-" + info->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-    std::string file(const std::string& name) const { return (folder_ / name).string(); }
-    fs::path folder_;
+    std::string file(const std::string& name) const { return temp_.file(name); }
+    TestSupport::TempFolder temp_;
+    const fs::path folder_ = temp_.path();
 };
 
 std::string contents(const fs::path& file)

@@ -1,5 +1,7 @@
 // The gallery store: its files, record layout and keys, the per-file update, galleries, and what
 // survives another process and a killed one.
+#include "../metadata/ContainerHelpers.h"
+
 #include <Lumeno/DB/Engine.h>
 #include <Lumeno/DB/Store.h>
 
@@ -25,14 +27,7 @@ namespace {
 
 class StoreFolder : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder_ = fs::path(::testing::TempDir()) / (std::string("lumeno-") + info->test_suite_name() + "-" + info->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_ / "store");
-    }
-    void TearDown() override { fs::remove_all(folder_); }
+    void SetUp() override { fs::create_directories(folder_ / "store"); }
 
     std::string store() const { return (folder_ / "store").string(); }
     std::string file(const std::string& name) const { return (folder_ / name).string(); }
@@ -49,7 +44,8 @@ protected:
         return file(name);
     }
 
-    fs::path folder_;
+    TestSupport::TempFolder temp_;
+    const fs::path folder_ = temp_.path();
 };
 
 std::vector<std::string> sorted(std::vector<std::string> v)

@@ -4,14 +4,8 @@
 # Usage: gallery-test.sh LUMENO DATA-DIR
 set -u
 lumeno=$1 data=$2
-passed=0 failed=0
-check() { # check DESCRIPTION COMMAND...
-  local what=$1; shift
-  if "$@"; then passed=$((passed + 1)); else echo "FAIL: $what"; failed=$((failed + 1)); fi
-}
-tmp=$(mktemp -d)
-trap 'rm -rf "$tmp"' EXIT
-export XDG_CONFIG_HOME=$tmp/config XDG_DATA_HOME=$tmp/data
+. "$(dirname "$0")/../support/checks.sh"
+private_folders
 L() { "$lumeno" --store "$tmp/store" "$@"; }
 
 mkdir -p "$tmp/photos/Lake District"
@@ -100,5 +94,4 @@ else
   failed=$((failed + 1))
 fi
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

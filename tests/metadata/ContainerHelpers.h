@@ -28,6 +28,7 @@ public:
     }
     ~TempFolder() { std::filesystem::remove_all(path_); }
     std::string file(const std::string& name) const { return (path_ / name).string(); }
+    const std::filesystem::path& path() const noexcept { return path_; }
 
 private:
     std::filesystem::path path_;

@@ -10,8 +10,7 @@ export WINEPREFIX=$work/prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 export XDG_CONFIG_HOME=$work/config # the command line's settings: defaults, as in the new prefix
 cleanup() { wineserver -k >/dev/null 2>&1; rm -rf "$work"; }
 trap cleanup EXIT
-passed=0 failed=0
-check() { local what=$1; shift; if "$@"; then passed=$((passed + 1)); else echo "FAIL: $what"; failed=$((failed + 1)); fi; }
+. "$(dirname "$0")/../support/checks.sh"
 windows() { printf 'Z:%s' "${1//\//\\}"; }
 
 # Wine's own services inherit the first process's output: start them with it redirected.
@@ -51,5 +50,4 @@ check "overlays through COM match lumeno overlay" \
 check "the sample JPEG gets the EXIF & XMP & IPTC overlay" \
   grep -q "sample.jpg	Lumeno EXIF & XMP & IPTC" <(wine "$test" overlay "$dll" "${pairs[@]}" 2>/dev/null | tr -d '\r')
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+finish

@@ -53,6 +53,9 @@ struct TableDefinition {
 // The error code of an add or rewrite that would duplicate a key that admits no duplicates.
 extern const int DuplicateKey;
 
+// Whether two key values are the same key: the engine compares them upper-cased (ASCII letters).
+bool sameKey(const std::string& a, const std::string& b);
+
 // One record: each field's bytes (texts without their terminator).
 using Record = std::vector<std::string>;
 // A record's position in its data file.

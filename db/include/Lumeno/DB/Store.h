@@ -13,6 +13,7 @@
 #include <Lumeno/Utility/CriticalSection.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -175,6 +176,7 @@ private:
     std::string folder_;
     std::string chosenFolder_;
     std::unique_ptr<Engine> engine_;
+    std::map<const StoreCTree*, Table*> tables_; // every table, once open
     StoreImages images_;
     StoreKeywords keywords_;
     StoreThumbnails thumbnails_;
