@@ -7,11 +7,16 @@
 
 #include <cerrno>
 #include <ctime>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -62,6 +67,38 @@ std::string userFolder(const std::string& configFolder, const std::string& key, 
     }
     return home + "/" + fallback;
 }
+
+class PosixModule final : public LoadedModule {
+public:
+    explicit PosixModule(void* handle) : handle_(handle) {}
+    // Never unloaded: code of the module may still be referenced (atexit handlers, thread-local
+    // destructors) until the program ends.
+    void* symbol(const char* name) const override { return ::dlsym(handle_, name); }
+
+private:
+    void* handle_;
+};
+
+#if defined(__GLIBC__)
+// glibc hands blocks above its mapping threshold straight back to the system, and trims the top
+// of the heap past its trim threshold. Raising both keeps the blocks of one picture for the next.
+// Counted, since two commands may each ask while they run.
+void keepFreedMemoryWithGlibc(bool keep)
+{
+    static std::mutex mutex;
+    static int keepers = 0;
+    const std::lock_guard<std::mutex> lock(mutex);
+    keepers += keep ? 1 : -1;
+    if (keep && keepers == 1) {
+        ::mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024); // the largest glibc accepts on 64-bit systems
+        ::mallopt(M_TRIM_THRESHOLD, 1024 * 1024 * 1024);
+    } else if (!keep && keepers == 0) {
+        ::mallopt(M_MMAP_THRESHOLD, 128 * 1024); // glibc's defaults
+        ::mallopt(M_TRIM_THRESHOLD, 128 * 1024);
+        ::malloc_trim(0);
+    }
+}
+#endif
 
 class PosixServices final : public Services {
 public:
@@ -153,6 +190,39 @@ public:
     }
 
     std::string nativePath(const std::string& path) const override { return path; }
+
+    std::string programFolder() const override
+    {
+        std::vector<char> path(4096);
+        const ssize_t n = ::readlink("/proc/self/exe", path.data(), path.size() - 1);
+        if (n <= 0) {
+            return ".";
+        }
+        const std::string program(path.data(), static_cast<std::size_t>(n));
+        const std::string::size_type slash = program.rfind('/');
+        return slash == 0 ? "/" : program.substr(0, slash);
+    }
+
+    std::unique_ptr<LoadedModule> loadModule(const std::string& path) const override
+    {
+        void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (handle == nullptr) {
+            const char* reason = ::dlerror();
+            const std::errc code = ::access(path.c_str(), F_OK) == 0 ? std::errc::executable_format_error
+                                                                   : std::errc::no_such_file_or_directory;
+            throw std::system_error(std::make_error_code(code), reason != nullptr ? reason : path);
+        }
+        return std::make_unique<PosixModule>(handle);
+    }
+
+    void keepFreedMemory(bool keep) const override
+    {
+#if defined(__GLIBC__)
+        keepFreedMemoryWithGlibc(keep);
+#else
+        (void)keep;
+#endif
+    }
 
     void replaceFile(const std::string& source, const std::string& target) const override
     {

@@ -53,6 +53,19 @@ std::string shellFolder(int csidl)
     throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
 }
 
+class WindowsModule final : public LoadedModule {
+public:
+    explicit WindowsModule(HMODULE module) : module_(module) {}
+    // Never freed, like the libraries the program links: its code may be in use until the end.
+    void* symbol(const char* name) const override
+    {
+        return reinterpret_cast<void*>(GetProcAddress(module_, name));
+    }
+
+private:
+    HMODULE module_;
+};
+
 class WindowsServices final : public Services {
 public:
     int utcOffsetMinutes() const override
@@ -162,6 +175,45 @@ public:
         HeapFree(GetProcessHeap(), 0, host);
         return result;
     }
+
+    std::string programFolder() const override
+    {
+        // The module holding this code: the DLL when the file manager loaded the server.
+        HMODULE self = nullptr;
+        static const int anchor = 0;
+        if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                                reinterpret_cast<LPCWSTR>(&anchor), &self)) {
+            return ".";
+        }
+        WCHAR path[MAX_PATH] = {};
+        const DWORD n = GetModuleFileNameW(self, path, MAX_PATH);
+        if (n == 0 || n == MAX_PATH) {
+            return ".";
+        }
+        const std::string file = narrow(path);
+        const std::string::size_type slash = file.find_last_of("\\/");
+        return slash == std::string::npos ? "." : file.substr(0, slash);
+    }
+
+    std::unique_ptr<LoadedModule> loadModule(const std::string& path) const override
+    {
+        // Its own folder first for the libraries the module needs in turn; that search wants a
+        // full path with backslashes.
+        std::string windowsPath = path;
+        for (char& c : windowsPath) {
+            if (c == '/') {
+                c = '\\';
+            }
+        }
+        HMODULE module = LoadLibraryExW(wide(windowsPath).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        if (module == nullptr) {
+            fail("cannot load " + path);
+        }
+        return std::make_unique<WindowsModule>(module);
+    }
+
+    // The Windows heap gives large blocks back to the system on its own terms; nothing to ask.
+    void keepFreedMemory(bool) const override {}
 
     void replaceFile(const std::string& source, const std::string& target) const override
     {

@@ -5,9 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
+#include <system_error>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+#include <unistd.h>
 
 using namespace Lumeno::Platform;
 
@@ -101,3 +110,52 @@ TEST(Services, UserFoldersFollowTheXdgVariables)
     restore("XDG_CONFIG_HOME", config);
     restore("HOME", home);
 }
+
+TEST(Services, ModulesAreLoadedByPathAndFailuresSayWhy)
+{
+    const Services& system = services();
+    namespace fs = std::filesystem;
+    EXPECT_TRUE(fs::is_regular_file(fs::path(system.programFolder()) / "platform_tests")) << system.programFolder();
+
+    const auto module = system.loadModule(LUMENO_TEST_MODULE);
+    using Answer = int (*)();
+    const auto answer = reinterpret_cast<Answer>(module->symbol("lumenoTestAnswer"));
+    ASSERT_NE(answer, nullptr);
+    EXPECT_EQ(answer(), 42);
+    EXPECT_EQ(module->symbol("noSuchFunction"), nullptr);
+
+    const fs::path folder = fs::temp_directory_path() / ("lumeno-modules-" + std::to_string(::getpid()));
+    fs::create_directories(folder);
+    const auto failure = [&](const fs::path& path) {
+        try {
+            system.loadModule(path.string());
+        } catch (const std::system_error& e) {
+            return e.code();
+        }
+        return std::error_code();
+    };
+    EXPECT_EQ(failure(folder / "missing.so"), std::errc::no_such_file_or_directory);
+    std::ofstream(folder / "text.so") << "not a library\n";
+    EXPECT_EQ(failure(folder / "text.so"), std::errc::executable_format_error);
+    fs::remove_all(folder);
+}
+
+// mallinfo2 reads glibc's own allocator, which AddressSanitizer replaces.
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+TEST(Services, FreedMemoryIsKeptWhileAskedThenGivenBack)
+{
+    constexpr std::size_t block = 24 * 1024 * 1024; // a large picture's coefficients
+    std::size_t heapWhileKept = 0;
+    {
+        const FreedMemoryKept kept;
+        void* picture = std::malloc(block);
+        ASSERT_NE(picture, nullptr);
+        std::memset(picture, 1, block);
+        std::free(picture);
+        heapWhileKept = ::mallinfo2().arena;
+        // Still in the heap for the next picture rather than unmapped.
+        EXPECT_GE(heapWhileKept, block);
+    }
+    EXPECT_LE(::mallinfo2().arena + block, heapWhileKept);
+}
+#endif

@@ -31,6 +31,15 @@ public:
     virtual void setLine(int line, const std::string& text) = 0;
 };
 
+// A library loaded while the program runs, kept until it ends. What only some commands use lives
+// in such modules, so that the others do not pay for loading it when they start.
+class LoadedModule {
+public:
+    virtual ~LoadedModule() = default;
+    // The address of an exported function; null when the module has none of that name.
+    virtual void* symbol(const char* name) const = 0;
+};
+
 // Paths are UTF-8 everywhere in the portable code. Failures are thrown as std::system_error.
 class Services {
 public:
@@ -67,10 +76,31 @@ public:
     // and on Windows; under Wine, the host path of a Windows path ("Z:\photos\a.jpg" gives
     // "/photos/a.jpg"), since the portable code opens files through the host's C++ library.
     virtual std::string nativePath(const std::string& path) const = 0;
+
+    // The folder of the program file this code is part of (the server's DLL when the file
+    // manager loaded it).
+    virtual std::string programFolder() const = 0;
+    // Loads the module at `path`; throws std::system_error, naming the system's reason, when it
+    // cannot.
+    virtual std::unique_ptr<LoadedModule> loadModule(const std::string& path) const = 0;
+    // Work on large pictures one after another needs the same large blocks of memory for each:
+    // while `keep` is on, freed memory stays with the process for the next picture instead of
+    // going back to the system, which would clear every page again when it is touched. Turning
+    // it off gives the kept memory back. A hint: systems whose allocator cannot do this ignore it.
+    virtual void keepFreedMemory(bool keep) const = 0;
 };
 
 // The services of the operating system the program runs on.
 const Services& services();
+
+// Freed memory is kept for reuse while one of these lives (see Services::keepFreedMemory).
+class FreedMemoryKept {
+public:
+    FreedMemoryKept() { services().keepFreedMemory(true); }
+    ~FreedMemoryKept() { services().keepFreedMemory(false); }
+    FreedMemoryKept(const FreedMemoryKept&) = delete;
+    FreedMemoryKept& operator=(const FreedMemoryKept&) = delete;
+};
 
 // Gives the metadata library what it asks of the operating system (the UTC offset behind dates
 // written in local time, and new GUIDs). Programs call it once at start.
