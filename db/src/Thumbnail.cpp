@@ -1,34 +1,81 @@
 #include "Thumbnail.h"
 
+#include "ThumbnailModule.h"
+
 #include "Lumeno/DB/Engine.h"
 
-#include <Magick++.h>
+#include <Lumeno/Platform/Services.h>
 
 #include <cerrno>
-#include <mutex>
+#include <memory>
+#include <system_error>
 
 namespace Lumeno::DB {
 
+namespace {
+
+// The module is looked for beside the program (where an installation puts it), then where the
+// build made it.
+struct ThumbnailModule {
+    std::unique_ptr<Platform::LoadedModule> module;
+    LumenoMakeThumbnail make = nullptr;
+    std::string failure;
+
+    ThumbnailModule()
+    {
+        const Platform::Services& system = Platform::services();
+        for (const std::string& folder : {system.programFolder(), std::string(LUMENO_BUILT_MODULE_FOLDER)}) {
+            try {
+                module = system.loadModule(folder + "/" + LUMENO_THUMBNAIL_MODULE);
+            } catch (const std::system_error& e) {
+                failure = e.what();
+                continue;
+            }
+            make = reinterpret_cast<LumenoMakeThumbnail>(module->symbol(LUMENO_MAKE_THUMBNAIL_SYMBOL));
+            if (make == nullptr) {
+                failure = folder + "/" + LUMENO_THUMBNAIL_MODULE + " has no " + LUMENO_MAKE_THUMBNAIL_SYMBOL;
+                continue;
+            }
+            return;
+        }
+    }
+};
+
+const ThumbnailModule& thumbnailModule()
+{
+    static const ThumbnailModule loaded;
+    return loaded;
+}
+
+struct Outcome {
+    std::string jpeg;
+    std::string error;
+};
+
+void takeJpeg(void* context, const char* bytes, std::size_t size)
+{
+    static_cast<Outcome*>(context)->jpeg.append(bytes, size);
+}
+
+void takeError(void* context, const char* bytes, std::size_t size)
+{
+    static_cast<Outcome*>(context)->error.append(bytes, size);
+}
+
+} // namespace
+
 std::string makeThumbnail(const std::string& path)
 {
-    static std::once_flag started;
-    std::call_once(started, [] { Magick::InitializeMagick(nullptr); });
-    try {
-        Magick::Image image;
-        // The size hint lets the JPEG decoder scale while it decodes: far less work than
-        // decoding every pixel of a large photo.
-        image.read(Magick::Geometry(2 * ThumbnailSize, 2 * ThumbnailSize), path);
-        image.autoOrient();
-        image.thumbnail(Magick::Geometry(ThumbnailSize, ThumbnailSize));
-        image.strip();
-        image.magick("JPEG");
-        image.quality(85);
-        Magick::Blob blob;
-        image.write(&blob);
-        return std::string(static_cast<const char*>(blob.data()), blob.length());
-    } catch (const Magick::Exception& e) {
-        throw ErrorDb(EIO, "cannot make a thumbnail of " + path + ": " + e.what());
+    const ThumbnailModule& loaded = thumbnailModule();
+    if (loaded.make == nullptr) {
+        throw ErrorDb(ENOENT, "cannot make thumbnails: the thumbnail module could not be loaded (" + loaded.failure +
+                                  ")");
     }
+    Outcome outcome;
+    if (loaded.make(path.c_str(), ThumbnailSize, &takeJpeg, &takeError, &outcome) == 0) {
+        throw ErrorDb(EIO, "cannot make a thumbnail of " + path + ": " + outcome.error);
+    }
+    return std::move(outcome.jpeg);
 }
 
 } // namespace Lumeno::DB

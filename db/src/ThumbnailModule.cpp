@@ -1,0 +1,54 @@
+// The thumbnail module: Magick++ behind the module's C entry point.
+#include "ThumbnailModule.h"
+
+#include <Magick++.h>
+
+#include <exception>
+#include <mutex>
+#include <string>
+
+#if defined(_WIN32)
+#define LUMENO_MODULE_EXPORT __declspec(dllexport)
+#else
+#define LUMENO_MODULE_EXPORT __attribute__((visibility("default")))
+#endif
+
+namespace {
+
+void deliver(LumenoThumbnailSink sink, void* context, const std::string& text)
+{
+    sink(context, text.data(), text.size());
+}
+
+} // namespace
+
+extern "C" LUMENO_MODULE_EXPORT int lumenoMakeThumbnail(const char* path, unsigned longerSide,
+                                                        LumenoThumbnailSink jpeg, LumenoThumbnailSink error,
+                                                        void* context)
+{
+    static std::once_flag started;
+    try {
+        std::call_once(started, [] { Magick::InitializeMagick(nullptr); });
+        Magick::Image image;
+        // The size hint lets the JPEG decoder scale while it decodes: far less work than
+        // decoding every pixel of a large photo.
+        image.read(Magick::Geometry(2 * longerSide, 2 * longerSide), path);
+        image.autoOrient();
+        image.thumbnail(Magick::Geometry(longerSide, longerSide));
+        image.strip();
+        image.magick("JPEG");
+        image.quality(85);
+        Magick::Blob blob;
+        image.write(&blob);
+        jpeg(context, static_cast<const char*>(blob.data()), blob.length());
+        return 1;
+    } catch (const std::exception& e) {
+        deliver(error, context, e.what());
+    } catch (...) {
+        deliver(error, context, "unknown failure of the image library");
+    }
+    return 0;
+}
+
+// The declaration above must match what the program looks up.
+static_assert(sizeof(LumenoMakeThumbnail) == sizeof(&lumenoMakeThumbnail), "entry point type");
