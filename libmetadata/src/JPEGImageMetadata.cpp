@@ -43,30 +43,11 @@ void writeLength(ImageStreamT& destination, std::uint32_t length)
 JPEGImageMetadata::JPEGImageMetadata(ImageStreamT& stream) : ImageMetadata(stream)
 {
     stream_.clear();
-    size_ = fileSize();
     readSegments();
     finishReading();
 }
 
 // ---- source access -------------------------------------------------------------------------
-
-std::uint64_t JPEGImageMetadata::fileSize()
-{
-    // Asked of the file system when the stream knows its file: finding the end by seeking
-    // would empty the stream's buffer.
-    if (!stream_.fileName().empty()) {
-        std::error_code ec;
-        const auto size = std::filesystem::file_size(std::filesystem::u8path(stream_.fileName()), ec);
-        if (!ec) {
-            return size;
-        }
-    }
-    std::streambuf* buffer = stream_.rdbuf();
-    const std::streampos here = buffer->pubseekoff(0, std::ios::cur, std::ios::in);
-    const std::streampos end = buffer->pubseekoff(0, std::ios::end, std::ios::in);
-    buffer->pubseekpos(here, std::ios::in);
-    return end == std::streampos(-1) ? 0 : static_cast<std::uint64_t>(static_cast<std::streamoff>(end));
-}
 
 int JPEGImageMetadata::readByte()
 {
@@ -111,21 +92,14 @@ void JPEGImageMetadata::seekTo(std::uint64_t at)
     position_ = at;
 }
 
-void JPEGImageMetadata::seekForward(std::uint64_t n)
+void JPEGImageMetadata::skipBytes(std::uint32_t n)
 {
-    if (n <= ImageStreamT::BufferSize) {
-        // Short skips are reads from the buffer; a seek would empty it. Running into the end
-        // of the file here is what a seek past it would have been.
-        std::uint8_t scratch[4096];
-        while (n > 0 && !hitEnd_) {
-            const auto take = static_cast<std::size_t>(std::min<std::uint64_t>(n, sizeof scratch));
-            n -= readBytes(scratch, take);
-        }
-        position_ += n; // what lies past the end, as a seek would have counted it
-        return;
+    // Reads from the buffer, which holds a whole segment: a seek would empty it, and would not
+    // tell whether the file ends before the segment does. Running into the end sets hitEnd().
+    std::uint8_t scratch[4096];
+    while (n > 0 && !hitEnd_) {
+        n -= static_cast<std::uint32_t>(readBytes(scratch, std::min<std::size_t>(n, sizeof scratch)));
     }
-    stream_.rdbuf()->pubseekoff(static_cast<std::streamoff>(n), std::ios::cur, std::ios::in);
-    position_ += n;
 }
 
 // ---- reading -------------------------------------------------------------------------------
@@ -152,8 +126,8 @@ void JPEGImageMetadata::skipSegment()
     if (length < 2) {
         METADATA_THROW(FileFormatException, "Erroneous JPEG marker length");
     }
-    seekForward(length - 2u);
-    if (pastEnd()) {
+    skipBytes(length - 2u);
+    if (hitEnd()) {
         METADATA_THROW(FileFormatException, "Erroneous JPEG marker length (EOF reached)");
     }
 }
@@ -251,9 +225,9 @@ void JPEGImageMetadata::readApp1()
             break;
         }
     }
-    seekForward(remaining);
+    skipBytes(remaining);
     // The message names the wrong segment; it is the one this error has always carried.
-    if (hitEnd() || pastEnd()) {
+    if (hitEnd()) {
         METADATA_THROW(FileFormatException, "Bad SOF marker length");
     }
 }
@@ -317,9 +291,8 @@ void JPEGImageMetadata::writeFile(const std::string& path, bool iptcFlag)
     }
     const std::uint8_t marker = rewriteSegments(destination, iptcFlag);
     writeMarker(destination, marker);
-    // The rest of the file, image data included, unchanged.
-    const std::uint64_t here = position();
-    copyBytes(destination, here < size_ ? size_ - here : 0);
+    // The rest of the file, image data included, unchanged: copied until the end.
+    copyBytes(destination, UINT64_MAX);
     destination.flush();
     if (!destination) {
         METADATA_THROW0(IOWriteException);
@@ -417,7 +390,7 @@ void JPEGImageMetadata::rewriteApp1(ImageStreamT& destination, bool& xmpPending)
                            head[XMPIdentifierLength] == 0;
         if (isXmp && xmpPending) {
             xmpPending = false;
-            seekForward(payload - sizeof head);
+            skipBytes(payload - static_cast<std::uint32_t>(sizeof head));
             writeXmpSegment(destination);
         } else {
             writeMarker(destination, APP1);
@@ -426,7 +399,7 @@ void JPEGImageMetadata::rewriteApp1(ImageStreamT& destination, bool& xmpPending)
             copyBytes(destination, payload - got);
         }
     }
-    if (hitEnd() || pastEnd()) {
+    if (hitEnd()) {
         METADATA_THROW(FileFormatException, "Erroneous JPEG segment length");
     }
 }

@@ -48,20 +48,17 @@ private:
     void writeXmpSegment(ImageStreamT& destination);
     void writePhotoshopSegment(ImageStreamT& destination, bool iptcFlag);
 
-    std::uint64_t fileSize();
     // Byte access to the source. JPEG lengths are big-endian whatever the stream's flag.
     int readByte();
     std::size_t readBytes(std::uint8_t* buffer, std::size_t n);
     std::uint16_t readLength();
     std::uint64_t position() const noexcept { return position_; }
     void seekTo(std::uint64_t position);
-    void seekForward(std::uint64_t n);
+    // Passes over n bytes by reading them; n is at most a segment's length.
+    void skipBytes(std::uint32_t n);
     // A read ran into the end of the file.
     bool hitEnd() const noexcept { return hitEnd_; }
-    // The position lies past the end of the file (after a seek).
-    bool pastEnd() const noexcept { return position_ > size_; }
 
-    std::uint64_t size_ = 0;
     // Kept here rather than asked of the stream: every such question is a system call.
     std::uint64_t position_ = 0;
     bool hitEnd_ = false;
