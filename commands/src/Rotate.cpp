@@ -4,12 +4,16 @@
 
 #include <turbojpeg.h>
 
+#include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <system_error>
 #include <vector>
 
 namespace Lumeno::Commands {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -62,17 +66,17 @@ void CommandRotateJPEG::perFile(const std::string& path)
     }
     const bool backup = backup_ ? *backup_ : settings().getCreateBackup();
 
-    std::vector<unsigned char> source;
+    // Read into the buffer the previous picture used: it is already there, and already mapped.
     {
-        std::ifstream in(path, std::ios::binary | std::ios::ate);
+        std::ifstream in(fs::u8path(path), std::ios::binary | std::ios::ate);
         const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
         if (size < 0) {
             reportFailure(path, "cannot open the file");
             return;
         }
-        source.resize(static_cast<std::size_t>(size));
+        source_.resize(static_cast<std::size_t>(size));
         in.seekg(0);
-        in.read(reinterpret_cast<char*>(source.data()), size);
+        in.read(reinterpret_cast<char*>(source_.data()), size);
         if (in.gcount() != size) {
             reportFailure(path, "cannot read the file");
             return;
@@ -90,7 +94,7 @@ void CommandRotateJPEG::perFile(const std::string& path)
     transform.options = TJXOPT_TRIM;
     TurboBuffer turned;
     // Warnings (a truncated or damaged file) stop the turn: a damaged picture is left alone.
-    if (tjTransform(transformer.handle, source.data(), static_cast<unsigned long>(source.size()), 1, &turned.data,
+    if (tjTransform(transformer.handle, source_.data(), static_cast<unsigned long>(source_.size()), 1, &turned.data,
                     &turned.size, &transform, TJFLAG_STOPONWARNING) != 0) {
         reportFailure(path, std::string("cannot turn the picture: ") + tjGetErrorStr2(transformer.handle));
         return;
@@ -100,7 +104,15 @@ void CommandRotateJPEG::perFile(const std::string& path)
         if (backup) {
             Platform::makeNumberedBackup(path);
         }
-        Platform::writeFileSafely(path, std::string(reinterpret_cast<const char*>(turned.data), turned.size), false);
+        // Written as the library left it: no copy of a picture of several megabytes.
+        Platform::writeFileSafely(path, [&turned](const std::string& temporary) {
+            std::ofstream out(fs::u8path(temporary), std::ios::out | std::ios::trunc | std::ios::binary);
+            out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
+            out.close();
+            if (!out) {
+                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
+            }
+        });
     } catch (const std::exception& e) {
         reportFailure(path, e.what());
         return;

@@ -3,7 +3,10 @@
 
 #include "Lumeno/Commands/Command.h"
 
+#include <Lumeno/Platform/Services.h>
+
 #include <optional>
+#include <vector>
 
 namespace Metadata {
 class ImageMetadata;
@@ -46,6 +49,9 @@ public:
 private:
     int operation_;
     std::optional<bool> backup_;
+    // Each large picture needs the same large blocks as the one before.
+    Platform::FreedMemoryKept keptMemory_;
+    std::vector<unsigned char> source_;
 };
 
 enum class ExportKind { EXIF, IPTC, XMP };
