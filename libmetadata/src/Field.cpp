@@ -29,7 +29,7 @@ template <class T, class Variant> const T& held(const Variant& values)
 
 template <class T, class Variant> bool getAt(const Variant& values, std::size_t index, T& value)
 {
-    const std::vector<T>& list = held<std::vector<T>>(values);
+    const ValueList<T>& list = held<ValueList<T>>(values);
     if (index >= list.size()) {
         return false;
     }
@@ -60,8 +60,14 @@ const char* typeName(std::uint16_t type) noexcept
 
 Field::Field(TIFFReader& reader, std::uint32_t directoryId, std::uint64_t entryOffset) : directoryId_(directoryId)
 {
-    std::uint8_t entry[12];
-    reader.read(entryOffset, entry, sizeof entry);
+    // Read in place when the entry lies within the bytes (it nearly always does); a copy only
+    // for an entry that runs past them, whose missing bytes read as zeros.
+    std::uint8_t copy[12];
+    const std::uint8_t* entry = reader.view(entryOffset, sizeof copy);
+    if (entry == nullptr) {
+        reader.read(entryOffset, copy, sizeof copy);
+        entry = copy;
+    }
     const bool big = reader.bigEndian();
     tag_ = decode16(entry, big);
     type_ = decode16(entry + 2, big);
@@ -115,9 +121,10 @@ void Field::load(TIFFReader& reader)
         case FieldType::Byte:
         case FieldType::Short:
         case FieldType::Long: {
-            std::vector<std::uint32_t> list(count_);
+            ValueList<std::uint32_t> list(count_);
+            std::uint32_t* out = list.data();
             for (std::uint32_t i = 0; i < count_; ++i) {
-                list[i] = type == FieldType::Byte    ? p[i]
+                out[i] = type == FieldType::Byte    ? p[i]
                           : type == FieldType::Short ? decode16(p + 2 * i, big)
                                                      : decode32(p + 4 * i, big);
             }
@@ -127,9 +134,10 @@ void Field::load(TIFFReader& reader)
         case FieldType::SByte:
         case FieldType::SShort:
         case FieldType::SLong: {
-            std::vector<std::int32_t> list(count_);
+            ValueList<std::int32_t> list(count_);
+            std::int32_t* out = list.data();
             for (std::uint32_t i = 0; i < count_; ++i) {
-                list[i] = type == FieldType::SByte    ? static_cast<std::int8_t>(p[i])
+                out[i] = type == FieldType::SByte    ? static_cast<std::int8_t>(p[i])
                           : type == FieldType::SShort ? static_cast<std::int16_t>(decode16(p + 2 * i, big))
                                                       : static_cast<std::int32_t>(decode32(p + 4 * i, big));
             }
@@ -138,29 +146,31 @@ void Field::load(TIFFReader& reader)
         }
         case FieldType::Ascii:
             try {
-                values_ = std::vector<char>(p, p + n);
+                values_ = ValueList<char>(reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(p + n));
             } catch (const std::bad_alloc&) {
                 METADATA_THROW(Error, "no memory");
             }
             break;
         case FieldType::Undefined:
-            values_ = std::vector<std::uint8_t>(p, p + n);
+            values_ = ValueList<std::uint8_t>(p, p + n);
             break;
         case FieldType::Rational: {
-            std::vector<URational> list(count_);
+            ValueList<URational> list(count_);
+            URational* out = list.data();
             for (std::uint32_t i = 0; i < count_; ++i) {
                 const auto r = normalised(decode32(p + 8 * i, big), decode32(p + 8 * i + 4, big));
-                list[i] = {static_cast<std::uint32_t>(r.numerator()), static_cast<std::uint32_t>(r.denominator())};
+                out[i] = {static_cast<std::uint32_t>(r.numerator()), static_cast<std::uint32_t>(r.denominator())};
             }
             values_ = std::move(list);
             break;
         }
         case FieldType::SRational: {
-            std::vector<SRational> list(count_);
+            ValueList<SRational> list(count_);
+            SRational* out = list.data();
             for (std::uint32_t i = 0; i < count_; ++i) {
                 const auto r = normalised(static_cast<std::int32_t>(decode32(p + 8 * i, big)),
                                           static_cast<std::int32_t>(decode32(p + 8 * i + 4, big)));
-                list[i] = {r.numerator(), r.denominator()};
+                out[i] = {r.numerator(), r.denominator()};
             }
             values_ = std::move(list);
             break;
@@ -173,29 +183,29 @@ void Field::load(TIFFReader& reader)
     }
 }
 
-const std::vector<std::uint32_t>& Field::unsignedValues() const
+const ValueList<std::uint32_t>& Field::unsignedValues() const
 {
-    return held<std::vector<std::uint32_t>>(values_);
+    return held<ValueList<std::uint32_t>>(values_);
 }
-const std::vector<char>& Field::textBytes() const
+const ValueList<char>& Field::textBytes() const
 {
-    return held<std::vector<char>>(values_);
+    return held<ValueList<char>>(values_);
 }
-const std::vector<URational>& Field::unsignedRationals() const
+const ValueList<URational>& Field::unsignedRationals() const
 {
-    return held<std::vector<URational>>(values_);
+    return held<ValueList<URational>>(values_);
 }
-const std::vector<std::int32_t>& Field::signedValues() const
+const ValueList<std::int32_t>& Field::signedValues() const
 {
-    return held<std::vector<std::int32_t>>(values_);
+    return held<ValueList<std::int32_t>>(values_);
 }
-const std::vector<std::uint8_t>& Field::rawBytes() const
+const ValueList<std::uint8_t>& Field::rawBytes() const
 {
-    return held<std::vector<std::uint8_t>>(values_);
+    return held<ValueList<std::uint8_t>>(values_);
 }
-const std::vector<SRational>& Field::signedRationals() const
+const ValueList<SRational>& Field::signedRationals() const
 {
-    return held<std::vector<SRational>>(values_);
+    return held<ValueList<SRational>>(values_);
 }
 
 bool Field::getUInt32(std::uint32_t& value, std::size_t index) const
@@ -217,7 +227,7 @@ bool Field::getSRational(SRational& value, std::size_t index) const
 
 bool Field::getText(std::string& value) const
 {
-    const std::vector<char>& text = textBytes();
+    const ValueList<char>& text = textBytes();
     std::size_t length = 0;
     while (length < text.size() && text[length] != '\0') {
         ++length;
@@ -228,7 +238,8 @@ bool Field::getText(std::string& value) const
 
 bool Field::getBytes(std::vector<std::uint8_t>& value) const
 {
-    value = rawBytes();
+    const ValueList<std::uint8_t>& bytes = rawBytes();
+    value.assign(bytes.begin(), bytes.end());
     return true;
 }
 
@@ -286,7 +297,7 @@ template <class List, class Write> void writeList(std::ostream& out, const List&
     }
 }
 
-void writeEscaped(std::ostream& out, const std::vector<char>& text)
+void writeEscaped(std::ostream& out, const ValueList<char>& text)
 {
     out << '"';
     for (char c : text) {
@@ -323,13 +334,13 @@ void Field::writeGenericValue(std::ostream& out) const
     std::visit(
         [&out](const auto& list) {
             using T = std::decay_t<decltype(list)>;
-            if constexpr (std::is_same_v<T, std::vector<std::uint32_t>> || std::is_same_v<T, std::vector<std::int32_t>>) {
+            if constexpr (std::is_same_v<T, ValueList<std::uint32_t>> || std::is_same_v<T, ValueList<std::int32_t>>) {
                 writeList(out, list, [&out](auto v) { out << v; });
-            } else if constexpr (std::is_same_v<T, std::vector<char>>) {
+            } else if constexpr (std::is_same_v<T, ValueList<char>>) {
                 writeEscaped(out, list);
-            } else if constexpr (std::is_same_v<T, std::vector<std::uint8_t>>) {
+            } else if constexpr (std::is_same_v<T, ValueList<std::uint8_t>>) {
                 writeList(out, list, [&out](std::uint8_t b) { out << HexDigits[b >> 4] << HexDigits[b & 15]; });
-            } else if constexpr (std::is_same_v<T, std::vector<URational>> || std::is_same_v<T, std::vector<SRational>>) {
+            } else if constexpr (std::is_same_v<T, ValueList<URational>> || std::is_same_v<T, ValueList<SRational>>) {
                 writeList(out, list, [&out](const auto& r) { out << r.numerator << '/' << r.denominator; });
             }
         },

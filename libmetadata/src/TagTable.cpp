@@ -151,7 +151,7 @@ bool pixels(std::ostream& out, const char* label, const Field& field)
 
 bool list(std::ostream& out, const char* label, const Field& field)
 {
-    const std::vector<std::uint32_t>* values = nullptr;
+    const ValueList<std::uint32_t>* values = nullptr;
     return formatLine(
         out, label,
         [&] {

@@ -4,8 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <algorithm>
 #include <iosfwd>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -54,6 +57,83 @@ struct SRational {
     }
 };
 
+// The values of a field, read-only to users. Most fields hold one number or a short text: those
+// values are kept inside the object, so that reading a directory does not cost one allocation per
+// field; longer lists live on the heap.
+template <typename T>
+class ValueList {
+    static_assert(std::is_trivially_copyable_v<T>, "field values are plain data");
+
+public:
+    using value_type = T;
+    using size_type = std::size_t;
+    using const_iterator = const T*;
+    using iterator = const_iterator;
+
+    ValueList() = default;
+    // n value-initialised values, to be filled through data().
+    explicit ValueList(std::size_t n) { allocate(n); }
+    ValueList(const T* first, const T* last)
+    {
+        allocate(static_cast<std::size_t>(last - first));
+        std::copy(first, last, data());
+    }
+    ValueList(const ValueList& other) : ValueList(other.begin(), other.end()) {}
+    ValueList(ValueList&& other) noexcept
+        : size_(other.size_), heap_(std::move(other.heap_))
+    {
+        std::copy(other.local_, other.local_ + LocalCount, local_);
+        other.size_ = 0;
+    }
+    ValueList& operator=(ValueList other) noexcept
+    {
+        size_ = other.size_;
+        heap_ = std::move(other.heap_);
+        std::copy(other.local_, other.local_ + LocalCount, local_);
+        other.size_ = 0;
+        return *this;
+    }
+    ~ValueList() = default;
+
+    std::size_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    const T* data() const noexcept { return heap_ ? heap_.get() : local_; }
+    T* data() noexcept { return heap_ ? heap_.get() : local_; }
+    const T* begin() const noexcept { return data(); }
+    const T* end() const noexcept { return data() + size_; }
+    const T& operator[](std::size_t i) const noexcept { return data()[i]; }
+    const T& front() const noexcept { return data()[0]; }
+    std::vector<T> toVector() const { return std::vector<T>(begin(), end()); }
+
+    friend bool operator==(const ValueList& a, const ValueList& b)
+    {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end());
+    }
+    friend bool operator!=(const ValueList& a, const ValueList& b) { return !(a == b); }
+    friend bool operator==(const ValueList& a, const std::vector<T>& b)
+    {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end());
+    }
+    friend bool operator==(const std::vector<T>& a, const ValueList& b) { return b == a; }
+    friend bool operator!=(const ValueList& a, const std::vector<T>& b) { return !(a == b); }
+    friend bool operator!=(const std::vector<T>& a, const ValueList& b) { return !(b == a); }
+
+private:
+    static constexpr std::size_t LocalCount = sizeof(T) >= 24 ? 1 : 24 / sizeof(T);
+
+    void allocate(std::size_t n)
+    {
+        if (n > LocalCount) {
+            heap_.reset(new T[n]());
+        }
+        size_ = n;
+    }
+
+    std::size_t size_ = 0;
+    std::unique_ptr<T[]> heap_;
+    T local_[LocalCount]{};
+};
+
 class Field {
 public:
     // Reads the 12-byte entry at `entryOffset` (relative to the TIFF base) and loads its values.
@@ -74,12 +154,12 @@ public:
     // The typed value lists. Each throws LogicError "wrong field type" when the field holds
     // another type. FLOAT and DOUBLE fields hold no values at all: they are kept for their tag,
     // type and count only.
-    const std::vector<std::uint32_t>& unsignedValues() const;  // BYTE, SHORT, LONG
-    const std::vector<char>& textBytes() const;                // ASCII, as stored (NULs included)
-    const std::vector<URational>& unsignedRationals() const;   // RATIONAL
-    const std::vector<std::int32_t>& signedValues() const;     // SBYTE, SSHORT, SLONG
-    const std::vector<std::uint8_t>& rawBytes() const;         // UNDEFINED
-    const std::vector<SRational>& signedRationals() const;     // SRATIONAL
+    const ValueList<std::uint32_t>& unsignedValues() const;  // BYTE, SHORT, LONG
+    const ValueList<char>& textBytes() const;                // ASCII, as stored (NULs included)
+    const ValueList<URational>& unsignedRationals() const;   // RATIONAL
+    const ValueList<std::int32_t>& signedValues() const;     // SBYTE, SSHORT, SLONG
+    const ValueList<std::uint8_t>& rawBytes() const;         // UNDEFINED
+    const ValueList<SRational>& signedRationals() const;     // SRATIONAL
 
     // Typed getters: false when the value at `index` does not exist; LogicError "wrong field type"
     // when the field holds another type.
@@ -121,8 +201,8 @@ private:
     std::uint16_t type_ = 0;
     std::uint32_t valueOffset_ = 0;
     std::uint32_t count_ = 0;
-    std::variant<std::monostate, std::vector<std::uint32_t>, std::vector<char>, std::vector<URational>,
-                 std::vector<std::int32_t>, std::vector<std::uint8_t>, std::vector<SRational>>
+    std::variant<std::monostate, ValueList<std::uint32_t>, ValueList<char>, ValueList<URational>,
+                 ValueList<std::int32_t>, ValueList<std::uint8_t>, ValueList<SRational>>
         values_;
 };
 
