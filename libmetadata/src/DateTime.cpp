@@ -261,6 +261,21 @@ void ISODateTime::format()
     if (!isValueValid()) {
         return;
     }
+    const auto twoDigits = [](int v) { return v >= 0 && v < 100; };
+    if (nanoseconds_ == 0 && twoDigits(month_) && twoDigits(day_) && twoDigits(hour_) && twoDigits(minute_) &&
+        twoDigits(second_)) {
+        // Whole seconds, the common case, without printf: every file of a rename goes through here.
+        std::string text = std::to_string(year_);
+        for (const auto& [separator, value] : {std::pair<char, int>{'-', month_}, {'-', day_}, {'T', hour_},
+                                              {':', minute_}, {':', second_}}) {
+            text += separator;
+            text += static_cast<char>('0' + value / 10);
+            text += static_cast<char>('0' + value % 10);
+        }
+        text += zoneText();
+        text_ = std::move(text);
+        return;
+    }
     // The year is written at its natural width: a year below 1000 has fewer than four digits.
     char buffer[320];
     std::snprintf(buffer, sizeof buffer, "%d-%02d-%02dT%02d:%02d:%s%s", year_, month_, day_, hour_, minute_,

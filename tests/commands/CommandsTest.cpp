@@ -153,6 +153,10 @@ TEST_F(CommandFiles, CaptureDatePrefersTheIptcStampThenExifThenTheIptcDate)
     EXPECT_EQ(dateOf(photo({})), "none");
     EXPECT_EQ(Commands::renamedFileName(Metadata::ISODateTime(2003, 7, 14, 9, 5, 3, 0, 0), 2, ".JPG"),
               "20030714-090503-02.JPG");
+    // Early years keep four digits in names (the ISO text writes them at their natural width).
+    const Metadata::ISODateTime early(987, 1, 2, 3, 4, 5, 0, 0);
+    EXPECT_EQ(Commands::renamedFileName(early, 99, ""), "09870102-030405-99");
+    EXPECT_EQ(early.text(), "987-01-02T03:04:05Z");
 }
 
 TEST_F(CommandFiles, RenameCountsAcrossTheRunAndNeverOverwrites)
