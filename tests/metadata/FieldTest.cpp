@@ -151,3 +151,37 @@ TEST(Field, BuiltFromItsPartsLoadsLikeARead)
     EXPECT_EQ(built.tag(), 258);
     EXPECT_THROW(Field(*reader, 1, 258, 0, 3, 0), Exception);
 }
+
+TEST(FieldValues, ListsSurviveCopiesAndMovesInPlaceAndOnTheHeap)
+{
+    // 6 values fit inside the list, 7 do not.
+    for (const std::size_t n : {1u, 6u, 7u, 300u}) {
+        std::vector<std::uint32_t> expected(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            expected[i] = static_cast<std::uint32_t>(i * 7919u);
+        }
+        const ValueList<std::uint32_t> list(expected.data(), expected.data() + n);
+        ValueList<std::uint32_t> copy(list);
+        const ValueList<std::uint32_t> moved(std::move(copy));
+        ValueList<std::uint32_t> assigned(3);
+        assigned = moved;
+        ValueList<std::uint32_t>& same = assigned;
+        assigned = same;
+        ValueList<std::uint32_t> takenOver;
+        takenOver = ValueList<std::uint32_t>(list);
+        using List = const ValueList<std::uint32_t>*;
+        for (const List l : {List(&list), List(&moved), List(&assigned), List(&takenOver)}) {
+            EXPECT_EQ(*l, expected) << n;
+            EXPECT_EQ(l->toVector(), expected);
+        }
+        EXPECT_NE(moved.data(), list.data());
+        EXPECT_NE(assigned.data(), moved.data());
+        EXPECT_TRUE(copy.empty()); // what a move leaves behind is part of the contract
+    }
+    const char text[] = "a text longer than the twenty-four bytes kept in place";
+    ValueList<char> chars(text, text + sizeof text);
+    std::vector<ValueList<char>> many(40, chars); // grows and moves its elements
+    many.emplace_back(text, text + 3);
+    EXPECT_EQ(std::string(many[7].data()), text);
+    EXPECT_EQ(std::string(many.back().begin(), many.back().end()), "a t");
+}
