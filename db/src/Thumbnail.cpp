@@ -19,7 +19,9 @@ namespace {
 struct ThumbnailModule {
     std::unique_ptr<Platform::LoadedModule> module;
     LumenoMakeThumbnail make = nullptr;
-    std::string failure;
+    std::string failure; // every place tried, and why it failed
+
+    void note(const std::string& why) { failure += (failure.empty() ? "" : "; ") + why; }
 
     ThumbnailModule()
     {
@@ -28,12 +30,12 @@ struct ThumbnailModule {
             try {
                 module = system.loadModule(folder + "/" + LUMENO_THUMBNAIL_MODULE);
             } catch (const std::system_error& e) {
-                failure = e.what();
+                note(e.what());
                 continue;
             }
             make = reinterpret_cast<LumenoMakeThumbnail>(module->symbol(LUMENO_MAKE_THUMBNAIL_SYMBOL));
             if (make == nullptr) {
-                failure = folder + "/" + LUMENO_THUMBNAIL_MODULE + " has no " + LUMENO_MAKE_THUMBNAIL_SYMBOL;
+                note(folder + "/" + LUMENO_THUMBNAIL_MODULE + " has no " + LUMENO_MAKE_THUMBNAIL_SYMBOL);
                 continue;
             }
             return;

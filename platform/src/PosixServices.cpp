@@ -93,7 +93,8 @@ void keepFreedMemoryWithGlibc(bool keep)
         ::mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024); // the largest glibc accepts on 64-bit systems
         ::mallopt(M_TRIM_THRESHOLD, 1024 * 1024 * 1024);
     } else if (!keep && keepers == 0) {
-        ::mallopt(M_MMAP_THRESHOLD, 128 * 1024); // glibc's defaults
+        // glibc's starting values; its own adjustment of them stays off once they were set.
+        ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
         ::mallopt(M_TRIM_THRESHOLD, 128 * 1024);
         ::malloc_trim(0);
     }
