@@ -5,7 +5,7 @@
 #include "Metadata/TIFFReader.h"
 
 #include <cstring>
-#include <filesystem>
+#include <limits>
 #include <new>
 
 namespace Metadata {
@@ -292,7 +292,7 @@ void JPEGImageMetadata::writeFile(const std::string& path, bool iptcFlag)
     const std::uint8_t marker = rewriteSegments(destination, iptcFlag);
     writeMarker(destination, marker);
     // The rest of the file, image data included, unchanged: copied until the end.
-    copyBytes(destination, UINT64_MAX);
+    copyBytes(destination, std::numeric_limits<std::uint64_t>::max());
     destination.flush();
     if (!destination) {
         METADATA_THROW0(IOWriteException);
