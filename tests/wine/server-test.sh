@@ -2,9 +2,12 @@
 # The COM server under Wine: registration, objects and unloading (server-test.exe check), then
 # the column provider, info tip and overlays compared with lumeno columns, tip and overlay.
 # Runs in a private WINEPREFIX that this script creates and stops again.
-# Usage: server-test.sh BIN-DIR DATA-DIR
+# Usage: server-test.sh BIN-DIR DATA-DIR   (WINE and WINESERVER name Wine's programs; by default
+# wine and wineserver)
 set -u
 bin=$(cd "$1" && pwd) data=$(cd "$2" && pwd)
+wine() { "${WINE:-wine}" "$@"; }
+wineserver() { "${WINESERVER:-wineserver}" "$@"; }
 work=$(mktemp -d)
 export WINEPREFIX=$work/prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 export XDG_CONFIG_HOME=$work/config # the command line's settings: defaults, as in the new prefix
