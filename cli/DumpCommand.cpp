@@ -1,5 +1,6 @@
 // lumeno dump, show, iptc and xmp: the metadata of each file as text.
 #include "Commands.h"
+#include "Json.h"
 
 #include <Lumeno/Commands/FileCommands.h>
 #include <Metadata/EXIF.h>
@@ -9,6 +10,7 @@
 #include <Metadata/TagTable.h>
 #include <Metadata/XMP.h>
 
+#include <algorithm>
 #include <ostream>
 
 namespace Lumeno::Cli {
@@ -16,7 +18,7 @@ namespace Lumeno::Cli {
 namespace {
 
 const char* const DumpHelp =
-    "Usage: lumeno dump FILE...\n"
+    "Usage: lumeno dump [--json] FILE...\n"
     "\n"
     "Shows the EXIF directories of each JPEG or TIFF file in the order IFD0, EXIF,\n"
     "interoperability, IFD1: a header line per directory, then one line per value,\n"
@@ -24,8 +26,14 @@ const char* const DumpHelp =
     "\"Tag 0xTTTT (TYPE, COUNT): values\". With several files, each file's\n"
     "lines follow a line \"==> FILE <==\".\n"
     "\n"
-    "A file that cannot be read is reported on standard error as\n"
-    "\"lumeno: FILE: MESSAGE\" and the other files are still shown.\n"
+    "  --json   one JSON array for all files: per file its directories in order, each\n"
+    "           with its name, id and every entry (tag, name, type, count, the values\n"
+    "           as stored, and the text the dump shows), and the warnings\n"
+    "\n"
+    "An entry or directory that cannot be read costs itself, not the file: the\n"
+    "rest is shown, and what was wrong is written to standard error as\n"
+    "\"lumeno: FILE: warning: TEXT\". A file that cannot be read at all is reported\n"
+    "as \"lumeno: FILE: MESSAGE\" and the other files are still shown.\n"
     "Exit status: 0 when every file was read, 1 when any failed, 2 for bad usage.\n";
 
 const char* const ShowHelp =
@@ -33,7 +41,7 @@ const char* const ShowHelp =
     "\n"
     "A summary of each JPEG or TIFF file for people: its format, then its EXIF\n"
     "directories, its IPTC datasets and its XMP properties, each under a heading.\n"
-    "Errors and exit status as for 'lumeno dump'.\n";
+    "Warnings, errors and exit status as for 'lumeno dump'.\n";
 
 const char* const IptcHelp =
     "Usage: lumeno iptc FILE...\n"
@@ -59,6 +67,164 @@ std::unique_ptr<Opened> open(const std::string& file)
     auto opened = std::make_unique<Opened>();
     opened->image = Metadata::openImage(file, opened->stream);
     return opened;
+}
+
+// Each distinct fault once, after the file's name; the output goes on.
+void reportWarnings(const std::string& file, const Metadata::ImageMetadata& image, Streams streams)
+{
+    std::vector<std::string> told;
+    for (const Metadata::ReadWarning& w : image.warnings()) {
+        if (std::find(told.begin(), told.end(), w.text) == told.end()) {
+            told.push_back(w.text);
+        }
+    }
+    if (told.empty()) {
+        return;
+    }
+    streams.out.flush();
+    for (const std::string& text : told) {
+        streams.err << "lumeno: " << file << ": warning: " << text << '\n';
+    }
+}
+
+// The values of a field as stored: numbers, [numerator, denominator] pairs, or the text; null
+// when they could not be read.
+void writeValues(JsonWriter& json, const Metadata::EXIF& exif, const Metadata::Field& field)
+{
+    using Metadata::FieldType;
+    const auto type = static_cast<FieldType>(field.type());
+    if (type == FieldType::Float || type == FieldType::Double) {
+        const std::vector<double> reals = exif.realValues(field);
+        if (reals.size() != field.count()) {
+            json.null();
+            return;
+        }
+        json.beginArray(true);
+        for (double v : reals) {
+            json.value(v);
+        }
+        json.endArray();
+        return;
+    }
+    if (field.damaged()) {
+        json.null();
+        return;
+    }
+    switch (type) {
+    case FieldType::Ascii: {
+        std::string text;
+        field.getText(text);
+        json.value(text);
+        return;
+    }
+    case FieldType::Byte:
+    case FieldType::Short:
+    case FieldType::Long:
+        json.beginArray(true);
+        for (std::uint32_t v : field.unsignedValues()) {
+            json.value(v);
+        }
+        json.endArray();
+        return;
+    case FieldType::SByte:
+    case FieldType::SShort:
+    case FieldType::SLong:
+        json.beginArray(true);
+        for (std::int32_t v : field.signedValues()) {
+            json.value(v);
+        }
+        json.endArray();
+        return;
+    case FieldType::Undefined:
+        json.beginArray(true);
+        for (std::uint8_t v : field.rawBytes()) {
+            json.value(std::uint32_t{v});
+        }
+        json.endArray();
+        return;
+    case FieldType::Rational:
+        json.beginArray(true);
+        for (const Metadata::URational& r : field.unsignedRationals()) {
+            json.beginArray(true);
+            json.value(r.numerator);
+            json.value(r.denominator);
+            json.endArray();
+        }
+        json.endArray();
+        return;
+    case FieldType::SRational:
+        json.beginArray(true);
+        for (const Metadata::SRational& r : field.signedRationals()) {
+            json.beginArray(true);
+            json.value(r.numerator);
+            json.value(r.denominator);
+            json.endArray();
+        }
+        json.endArray();
+        return;
+    default:
+        json.null();
+    }
+}
+
+void writeDump(JsonWriter& json, const std::string& file, const Metadata::ImageMetadata& image)
+{
+    const Metadata::EXIF& exif = image.exif();
+    exif.useResolutionUnit();
+    json.beginObject();
+    json.key("SourceFile");
+    json.value(file);
+    json.key("Directories");
+    json.beginArray();
+    for (const Metadata::IFD* d : exif.directories()) {
+        json.beginObject();
+        json.key("Name");
+        json.value(d->name());
+        json.key("Id");
+        json.value(d->id());
+        json.key("Entries");
+        json.beginArray();
+        for (const Metadata::Field& f : *d) {
+            json.beginObject();
+            json.key("Tag");
+            json.value(std::uint32_t{f.tag()});
+            json.key("Name");
+            json.value(f.label());
+            json.key("Type");
+            json.value(Metadata::typeName(f.type()));
+            json.key("Count");
+            json.value(f.count());
+            json.key("Values");
+            writeValues(json, exif, f);
+            // The text the dump shows: empty for tags the display rules keep silent, the generic
+            // form for tags no row shows.
+            std::string text;
+            json.key("Text");
+            json.value(f.displayText(text) ? text : f.genericValueText());
+            json.endObject();
+        }
+        json.endArray();
+        json.endObject();
+    }
+    json.endArray();
+    json.key("Warnings");
+    json.beginArray();
+    for (const Metadata::ReadWarning& w : image.warnings()) {
+        json.beginObject();
+        json.key("Text");
+        json.value(w.text);
+        if (w.directory != 0) {
+            json.key("Directory");
+            json.value(Metadata::IFD::nameFor(w.directory));
+        }
+        if (w.tag >= 0) {
+            json.key("Tag");
+            json.value(w.tag);
+        }
+        json.endObject();
+    }
+    json.endArray();
+    json.endObject();
 }
 
 const char* dataSetName(std::uint8_t number)
@@ -118,13 +284,47 @@ void showXmp(std::ostream& out, const Metadata::XMP* xmp)
 int runDump(const std::vector<std::string>& arguments, Streams streams)
 {
     std::vector<std::string> files;
-    if (const int status = parseFiles(arguments, "dump", DumpHelp, streams, files); status >= 0) {
+    bool asJson = false;
+    std::vector<std::string> rest;
+    for (const std::string& a : arguments) {
+        if (a == "--json") {
+            asJson = true;
+        } else {
+            rest.push_back(a);
+        }
+    }
+    if (const int status = parseFiles(rest, "dump", DumpHelp, streams, files); status >= 0) {
         return status;
     }
     Metadata::setLineEnds(true);
-    return forEachFile(files, streams, true, [&](const std::string& file) {
-        open(file)->image->exif().dump(streams.out);
+    if (!asJson) {
+        return forEachFile(files, streams, true, [&](const std::string& file) {
+            const auto opened = open(file);
+            reportWarnings(file, *opened->image, streams);
+            opened->image->exif().dump(streams.out);
+        });
+    }
+    JsonWriter json(streams.out);
+    json.beginArray();
+    const int status = forEachFile(files, streams, false, [&](const std::string& file) {
+        try {
+            const auto opened = open(file);
+            reportWarnings(file, *opened->image, streams);
+            writeDump(json, file, *opened->image);
+        } catch (const std::exception& e) {
+            // Scripts reading the array learn of the failure too; the message goes to standard
+            // error as for any file.
+            json.beginObject();
+            json.key("SourceFile");
+            json.value(file);
+            json.key("Error");
+            json.value(e.what());
+            json.endObject();
+            throw;
+        }
     });
+    json.endArray();
+    return status;
 }
 
 int runShow(const std::vector<std::string>& arguments, Streams streams)
@@ -137,6 +337,7 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
     return forEachFile(files, streams, false, [&](const std::string& file) {
         const auto opened = open(file);
         const Metadata::ImageMetadata& image = *opened->image;
+        reportWarnings(file, image, streams);
         std::ostream& out = streams.out;
         out << "File: " << file << '\n' << "Format: " << image.formatName() << '\n';
 

@@ -2,6 +2,8 @@
 
 #include "Resources.h"
 
+#include <Metadata/Text.h>
+
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -12,6 +14,7 @@
 #include <libxslt/xsltInternals.h>
 #include <libxslt/xsltutils.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -54,37 +57,17 @@ const char* C(const xmlChar* s)
 // as Latin-1, and characters that XML cannot hold are dropped.
 std::string xmlText(const std::string& in)
 {
-    std::string out;
-    out.reserve(in.size());
-    for (std::size_t i = 0; i < in.size();) {
-        const auto c = static_cast<unsigned char>(in[i]);
-        if (c < 0x80) {
-            if (c >= 0x20 || c == '\t' || c == '\n' || c == '\r') {
-                out += static_cast<char>(c);
-            }
-            ++i;
-            continue;
-        }
-        std::size_t n = c >= 0xF0 && c <= 0xF4 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 && c <= 0xDF ? 2 : 0;
-        if (c >= 0xF5) {
-            n = 0;
-        }
-        bool valid = n != 0 && i + n <= in.size();
-        std::uint32_t cp = valid ? (c & (0xFF >> (n + 1))) : 0;
-        for (std::size_t k = 1; valid && k < n; ++k) {
-            const auto d = static_cast<unsigned char>(in[i + k]);
-            valid = (d & 0xC0) == 0x80;
-            cp = (cp << 6) | (d & 0x3F);
-        }
-        valid = valid && !(n == 3 && (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF) || cp == 0xFFFE || cp == 0xFFFF)) &&
-                !(n == 4 && (cp < 0x10000 || cp > 0x10FFFF));
-        if (valid) {
-            out.append(in, i, n);
-            i += n;
-        } else {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-            ++i;
+    std::string out = Metadata::Text::toUtf8(in);
+    out.erase(std::remove_if(out.begin(), out.end(),
+                             [](char c) {
+                                 const auto b = static_cast<unsigned char>(c);
+                                 return b < 0x20 && c != '\t' && c != '\n' && c != '\r';
+                             }),
+              out.end());
+    // U+FFFE and U+FFFF are not characters XML can hold.
+    for (const char* bad : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
+        for (std::size_t at = out.find(bad); at != std::string::npos; at = out.find(bad, at)) {
+            out.erase(at, 3);
         }
     }
     return out;

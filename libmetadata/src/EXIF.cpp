@@ -1,27 +1,40 @@
 #include "Metadata/EXIF.h"
 
 #include "Metadata/Exceptions.h"
+#include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
 #include "Metadata/TagTable.h"
 
+#include <cstring>
+
 namespace Metadata {
 
-EXIF::EXIF(std::shared_ptr<TIFFReader> reader)
+EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
 {
     primary_ = std::make_shared<IFD>(reader, DirectoryId::Primary, reader->firstIFDOffset());
     exif_ = primary_->subIFD(DirectoryId::Exif);
     if (exif_) {
         interoperability_ = exif_->subIFD(DirectoryId::Interoperability);
-        try {
-            makerNote_ = exif_->subIFD(DirectoryId::MakerNote);
-        } catch (const Exception&) {
+        // A maker note is read as a plain directory when it is one. Its layout is the camera
+        // maker's own, so a note that does not read cleanly as a directory is left out, without
+        // a word: it is not damaged, only unknown.
+        const std::size_t before = reader->warnings().size();
+        makerNote_ = exif_->subIFD(DirectoryId::MakerNote);
+        if (reader->warnings().size() > before) {
             makerNote_.reset();
+            reader->dropWarnings(before);
         }
     }
     const std::uint32_t next = primary_->nextOffset();
     if (next != 0 && !reader->directoryRead(next)) {
         thumbnail_ = std::make_shared<IFD>(reader, DirectoryId::Thumbnail, next);
     }
+}
+
+const std::vector<ReadWarning>& EXIF::warnings() const noexcept
+{
+    static const std::vector<ReadWarning> none;
+    return reader_ ? reader_->warnings() : none;
 }
 
 EXIF EXIF::read(std::shared_ptr<const ByteSource> source, std::uint64_t base)
@@ -98,6 +111,40 @@ bool EXIF::getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_
 {
     const Field* f = find(id, tag);
     return f != nullptr && f->getBytes(value);
+}
+
+std::vector<double> EXIF::realValues(const Field& field) const
+{
+    const auto type = static_cast<FieldType>(field.type());
+    if (!reader_ || (type != FieldType::Float && type != FieldType::Double)) {
+        return {};
+    }
+    const std::uint64_t size = std::uint64_t{typeSize(field.type())} * field.count();
+    if (field.valueOffset() > reader_->size() || size > reader_->size() - field.valueOffset()) {
+        return {};
+    }
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+    reader_->read(field.valueOffset(), bytes.data(), bytes.size());
+    const bool big = reader_->bigEndian();
+    std::vector<double> values;
+    values.reserve(field.count());
+    for (std::size_t i = 0; i < field.count(); ++i) {
+        if (type == FieldType::Float) {
+            const std::uint32_t bits = decode32(bytes.data() + 4 * i, big);
+            float f;
+            std::memcpy(&f, &bits, sizeof f);
+            values.push_back(f);
+        } else {
+            const std::uint8_t* p = bytes.data() + 8 * i;
+            const std::uint64_t high = decode32(big ? p : p + 4, big);
+            const std::uint64_t low = decode32(big ? p + 4 : p, big);
+            const std::uint64_t bits = (high << 32) | low;
+            double d;
+            std::memcpy(&d, &bits, sizeof d);
+            values.push_back(d);
+        }
+    }
+    return values;
 }
 
 void EXIF::useResolutionUnit() const

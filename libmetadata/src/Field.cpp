@@ -37,13 +37,15 @@ template <class T, class Variant> bool getAt(const Variant& values, std::size_t 
     return true;
 }
 
-// Reduces n/d by their greatest common divisor with the denominator made positive.
-boost::rational<std::int64_t> normalised(std::int64_t n, std::int64_t d)
+// Reduces n/d by their greatest common divisor with the denominator made positive. A zero
+// denominator is kept as it stands (n/0): the value is there, it just is no number.
+template <class R> R normalised(std::int64_t n, std::int64_t d)
 {
     if (d == 0) {
-        METADATA_THROW(FileFormatException, "bad rational: zero denominator");
+        return R{static_cast<decltype(R::numerator)>(n), 0};
     }
-    return boost::rational<std::int64_t>(n, d);
+    const boost::rational<std::int64_t> r(n, d);
+    return R{static_cast<decltype(R::numerator)>(r.numerator()), static_cast<decltype(R::denominator)>(r.denominator())};
 }
 
 } // namespace
@@ -73,9 +75,6 @@ Field::Field(TIFFReader& reader, std::uint32_t directoryId, std::uint64_t entryO
     type_ = decode16(entry + 2, big);
     count_ = decode32(entry + 4, big);
     const std::uint64_t bytes = std::uint64_t{typeSize(type_)} * count_;
-    if (bytes == 0) {
-        METADATA_THROW(Exception, "Zero-length Field");
-    }
     if (bytes > 4) {
         valueOffset_ = decode32(entry + 8, big);
     } else {
@@ -90,9 +89,6 @@ Field::Field(TIFFReader& reader, std::uint32_t directoryId, std::uint16_t tag, s
              std::uint32_t count, std::uint32_t valueOffset)
     : directoryId_(directoryId), tag_(tag), type_(type), valueOffset_(valueOffset), count_(count)
 {
-    if (std::uint64_t{typeSize(type_)} * count_ == 0) {
-        METADATA_THROW(Exception, "Zero-length Field");
-    }
     load(reader);
 }
 
@@ -102,21 +98,43 @@ void Field::load(TIFFReader& reader)
     if (type == FieldType::Float || type == FieldType::Double) {
         return; // deliberately kept without values
     }
+    if (typeSize(type_) == 0) {
+        // A type outside the twelve: its values cannot be sized, so the entry is kept for its
+        // tag, type and count alone. The IFD type of TIFF Technical Note 1 is a directory
+        // pointer that the directory reads itself; it is no fault.
+        damaged_ = true;
+        if (type_ != IFDType) {
+            reader.warn("Zero-length Field", directoryId_, tag_);
+        }
+        return;
+    }
     const std::uint64_t size = std::uint64_t{typeSize(type_)} * count_;
-    if (size > 4) {
-        reader.chargeValueBytes(size); // refuses what the file could not hold before allocating
+    if (size == 0) {
+        // No values at all: an empty text, an empty list. The entry itself is kept.
+        reader.warn("Zero-length Field", directoryId_, tag_);
+    } else if (size > 4) {
+        // Refuses what the data could not hold before anything is allocated.
+        if (const char* problem = reader.chargeValueBytes(size)) {
+            keepWithoutValues(reader, problem);
+            return;
+        }
+    }
+    if (valueOffset_ > reader.size() || size > reader.size() - valueOffset_) {
+        keepWithoutValues(reader, "Field value past the end of the data");
+        return;
     }
     const auto n = static_cast<std::size_t>(size);
     std::vector<std::uint8_t> scratch;
-    const std::uint8_t* p = reader.view(valueOffset_, n);
+    const std::uint8_t* p = n == 0 ? nullptr : reader.view(valueOffset_, n);
     if (p == nullptr) {
-        scratch.resize(n);
+        scratch.resize(std::max<std::size_t>(n, 1));
         reader.read(valueOffset_, scratch.data(), n);
         p = scratch.data();
     }
     const bool big = reader.bigEndian();
 
     try {
+        bool badRational = false;
         switch (type) {
         case FieldType::Byte:
         case FieldType::Short:
@@ -158,8 +176,8 @@ void Field::load(TIFFReader& reader)
             ValueList<URational> list(count_);
             URational* out = list.data();
             for (std::uint32_t i = 0; i < count_; ++i) {
-                const auto r = normalised(decode32(p + 8 * i, big), decode32(p + 8 * i + 4, big));
-                out[i] = {static_cast<std::uint32_t>(r.numerator()), static_cast<std::uint32_t>(r.denominator())};
+                out[i] = normalised<URational>(decode32(p + 8 * i, big), decode32(p + 8 * i + 4, big));
+                badRational = badRational || out[i].denominator == 0;
             }
             values_ = std::move(list);
             break;
@@ -168,9 +186,9 @@ void Field::load(TIFFReader& reader)
             ValueList<SRational> list(count_);
             SRational* out = list.data();
             for (std::uint32_t i = 0; i < count_; ++i) {
-                const auto r = normalised(static_cast<std::int32_t>(decode32(p + 8 * i, big)),
-                                          static_cast<std::int32_t>(decode32(p + 8 * i + 4, big)));
-                out[i] = {r.numerator(), r.denominator()};
+                out[i] = normalised<SRational>(static_cast<std::int32_t>(decode32(p + 8 * i, big)),
+                                               static_cast<std::int32_t>(decode32(p + 8 * i + 4, big)));
+                badRational = badRational || out[i].denominator == 0;
             }
             values_ = std::move(list);
             break;
@@ -178,8 +196,45 @@ void Field::load(TIFFReader& reader)
         default:
             break;
         }
+        if (badRational) {
+            reader.warn("bad rational: zero denominator", directoryId_, tag_);
+        }
     } catch (const std::bad_alloc&) {
         METADATA_THROW0(MemoryError);
+    }
+}
+
+void Field::keepWithoutValues(TIFFReader& reader, const char* why)
+{
+    reader.warn(why, directoryId_, tag_);
+    damaged_ = true;
+    // The list of the field's own type, empty: typed readers find no value rather than a type
+    // they did not ask for.
+    switch (static_cast<FieldType>(type_)) {
+    case FieldType::Byte:
+    case FieldType::Short:
+    case FieldType::Long:
+        values_ = ValueList<std::uint32_t>();
+        break;
+    case FieldType::SByte:
+    case FieldType::SShort:
+    case FieldType::SLong:
+        values_ = ValueList<std::int32_t>();
+        break;
+    case FieldType::Ascii:
+        values_ = ValueList<char>();
+        break;
+    case FieldType::Undefined:
+        values_ = ValueList<std::uint8_t>();
+        break;
+    case FieldType::Rational:
+        values_ = ValueList<URational>();
+        break;
+    case FieldType::SRational:
+        values_ = ValueList<SRational>();
+        break;
+    default:
+        break;
     }
 }
 
@@ -216,18 +271,32 @@ bool Field::getInt32(std::int32_t& value, std::size_t index) const
 {
     return getAt(values_, index, value);
 }
+// A rational with a zero denominator is no number: it is there, but cannot be read as one.
 bool Field::getURational(URational& value, std::size_t index) const
 {
-    return getAt(values_, index, value);
+    URational r;
+    if (!getAt(values_, index, r) || r.denominator == 0) {
+        return false;
+    }
+    value = r;
+    return true;
 }
 bool Field::getSRational(SRational& value, std::size_t index) const
 {
-    return getAt(values_, index, value);
+    SRational r;
+    if (!getAt(values_, index, r) || r.denominator == 0) {
+        return false;
+    }
+    value = r;
+    return true;
 }
 
 bool Field::getText(std::string& value) const
 {
     const ValueList<char>& text = textBytes();
+    if (damaged_) {
+        return false;
+    }
     std::size_t length = 0;
     while (length < text.size() && text[length] != '\0') {
         ++length;
@@ -239,6 +308,9 @@ bool Field::getText(std::string& value) const
 bool Field::getBytes(std::vector<std::uint8_t>& value) const
 {
     const ValueList<std::uint8_t>& bytes = rawBytes();
+    if (damaged_) {
+        return false;
+    }
     value.assign(bytes.begin(), bytes.end());
     return true;
 }
@@ -358,7 +430,7 @@ void Field::dumpGeneric(std::ostream& out) const
 {
     // Straight into the output: a string stream per field costs more than the field itself.
     out << hexTag(tag_) << " (" << typeName(type_) << ", " << count_ << ")";
-    if (!std::holds_alternative<std::monostate>(values_)) {
+    if (!damaged_ && !std::holds_alternative<std::monostate>(values_)) {
         out << ": ";
         writeGenericValue(out);
     }

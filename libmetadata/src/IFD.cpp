@@ -12,27 +12,44 @@ namespace Metadata {
 IFD::IFD(std::shared_ptr<TIFFReader> reader, std::uint32_t id, std::uint32_t offset)
     : reader_(std::move(reader)), id_(id), offset_(offset)
 {
+    // Every fault of the directory itself stops this directory alone: it stays empty (or keeps
+    // the entries read so far) and the reader's warnings say why.
     if (offset_ == 0) {
         return;
     }
     if (!reader_->enterDirectory(offset_)) {
-        METADATA_THROW(FileFormatException, "IFD read twice (directories form a loop)");
+        reader_->warn("IFD read twice (directories form a loop)", id_);
+        return;
+    }
+    if (offset_ > reader_->size() || reader_->size() - offset_ < 2) {
+        reader_->warn("IFD past the end of the data", id_);
+        return;
     }
     const std::uint16_t count = reader_->read16(offset_);
     if (count > MaxEntries) {
-        METADATA_THROW(Exception, "Invalid IFD");
+        reader_->warn("Invalid IFD", id_);
+        return;
     }
     // Entries and the next-directory offset must stay addressable by 32-bit offsets.
     const std::uint64_t end = std::uint64_t{offset_} + 2 + 12 * std::uint64_t{count} + 4;
     if (end > 0xFFFFFFFFu) {
-        METADATA_THROW(Exception, "Invalid IFD");
+        reader_->warn("Invalid IFD", id_);
+        return;
     }
-    fields_.reserve(count);
-    for (std::uint32_t i = 0; i < count; ++i) {
+    // A directory cut short by the end of the data keeps its whole entries.
+    std::uint32_t whole = count;
+    if (end - 4 > reader_->size()) {
+        whole = static_cast<std::uint32_t>((reader_->size() - offset_ - 2) / 12);
+        reader_->warn("IFD cut short by the end of the data", id_);
+    }
+    fields_.reserve(whole);
+    for (std::uint32_t i = 0; i < whole; ++i) {
         fields_.emplace_back(*reader_, id_, std::uint64_t{offset_} + 2 + 12 * std::uint64_t{i});
     }
     buildIndex();
-    nextOffset_ = reader_->read32(end - 4);
+    if (whole == count) {
+        nextOffset_ = reader_->read32(end - 4);
+    }
 }
 
 void IFD::buildIndex()
@@ -73,14 +90,27 @@ std::shared_ptr<IFD> IFD::subIFD(std::uint16_t tag)
         return cached->second;
     }
     const Field* pointer = find(tag);
-    if (pointer == nullptr) {
+    if (pointer == nullptr || (pointer->damaged() && pointer->type() != IFDType)) {
         return nullptr;
     }
-    // The EXIF and interoperability pointers hold the directory's offset. A maker note holds the
-    // directory itself, as the makers that use a plain IFD write it: reading an offset out of its
-    // first bytes would only ever find garbage.
-    const std::uint32_t offset =
-        tag == DirectoryId::MakerNote ? pointer->valueOffset() : reader_->read32(pointer->valueOffset());
+    // The EXIF and interoperability pointers hold the directory's offset: a LONG (or the IFD
+    // type, the same four bytes). A maker note holds the directory itself, as the makers that use
+    // a plain IFD write it: reading an offset out of its first bytes would only ever find garbage.
+    std::uint32_t offset = 0;
+    if (tag == DirectoryId::MakerNote) {
+        offset = pointer->valueOffset();
+    } else if (pointer->type() == IFDType) {
+        offset = reader_->read32(pointer->valueOffset());
+    } else {
+        try {
+            if (!pointer->getUInt32(offset)) {
+                return nullptr; // a pointer without a value points nowhere
+            }
+        } catch (const LogicError&) {
+            reader_->warn("IFD pointer of the wrong type", id_, tag);
+            return nullptr;
+        }
+    }
     std::shared_ptr<IFD> directory;
     if (!reader_->directoryRead(offset)) {
         directory = std::make_shared<IFD>(reader_, tag, offset);

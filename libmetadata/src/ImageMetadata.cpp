@@ -3,6 +3,7 @@
 #include "Metadata/Exceptions.h"
 #include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
+#include "Metadata/Text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -138,6 +139,13 @@ std::vector<std::uint8_t> ImageMetadata::resourceBytes(bool iptcFlag) const
     return out;
 }
 
+std::vector<ReadWarning> ImageMetadata::warnings() const
+{
+    std::vector<ReadWarning> all = warnings_;
+    all.insert(all.end(), exif_->warnings().begin(), exif_->warnings().end());
+    return all;
+}
+
 void ImageMetadata::finishReading()
 {
     if (!iptc_) {
@@ -149,42 +157,10 @@ void ImageMetadata::finishReading()
 
 namespace {
 
-bool validUtf8(const std::string& text)
-{
-    std::size_t i = 0;
-    while (i < text.size()) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        const std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-        if (n == 0 || i + n > text.size()) {
-            return false;
-        }
-        for (std::size_t k = 1; k < n; ++k) {
-            if ((static_cast<unsigned char>(text[i + k]) >> 6) != 2) {
-                return false;
-            }
-        }
-        i += n;
-    }
-    return true;
-}
-
 // XMP is UTF-8; IPTC text is in the file's code page, Latin-1 when it is not UTF-8 already.
 std::string toUtf8(const std::string& text)
 {
-    if (validUtf8(text)) {
-        return text;
-    }
-    std::string out;
-    for (char ch : text) {
-        const auto c = static_cast<unsigned char>(ch);
-        if (c < 0x80) {
-            out += ch;
-        } else {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
+    return Text::isUtf8(text) ? text : Text::latin1ToUtf8(text);
 }
 
 enum class Kind { Simple, Alternative, Bag, Creator };

@@ -199,8 +199,14 @@ void JPEGImageMetadata::readApp1()
             // The first EXIF block is the image's; later ones (some cameras add their own) are
             // passed over.
             if (!haveExif_) {
-                exif_ = std::make_shared<EXIF>(EXIF::read(std::make_shared<MemorySource>(std::move(tiff))));
                 haveExif_ = true;
+                try {
+                    exif_ = std::make_shared<EXIF>(EXIF::read(std::make_shared<MemorySource>(std::move(tiff))));
+                } catch (const FileFormatException& e) {
+                    // A block whose TIFF header is broken costs the EXIF, not the picture's
+                    // other metadata.
+                    warn(e.message());
+                }
             }
             break;
         }

@@ -161,15 +161,32 @@ bool TIFFReader::directoryRead(std::uint32_t offset) const
     return offset != 0 && std::find(directories_.begin(), directories_.end(), offset) != directories_.end();
 }
 
-void TIFFReader::chargeValueBytes(std::uint64_t bytes)
+const char* TIFFReader::chargeValueBytes(std::uint64_t bytes)
 {
     if (bytes > size_) {
-        METADATA_THROW(FileFormatException, "Field value larger than the file");
+        return "Field value larger than the file";
+    }
+    // Four times the data, plus slack for tiny structures whose inline values are not charged.
+    if (charged_ + bytes > 4 * size_ + 65536) {
+        return "Field values larger than the file could hold";
     }
     charged_ += bytes;
-    // Four times the data, plus slack for tiny structures whose inline values are not charged.
-    if (charged_ > 4 * size_ + 65536) {
-        METADATA_THROW(FileFormatException, "Field values larger than the file could hold");
+    return nullptr;
+}
+
+void TIFFReader::warn(std::string text, std::uint32_t directory, std::int32_t tag)
+{
+    // A hostile structure could repeat one fault without end: what is known is kept, the rest
+    // adds nothing.
+    if (warnings_.size() < MaxWarnings) {
+        warnings_.push_back(ReadWarning{std::move(text), directory, tag});
+    }
+}
+
+void TIFFReader::dropWarnings(std::size_t count)
+{
+    if (count < warnings_.size()) {
+        warnings_.resize(count);
     }
 }
 

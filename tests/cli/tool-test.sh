@@ -173,6 +173,35 @@ for ((round = 0; round < 60; round++)); do
 done
 check "no broken file crashed the tool" [ "$crashed" -eq 0 ]
 
+# --- One bad entry costs that entry, not the file ---------------------------------------------
+camera=$data/camera
+patch() { perl "$(dirname "$0")/../support/patch-entry.pl" "$@"; }
+cp "$camera/GPS.jpg" "$tmp/nodesc.jpg"; patch "$tmp/nodesc.jpg" 0x010e 0           # ImageDescription, count 0
+cp "$camera/GPS.jpg" "$tmp/nogps.jpg"; patch "$tmp/nogps.jpg" 0x8825 0             # the GPS pointer, count 0
+cp "$camera/GPS.jpg" "$tmp/long.jpg"; patch "$tmp/long.jpg" 0x010e 5000            # longer than the segment
+cp "$camera/GPS.jpg" "$tmp/far.jpg"; patch "$tmp/far.jpg" 0x010e 20 0x7fff0000     # lies past its end
+cp "$camera/Casio2.jpg" "$tmp/casio.jpg"                                           # a real 0/0 rational
+for case in "nodesc Zero-length Field" "nogps Zero-length Field" "long Field value larger than the file" \
+            "far Field value past the end of the data" "casio bad rational: zero denominator"; do
+  set -- $case; f=$tmp/$1.jpg; shift; warning="$*"
+  for command in show dump; do
+    "$lumeno" "$command" "$f" >"$tmp/out" 2>"$tmp/err"; rc=$?
+    check "$command $(basename "$f") exits 0" [ "$rc" -eq 0 ]
+    check "$command $(basename "$f") warns '$warning'" [ "$(cat "$tmp/err")" = "lumeno: $f: warning: $warning" ]
+    check "$command $(basename "$f") shows the rest" grep -qE "^Make: (FUJIFILM|CASIO COMPUTER CO.,LTD)" "$tmp/out"
+  done
+  check "$(basename "$f"): the EXIF directory is read" grep -q "^DateTimeOriginal: " <("$lumeno" dump "$f" 2>/dev/null)
+  check "$(basename "$f"): columns show what was read" \
+    grep -qE "(FUJIFILM|CASIO)" <("$lumeno" columns --columns Make "$f" 2>/dev/null)
+  check "$(basename "$f"): the tip shows what was read" grep -q "^Lens focal length:" <("$lumeno" tip "$f" 2>/dev/null)
+  check "$(basename "$f"): the overlay counts its EXIF" grep -q "Lumeno EXIF" <("$lumeno" overlay "$f" 2>/dev/null)
+done
+check "an empty description is shown empty" grep -qx "ImageDescription: " <("$lumeno" dump "$tmp/nodesc.jpg" 2>/dev/null)
+check "the 0/0 rational is shown as stored" grep -qx "Tag 0xa404 (rational_t, 1): 0/0" <("$lumeno" dump "$tmp/casio.jpg" 2>/dev/null)
+check "dump --json names the broken entry" grep -qF '"Text": "Zero-length Field",' <("$lumeno" dump --json "$tmp/nodesc.jpg" 2>/dev/null)
+check "dump --json is valid JSON" bash -c '"$1" dump --json "$2" "$3" 2>/dev/null | perl -MJSON::PP -e "local \$/; decode_json(<STDIN>)"' \
+  _ "$lumeno" "$tmp/nodesc.jpg" "$camera/Canon.jpg"
+
 # --- Failures and usage ----------------------------------------------------------------------
 printf 'not an image at all' >"$tmp/text.tif"
 printf '\211PNG\r\n\032\n\000\000\000\rIHDR' >"$tmp/picture.png"
@@ -183,13 +212,13 @@ check "failed files give exit status 1" [ "$rc" -eq 1 ]
 check "missing file reported" grep -qxF "lumeno: $tmp/missing.tif: cannot open: No such file or directory" <<<"$err"
 check "other format reported" grep -qxF "lumeno: $tmp/text.tif: Unsupported file format" <<<"$err"
 check "a PNG is reported" grep -qxF "lumeno: $tmp/picture.png: Unsupported file format" <<<"$err"
-check "broken directory reported" grep -qxF "lumeno: $tmp/hostile.tif: Invalid IFD" <<<"$err"
+check "a broken directory costs itself, with a warning" grep -qxF "lumeno: $tmp/hostile.tif: warning: Invalid IFD" <<<"$err"
 check "the good file is still shown" grep -qxF "Make: Acme" "$tmp/out"
 check "each file of several is named" grep -qxF "==> $data/sample.tif <==" "$tmp/out"
 "$lumeno" --help >"$tmp/help"; check "--help exits 0" [ $? -eq 0 ]
 check "--help names dump" grep -q "dump FILE" "$tmp/help"
 "$lumeno" dump --help >"$tmp/help"; check "dump --help exits 0" [ $? -eq 0 ]
-check "dump --help explains usage" grep -q "Usage: lumeno dump FILE" "$tmp/help"
+check "dump --help explains usage" grep -q "Usage: lumeno dump \[--json\] FILE" "$tmp/help"
 "$lumeno" >/dev/null 2>&1; check "no command exits 2" [ $? -eq 2 ]
 "$lumeno" dump >/dev/null 2>&1; check "dump without files exits 2" [ $? -eq 2 ]
 "$lumeno" frobnicate >/dev/null 2>&1; check "unknown command exits 2" [ $? -eq 2 ]

@@ -1,4 +1,5 @@
 #include "ContainerHelpers.h"
+#include "TreeHelpers.h"
 #include "TiffBuilder.h"
 
 #include <Metadata/Exceptions.h>
@@ -151,8 +152,16 @@ TEST(JPEG, StructuralFaultsHaveTheirOwnMessages)
     EXPECT_EQ(error(JpegBuilder().raw({0xFF, 0xED, 0x00, 0x40}).raw(bytesOf(std::string("Photoshop 3.0\0", 14))).bytes()),
               "Erroneous JPEG segment (app13) length (EOF reached)");
     EXPECT_EQ(error(JpegBuilder().raw({0xFF, 0xED, 0x00, 0x01}).bytes()), "Erroneous JPEG marker length");
-    // A broken EXIF block fails the whole file with the directory reader's message.
-    EXPECT_EQ(error(JpegBuilder().exif(bytesOf(std::string("II*\0\x08\0\0\0\xff\0", 10))).frame().scan().bytes()), "Invalid IFD");
+    // A broken EXIF block costs the EXIF, not the file.
+    for (const auto& [block, warning] : {std::pair<std::string, std::string>{std::string("II*\0\x08\0\0\0\xff\0", 10), "Invalid IFD"},
+                                         {std::string("IM*\0\x08\0\0\0", 8), "unknown byte ordering"},
+                                         {std::string("MM\0\x2b\0\0\0\x08", 8), "Bad EXIF magic"}}) {
+        const Bytes bytes = JpegBuilder().exif(bytesOf(block)).photoshop(resourceBlock(1028, iptcRecord())).frame().scan().bytes();
+        EXPECT_EQ(error(bytes), "opened") << warning;
+        const auto opened = openFile(folder.file("probe.jpg"));
+        EXPECT_EQ(TestSupport::textsOf(opened->image->warnings()), std::vector<std::string>{warning});
+        EXPECT_EQ(opened->image->iptc().values(120), (std::vector<std::string>{"Caption"})) << warning;
+    }
 
     try {
         openError(folder, JpegBuilder().raw({0xFF, 0xDB, 0x00, 0x01}).bytes());

@@ -8,6 +8,7 @@
 #include <Metadata/TIFFReader.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace TestSupport {
@@ -27,6 +28,16 @@ inline Metadata::IFD directoryOf(const TiffBuilder& builder, std::uint32_t id = 
 {
     auto reader = readerFor(builder.build());
     return Metadata::IFD(reader, id, reader->firstIFDOffset());
+}
+
+// The texts of warnings, in order.
+inline std::vector<std::string> textsOf(const std::vector<Metadata::ReadWarning>& warnings)
+{
+    std::vector<std::string> texts;
+    for (const Metadata::ReadWarning& w : warnings) {
+        texts.push_back(w.text);
+    }
+    return texts;
 }
 
 } // namespace TestSupport

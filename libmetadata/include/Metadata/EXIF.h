@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Metadata/IFD.h"
+#include "Metadata/ReadWarning.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -19,15 +20,18 @@ class EXIF {
 public:
     // An empty tree: no directories.
     EXIF() = default;
-    // Reads every directory of the tree from the structure `reader` describes. A maker note that
-    // is not a plain directory is left out rather than failing the whole tree: its layout is the
-    // camera maker's own.
+    // Reads every directory of the tree from the structure `reader` describes. Broken entries
+    // and directories cost themselves, not the tree (see warnings()). A maker note that is not a
+    // plain directory is left out: its layout is the camera maker's own.
     explicit EXIF(std::shared_ptr<TIFFReader> reader);
 
     // Reads the TIFF header at `base` of `source`, then the tree.
     static EXIF read(std::shared_ptr<const ByteSource> source, std::uint64_t base = 0);
 
     bool empty() const noexcept { return directories().empty(); }
+
+    // What could not be read while the rest of the tree was, in the order it was met.
+    const std::vector<ReadWarning>& warnings() const noexcept;
 
     // The directory with this id (DirectoryId), or null when the file has none.
     const IFD* directory(std::uint32_t id) const noexcept;
@@ -46,6 +50,11 @@ public:
     bool getText(std::uint32_t id, std::uint16_t tag, std::string& value) const;
     bool getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_t>& value) const;
 
+    // The values of a FLOAT or DOUBLE field of this tree (IEEE 754 single or double precision).
+    // Fields keep no such values; they are read from the tree's bytes on request. Empty for
+    // fields of other types, or when the values lie past the end of the data.
+    std::vector<double> realValues(const Field& field) const;
+
     // The dump of IFD0, EXIF, interoperability and IFD1, each with its header, after
     // useResolutionUnit().
     void dump(std::ostream& out) const;
@@ -54,6 +63,7 @@ public:
     void useResolutionUnit() const;
 
 private:
+    std::shared_ptr<TIFFReader> reader_;
     std::shared_ptr<IFD> primary_;
     std::shared_ptr<IFD> exif_;
     std::shared_ptr<IFD> interoperability_;

@@ -32,6 +32,10 @@ enum class FieldType : std::uint16_t {
     Double = 12,
 };
 
+// The type of a directory pointer (TIFF Technical Note 1): the same four bytes as a LONG. It is
+// not one of the twelve, and fields of it hold no values; directories read such pointers.
+constexpr std::uint16_t IFDType = 13;
+
 // Bytes per value of a type code; 0 for codes outside the twelve.
 std::uint32_t typeSize(std::uint16_t type) noexcept;
 // "BYTE", "ASCII", ..., "rational_t", "srational_t", ...; "?" for codes outside the twelve.
@@ -137,7 +141,10 @@ private:
 class Field {
 public:
     // Reads the 12-byte entry at `entryOffset` (relative to the TIFF base) and loads its values.
-    // Throws Exception "Zero-length Field" for an entry of unknown type or zero count.
+    // A broken entry is kept and its fault told to the reader's warnings: an unknown type or a
+    // zero count ("Zero-length Field"; no values), values past the end of the data or more than
+    // the data could hold (kept without values, see damaged()), a rational with a zero
+    // denominator ("bad rational: zero denominator"; kept, but no typed getter reads it).
     Field(TIFFReader& reader, std::uint32_t directoryId, std::uint64_t entryOffset);
     // A field built from its parts; its values are loaded from `valueOffset` the same way.
     Field(TIFFReader& reader, std::uint32_t directoryId, std::uint16_t tag, std::uint16_t type,
@@ -150,6 +157,10 @@ public:
     // Where the value lies, relative to the TIFF base; for a value of 4 bytes or less this is the
     // position of the entry's own value field.
     std::uint32_t valueOffset() const noexcept { return valueOffset_; }
+    // True when the values could not be read (past the end of the data, more than it could
+    // hold, or a type outside the twelve): the field is kept for its tag, type and count, and
+    // no getter finds a value.
+    bool damaged() const noexcept { return damaged_; }
 
     // The typed value lists. Each throws LogicError "wrong field type" when the field holds
     // another type. FLOAT and DOUBLE fields hold no values at all: they are kept for their tag,
@@ -161,8 +172,8 @@ public:
     const ValueList<std::uint8_t>& rawBytes() const;         // UNDEFINED
     const ValueList<SRational>& signedRationals() const;     // SRATIONAL
 
-    // Typed getters: false when the value at `index` does not exist; LogicError "wrong field type"
-    // when the field holds another type.
+    // Typed getters: false when the value at `index` does not exist (or is a rational with a
+    // zero denominator); LogicError "wrong field type" when the field holds another type.
     bool getUInt32(std::uint32_t& value, std::size_t index = 0) const;
     bool getInt32(std::int32_t& value, std::size_t index = 0) const;
     bool getURational(URational& value, std::size_t index = 0) const;
@@ -194,6 +205,7 @@ public:
 
 private:
     void load(TIFFReader& reader);
+    void keepWithoutValues(TIFFReader& reader, const char* why);
     void writeGenericValue(std::ostream& out) const;
 
     std::uint32_t directoryId_;
@@ -201,6 +213,7 @@ private:
     std::uint16_t type_ = 0;
     std::uint32_t valueOffset_ = 0;
     std::uint32_t count_ = 0;
+    bool damaged_ = false;
     std::variant<std::monostate, ValueList<std::uint32_t>, ValueList<char>, ValueList<URational>,
                  ValueList<std::int32_t>, ValueList<std::uint8_t>, ValueList<SRational>>
         values_;

@@ -32,8 +32,10 @@ public:
     static constexpr std::uint16_t MaxEntries = 100;
 
     // Reads the directory at `offset` (relative to the TIFF base); offset 0 is an empty directory.
-    // Throws Exception "Invalid IFD" for more than 100 entries, FileFormatException when the
-    // directory would lie beyond what 32-bit offsets reach or was read once already.
+    // A fault of the directory stops it alone, told to the reader's warnings: "Invalid IFD" for
+    // more than 100 entries or entries beyond what 32-bit offsets reach, a directory read once
+    // already (a loop) or past the end of the data (empty), one cut short by the end of the data
+    // (its whole entries kept). Broken entries cost themselves (see Field).
     IFD(std::shared_ptr<TIFFReader> reader, std::uint32_t id, std::uint32_t offset);
 
     std::uint32_t id() const noexcept { return id_; }
@@ -52,8 +54,8 @@ public:
     const Field* find(std::uint16_t tag) const;
 
     // The directory a pointer tag leads to (EXIF 34665, interoperability 40965, maker note
-    // 37500), read on the first request and kept. Null when there is no such field, or when the
-    // directory it names was read already (a loop).
+    // 37500), read on the first request and kept. Null when there is no such field, when it has
+    // no value, or when the directory it names was read already (a loop).
     std::shared_ptr<IFD> subIFD(std::uint16_t tag);
 
     // Appends `field` when no field with its tag is present; an existing field is never replaced.

@@ -74,6 +74,10 @@ public:
     // The XMP packet; null when the file carries none (the update step makes one).
     const std::shared_ptr<XMP>& xmp() const noexcept { return xmp_; }
 
+    // What could not be read while the rest of the file was (broken entries, directories and
+    // blocks), in the order it was met.
+    std::vector<ReadWarning> warnings() const;
+
     const std::vector<ImageResourceBlock>& resourceBlocks() const noexcept { return blocks_; }
     // Total size of all blocks, and of the blocks other than the IPTC record.
     std::uint32_t resourcesSize() const noexcept { return resourcesSize_; }
@@ -118,6 +122,9 @@ protected:
     // The steps after reading: an IPTC record exists, empty when the file had none.
     void finishReading();
 
+    // A fault of a block outside the EXIF tree (which keeps its own).
+    void warn(std::string text) { warnings_.push_back(ReadWarning{std::move(text), 0, -1}); }
+
     ImageStreamT& stream_;
     std::shared_ptr<EXIF> exif_ = std::make_shared<EXIF>();
     std::shared_ptr<IPTC> iptc_;
@@ -131,6 +138,7 @@ private:
 
     std::vector<std::shared_ptr<const std::vector<std::uint8_t>>> resourceBuffers_;
     std::vector<ImageResourceBlock> blocks_;
+    std::vector<ReadWarning> warnings_;
     std::uint32_t resourcesSize_ = 0;
     std::uint32_t retainedSize_ = 0;
 };

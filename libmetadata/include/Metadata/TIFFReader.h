@@ -2,6 +2,8 @@
 // JPEG). All directory and field code reads file bytes through TIFFReader and nothing else.
 #pragma once
 
+#include "Metadata/ReadWarning.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <istream>
@@ -89,12 +91,22 @@ public:
     bool enterDirectory(std::uint32_t offset);
     // Whether the directory at `offset` was read already (offset 0, the empty directory, never is).
     bool directoryRead(std::uint32_t offset) const;
-    // Accounts for `bytes` of field values about to be loaded. Throws FileFormatException when one
-    // value is larger than the whole source, or when all values together are far more than the
-    // source could hold (honest files stay well below: values overlap only in maker notes).
-    void chargeValueBytes(std::uint64_t bytes);
+    // Accounts for `bytes` of field values about to be loaded. Null when they may be loaded;
+    // otherwise why not: one value larger than the whole source, or all values together far
+    // more than the source could hold (honest files stay well below: values overlap only in
+    // maker notes). Nothing is charged for a value that is refused.
+    const char* chargeValueBytes(std::uint64_t bytes);
+
+    // What could not be read, in the order it was met. Readers record a problem here and go on
+    // with the rest of the structure.
+    void warn(std::string text, std::uint32_t directory, std::int32_t tag = -1);
+    const std::vector<ReadWarning>& warnings() const noexcept { return warnings_; }
+    // Forgets the warnings from the `count`th on (a tentative reading that is given up).
+    void dropWarnings(std::size_t count);
 
 private:
+    static constexpr std::size_t MaxWarnings = 1000;
+
     std::shared_ptr<const ByteSource> source_;
     std::uint64_t base_;
     std::uint64_t size_;
@@ -102,6 +114,7 @@ private:
     std::uint32_t firstIFDOffset_;
     std::vector<std::uint32_t> directories_;
     std::uint64_t charged_ = 0;
+    std::vector<ReadWarning> warnings_;
 };
 
 } // namespace Metadata
