@@ -189,6 +189,41 @@ void IPTC::check(std::uint8_t dataSet, const std::string& value)
                                       " bytes is shorter than its minimum of " + std::to_string(row->minLength) +
                                       " bytes");
     }
+    // Dates and times must be ones (IIM 4.2: CCYYMMDD, HHMMSS+HHMM): a value of the right length
+    // that names no moment would be written, and then neither read back nor mirrored into XMP.
+    const auto refuse = [&](const char* form) {
+        METADATA_THROW(Exception, std::string(row->name) + ": '" + value + "' is not a valid " + form);
+    };
+    switch (dataSet) {
+    case 30: // Release Date
+    case 37: // Expiration Date
+    case 47: // Reference Date
+    case Record2DataSet::E_DATE_CREATED:
+    case Record2DataSet::E_DIGITAL_CREATION_DATE:
+        try {
+            if (!IPTCDate(value).isValid()) {
+                refuse("date (CCYYMMDD)");
+            }
+        } catch (const FileFormatException&) {
+            refuse("date (CCYYMMDD)");
+        }
+        break;
+    case 35: // Release Time
+    case 38: // Expiration Time
+    case Record2DataSet::E_TIME_CREATED:
+    case Record2DataSet::E_DIGITAL_CREATION_TIME:
+        try {
+            const IPTCTime time(value);
+            if (!time.isValid() || !time.isoTime().isValid()) {
+                refuse("time (HHMMSS+HHMM)");
+            }
+        } catch (const FileFormatException&) {
+            refuse("time (HHMMSS+HHMM)");
+        }
+        break;
+    default:
+        break;
+    }
 }
 
 void IPTC::set(std::uint8_t dataSet, const std::string& value)

@@ -1,5 +1,6 @@
 #include "Metadata/ImageMetadata.h"
 
+#include "Metadata/MD5.h"
 #include "Metadata/Exceptions.h"
 #include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
@@ -123,14 +124,24 @@ std::vector<std::uint8_t> ImageMetadata::resourceBytes(bool iptcFlag) const
         const std::vector<std::uint8_t> record = iptc_->serialize();
         fresh = makeIptcBlock(record.data(), record.size());
     }
+    constexpr std::size_t BlockHeader = 12; // "8BIM", id, empty name, data size
     std::vector<std::uint8_t> out;
     bool written = fresh.empty();
     for (const ImageResourceBlock& block : blocks_) {
-        if (block.id != IPTCResourceId) {
-            out.insert(out.end(), block.start, block.start + block.totalSize);
-        } else if (!written) {
-            out.insert(out.end(), fresh.begin(), fresh.end());
-            written = true;
+        if (block.id == IPTCResourceId) {
+            if (!written) {
+                out.insert(out.end(), fresh.begin(), fresh.end());
+                written = true;
+            }
+            continue;
+        }
+        const std::size_t at = out.size();
+        out.insert(out.end(), block.start, block.start + block.totalSize);
+        if (block.id == IPTCDigestResourceId && !fresh.empty() && block.dataSize == 16) {
+            // The digest of the data as the block's size field gives it, the way readers
+            // compute it to compare.
+            const auto digest = md5(fresh.data() + BlockHeader, fresh.size() - BlockHeader);
+            std::copy(digest.begin(), digest.end(), out.begin() + static_cast<std::ptrdiff_t>(at + (block.data - block.start)));
         }
     }
     if (!written) {
@@ -233,15 +244,19 @@ void ImageMetadata::updateXMP(const std::vector<std::uint8_t>& removedDataSets)
         }
     }
 
-    // Date Created with Time Created; a date alone when the time is missing or unusable.
+    // Date Created with Time Created, or the date alone when there is no time. What is tested is
+    // the value that would be written: texts of the right length may still name no moment, and
+    // a pair that names none leaves the property as it was rather than erasing or shortening it.
     std::string date;
     if (iptc_->get(Record2DataSet::E_DATE_CREATED, date)) {
         try {
             IPTCTimeStamp stamp;
             iptc_->getTimeStamp(Record2DataSet::E_DATE_CREATED, Record2DataSet::E_TIME_CREATED, stamp);
-            if (stamp.isValid()) {
+            std::string time;
+            const bool hasTime = iptc_->get(Record2DataSet::E_TIME_CREATED, time);
+            if (stamp.isValid() && stamp.isoDateTime().isValid()) {
                 x.setDateCreated(stamp.isoDateTime());
-            } else if (stamp.date().isValid()) {
+            } else if (!hasTime && stamp.date().isValid() && stamp.date().isoDate().isValid()) {
                 x.setDateCreated(stamp.date().isoDate());
             }
         } catch (const Exception&) {

@@ -72,31 +72,118 @@ std::string escapeAttribute(const std::string& text)
 
 std::atomic<GUIDFunction> g_guidFunction{nullptr};
 
-const std::string AboutKey = "rdf:about=\"";
+// An rdf:about attribute in a packet's text: where it starts and ends, and where its value does.
+struct AboutAttribute {
+    std::size_t start = std::string::npos; // the "r" of rdf:about
+    std::size_t valueStart = 0;
+    std::size_t valueEnd = 0;              // the closing quote
+};
+
+bool isXmlSpace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+// The first rdf:about attribute at or after `from`, in any of the forms XML allows: either
+// quote, blanks around the equals sign (XML 1.0, section 3.1).
+AboutAttribute findAbout(const std::string& text, std::size_t from)
+{
+    static const std::string Name = "rdf:about";
+    for (std::size_t at = text.find(Name, from); at != std::string::npos; at = text.find(Name, at + 1)) {
+        if (at == 0 || !isXmlSpace(text[at - 1])) {
+            continue; // part of another name
+        }
+        std::size_t i = at + Name.size();
+        while (i < text.size() && isXmlSpace(text[i])) {
+            ++i;
+        }
+        if (i >= text.size() || text[i] != '=') {
+            continue;
+        }
+        ++i;
+        while (i < text.size() && isXmlSpace(text[i])) {
+            ++i;
+        }
+        if (i >= text.size() || (text[i] != '"' && text[i] != '\'')) {
+            continue;
+        }
+        const std::size_t close = text.find(text[i], i + 1);
+        if (close == std::string::npos) {
+            break;
+        }
+        return AboutAttribute{at, i + 1, close};
+    }
+    return {};
+}
+
+// An attribute value with its character and entity references resolved (the five predefined
+// entities and numeric references to ASCII characters).
+std::string attributeValue(const std::string& raw)
+{
+    std::string out;
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        if (raw[i] != '&') {
+            out += raw[i];
+            continue;
+        }
+        const std::size_t semicolon = raw.find(';', i);
+        if (semicolon == std::string::npos) {
+            out += raw[i];
+            continue;
+        }
+        const std::string name = raw.substr(i + 1, semicolon - i - 1);
+        static const std::pair<const char*, char> Entities[] = {
+            {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
+        char replacement = 0;
+        for (const auto& [entity, c] : Entities) {
+            if (name == entity) {
+                replacement = c;
+            }
+        }
+        if (replacement == 0 && name.size() > 1 && name[0] == '#') {
+            const bool hex = name[1] == 'x';
+            unsigned value = 0;
+            bool digits = name.size() > (hex ? 2u : 1u);
+            for (std::size_t k = hex ? 2 : 1; k < name.size() && digits && value < 0x80; ++k) {
+                const char c = name[k];
+                const int d = c >= '0' && c <= '9'              ? c - '0'
+                              : hex && c >= 'a' && c <= 'f' ? c - 'a' + 10
+                              : hex && c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                            : -1;
+                digits = d >= 0;
+                value = value * (hex ? 16u : 10u) + static_cast<unsigned>(d >= 0 ? d : 0);
+            }
+            if (digits && value > 0 && value < 0x80) {
+                replacement = static_cast<char>(value);
+            }
+        }
+        if (replacement == 0) {
+            out += raw[i];
+            continue;
+        }
+        out += replacement;
+        i = semicolon;
+    }
+    return out;
+}
 
 // The value of the first rdf:about attribute of a packet's text.
 std::string aboutIn(const std::string& text)
 {
-    const std::size_t start = text.find(AboutKey);
-    if (start == std::string::npos) {
+    const AboutAttribute about = findAbout(text, 0);
+    if (about.start == std::string::npos) {
         return {};
     }
-    const std::size_t end = text.find('"', start + AboutKey.size());
-    return end == std::string::npos ? std::string()
-                                    : text.substr(start + AboutKey.size(), end - start - AboutKey.size());
+    return attributeValue(text.substr(about.valueStart, about.valueEnd - about.valueStart));
 }
 
 // Every rdf:about attribute of a packet's text set to `uri`.
 void replaceAbout(std::string& text, const std::string& uri)
 {
-    const std::string replacement = AboutKey + escapeAttribute(uri) + "\"";
-    for (std::size_t at = text.find(AboutKey); at != std::string::npos;
-         at = text.find(AboutKey, at + replacement.size())) {
-        const std::size_t end = text.find('"', at + AboutKey.size());
-        if (end == std::string::npos) {
-            break;
-        }
-        text.replace(at, end + 1 - at, replacement);
+    const std::string replacement = "rdf:about=\"" + escapeAttribute(uri) + "\"";
+    for (AboutAttribute at = findAbout(text, 0); at.start != std::string::npos;
+         at = findAbout(text, at.start + replacement.size())) {
+        text.replace(at.start, at.valueEnd + 1 - at.start, replacement);
     }
 }
 

@@ -6,6 +6,7 @@ set -u
 lumeno=$1 maker=$2 data=$3
 . "$(dirname "$0")/../support/checks.sh"
 private_folders
+camera=$data/camera   # real camera files (see its README)
 
 # --- The bundled sample --------------------------------------------------------------------
 out=$("$lumeno" dump "$data/sample.tif"); rc=$?
@@ -124,6 +125,30 @@ check "a truncated JPEG is a failure" [ $? -eq 1 ]
 check "a truncated JPEG is left as it was" cmp -s "$tmp/cut.jpg" "$tmp/cut0.jpg"
 check "the reason is given" grep -qF "cut.jpg: cannot turn the picture:" "$tmp/err"
 
+# --- Edits keep what they did not mean to change ---------------------------------------------------
+cp "$data/sample.jpg" "$tmp/when.jpg"
+"$lumeno" annotate --set "Date Created=20240506" --set "Time Created=070809+0200" "$tmp/when.jpg"
+"$lumeno" annotate --set "Time Created=250000+0000" "$tmp/when.jpg" 2>"$tmp/err"
+check "an hour of 25 is refused" [ $? -eq 1 ]
+check "the refusal says what is wrong" grep -qF "Time Created: '250000+0000' is not a valid time (HHMMSS+HHMM)" "$tmp/err"
+check "the XMP date is kept" [ "$(exiftool -s3 -XMP:DateCreated "$tmp/when.jpg")" = "2024:05:06 07:08:09+02:00" ]
+cp "$camera/IPTC.jpg" "$tmp/digest.jpg"   # its IPTC digest is stale already
+"$lumeno" annotate --set "Caption=Digest made anew" "$tmp/digest.jpg"
+check "the IPTC digest is made anew" [ "$(exiftool -s3 -IPTCDigest "$tmp/digest.jpg")" = "$(exiftool -s3 -CurrentIPTCDigest "$tmp/digest.jpg")" ]
+check "exiftool does not take the IPTC for stale" bash -c '! exiftool -s3 -warning "$1" | grep -q IPTCDigest' _ "$tmp/digest.jpg"
+for rows in 75 32; do   # one strip, and several
+  ppm2tiff -c none -r "$rows" "$tmp/p.ppm" "$tmp/strips.tif"
+  cp "$tmp/strips.tif" "$tmp/strips0.tif"
+  "$lumeno" annotate --set "Caption=Strips" "$tmp/strips.tif"
+  check "a TIFF of $rows rows per strip keeps its strips" \
+    [ "$(tiffdump "$tmp/strips.tif" | grep -E '^(StripOffsets|RowsPerStrip|StripByteCounts) ')" = \
+      "$(tiffdump "$tmp/strips0.tif" | grep -E '^(StripOffsets|RowsPerStrip|StripByteCounts) ')" ]
+  check "a TIFF of $rows rows per strip keeps its pixels" tiffcmp "$tmp/strips0.tif" "$tmp/strips.tif"
+  check "the TIFF's IPTC is written as LONGs" grep -q "^33723 (0x83bb) LONG (4)" <(tiffdump "$tmp/strips.tif")
+  check "exiftool finds the TIFF's IPTC standard" bash -c '! exiftool -validate -warning -a "$1" | grep -q "Non-standard"' _ "$tmp/strips.tif"
+  check "the TIFF's caption reads back" [ "$(exiftool -s3 -IPTC:Caption-Abstract "$tmp/strips.tif")" = "Strips" ]
+done
+
 # --- export ------------------------------------------------------------------------------------
 mkdir "$tmp/ex"; cp "$data/sample.jpg" "$tmp/ex/a.b.jpg"; cp "$data/sample.tif" "$tmp/ex/scan.tif"
 "$lumeno" export all "$tmp/ex/a.b.jpg" "$tmp/ex/scan.tif"
@@ -174,7 +199,6 @@ done
 check "no broken file crashed the tool" [ "$crashed" -eq 0 ]
 
 # --- One bad entry costs that entry, not the file ---------------------------------------------
-camera=$data/camera
 patch() { perl "$(dirname "$0")/../support/patch-entry.pl" "$@"; }
 cp "$camera/GPS.jpg" "$tmp/nodesc.jpg"; patch "$tmp/nodesc.jpg" 0x010e 0           # ImageDescription, count 0
 cp "$camera/GPS.jpg" "$tmp/nogps.jpg"; patch "$tmp/nogps.jpg" 0x8825 0             # the GPS pointer, count 0

@@ -2,6 +2,7 @@
 
 #include <Metadata/Exceptions.h>
 #include <Metadata/IPTC.h>
+#include <Metadata/MD5.h>
 
 #include <gtest/gtest.h>
 
@@ -158,6 +159,14 @@ TEST(IPTCEditing, SetAddAndRemoveKeepTheOrderAndTheLimits)
               "Caption: 2001 bytes is longer than its limit of 2000 bytes");
     EXPECT_EQ(refusal([&] { iptc.set(55, "2003"); }), "Date Created: 4 bytes is shorter than its minimum of 8 bytes");
     EXPECT_EQ(refusal([&] { iptc.add(200, "x"); }), "unknown IPTC dataset 2:200");
+    // Dates and times of the right length must still name a moment.
+    EXPECT_EQ(refusal([&] { iptc.set(60, "250000+0000"); }), "Time Created: '250000+0000' is not a valid time (HHMMSS+HHMM)");
+    EXPECT_EQ(refusal([&] { iptc.set(63, "12ab00+0100"); }),
+              "Digital Creation Time: '12ab00+0100' is not a valid time (HHMMSS+HHMM)");
+    EXPECT_EQ(refusal([&] { iptc.set(55, "20241332"); }), "Date Created: '20241332' is not a valid date (CCYYMMDD)");
+    EXPECT_EQ(refusal([&] { iptc.add(30, "2024-5-6"); }), "Release Date: '2024-5-6' is not a valid date (CCYYMMDD)");
+    EXPECT_EQ(refusal([&] { iptc.set(60, "235959-0130"); }), "accepted");
+    EXPECT_EQ(refusal([&] { iptc.set(55, "20240229"); }), "accepted");
     EXPECT_EQ(refusal([&] { iptc.add(25, std::string(64, 'k')); }), "accepted");
     // A refused set changes nothing.
     EXPECT_EQ(refusal([&] { iptc.set(5, std::vector<std::string>{"ok", std::string(65, 'x')}); }),
@@ -214,4 +223,23 @@ TEST(EOLMassager, ConvertsEveryKindOfLineBreak)
     EXPECT_EQ(EOLMassager::toStorage("one\r\ntwo\nthree\rfour\r"), "one\rtwo\rthree\rfour\r");
     EXPECT_EQ(EOLMassager::toStorage(EOLMassager::toDisplay("a\r\rb")), "a\r\rb");
     EXPECT_STREQ(EOLMassager::nativeLineEnd(), "\n");
+}
+
+TEST(IPTCDigest, IsTheMD5OfRFC1321)
+{
+    const auto hex = [](const std::string& text) {
+        const auto d = Metadata::md5(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+        std::string out;
+        for (std::uint8_t b : d) {
+            out += "0123456789abcdef"[b >> 4];
+            out += "0123456789abcdef"[b & 15];
+        }
+        return out;
+    };
+    // RFC 1321, appendix A.5.
+    EXPECT_EQ(hex(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(hex("abc"), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(hex("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
+    EXPECT_EQ(hex("12345678901234567890123456789012345678901234567890123456789012345678901234567890"),
+              "57edf4a22be3c955ac49da2e2107b67a");
 }

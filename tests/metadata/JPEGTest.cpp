@@ -3,9 +3,12 @@
 #include "TiffBuilder.h"
 
 #include <Metadata/Exceptions.h>
+#include <Metadata/MD5.h>
 #include <Metadata/JPEGImageMetadata.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include <filesystem>
 #include <random>
@@ -347,6 +350,42 @@ TEST(JPEG, ResourceBlocksStopAtIdZeroAndIptcBlocksArePaddedToEven)
     EXPECT_EQ(segmentsOf(out)[0].second, app13(OtherResource + block));
 }
 
+TEST(JPEG, AnIptcDigestIsMadeAnewForTheNewRecord)
+{
+    TempFolder folder;
+    const Bytes staleDigest = resourceBlock(ImageMetadata::IPTCDigestResourceId, Bytes(16, 0xAA));
+    for (const char* caption : {"odd", "even"}) {
+        const Bytes source = JpegBuilder()
+                                 .photoshop(staleDigest + resourceBlock(1028, iptcRecord()) + OtherResource)
+                                 .frame()
+                                 .scan()
+                                 .bytes();
+        const Bytes out = written(folder, source, [&](ImageMetadata& image, const std::string& path) {
+            image.iptc().set(120, caption);
+            image.writeWithIPTC(path);
+        });
+        writeBytes(folder.file("out.jpg"), out);
+        const auto o = openFile(folder.file("out.jpg"));
+        const auto& blocks = o->image->resourceBlocks();
+        ASSERT_EQ(blocks.size(), 3u);
+        ASSERT_EQ(blocks[0].id, ImageMetadata::IPTCDigestResourceId);
+        ASSERT_EQ(blocks[1].id, 1028);
+        // The digest of the record's data as its block gives it (padded to even length).
+        const auto expected = md5(blocks[1].data, blocks[1].dataSize);
+        EXPECT_EQ(Bytes(blocks[0].data, blocks[0].data + 16), Bytes(expected.begin(), expected.end())) << caption;
+        EXPECT_EQ(o->image->iptc().values(120), std::vector<std::string>{caption});
+    }
+    // Without a digest before, none is added.
+    const Bytes plain = JpegBuilder().photoshop(resourceBlock(1028, iptcRecord())).frame().scan().bytes();
+    const Bytes noDigest = written(folder, plain, [](ImageMetadata& image, const std::string& path) {
+        image.iptc().set(120, "x");
+        image.writeWithIPTC(path);
+    });
+    const Bytes segment = segmentsOf(noDigest)[0].second;
+    const Bytes digestHeader = bytesOf("8BIM") + Bytes{0x04, 0x25};
+    EXPECT_EQ(std::search(segment.begin(), segment.end(), digestHeader.begin(), digestHeader.end()), segment.end());
+}
+
 TEST(JPEG, ResourceBlocksMayClaimFourBytesMoreThanRemain)
 {
     TempFolder folder;
@@ -385,6 +424,13 @@ TEST(JPEG, XmpUpdateReplacesRatherThanDuplicatesAndDeletesWhatWasRemoved)
     image.updateXMP({25});
     EXPECT_TRUE(image.xmp()->subject().empty());
     EXPECT_EQ(image.xmp()->description(), "Caption"); // not named as removed: left alone
+
+    // A stored pair that names no moment leaves the property as it was: neither erased nor cut
+    // to the date.
+    image.iptc().remove(60);
+    image.iptc().addDataSet(Record2DataSet(60, "250000+0000"));
+    image.updateXMP({});
+    EXPECT_EQ(image.xmp()->dateCreated(), "2024-05-06T07:08:09+02:00");
 
     image.clearXMP();
     image.writeWithIPTC(folder.file("b.jpg"));

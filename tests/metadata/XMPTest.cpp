@@ -120,6 +120,32 @@ TEST(XMP, GivesADocumentIdentityOnceAndKeepsAnExistingOne)
     EXPECT_EQ(back.aboutURI(), about);
 }
 
+TEST(XMP, KeepsTheAboutURIWhateverQuotesAndBlanksTheWriterUsed)
+{
+    // Other writers quote attributes with apostrophes, put blanks around the equals sign and
+    // escape characters: the identity is the same, and the next edit must not make a new one.
+    for (const char* attribute : {"rdf:about='uuid:faf5bdd5-ba3d-11da-ad31-d33d75182f1b'",
+                                  "rdf:about = \"uuid:faf5bdd5-ba3d-11da-ad31-d33d75182f1b\"",
+                                  "rdf:about=\n  'uuid:faf5bdd5&#x2D;ba3d-11da-ad31-d33d75182f1b'"}) {
+        const std::string packet = std::string("<x:xmpmeta xmlns:x='adobe:ns:meta/'>"
+                                               "<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+                                               "<rdf:Description ") +
+                                   attribute +
+                                   " xmlns:dc='http://purl.org/dc/elements/1.1/'><dc:format>image/jpeg</dc:format>"
+                                   "</rdf:Description></rdf:RDF></x:xmpmeta>";
+        XMP xmp(packet.data(), packet.size());
+        EXPECT_EQ(xmp.aboutURI(), "uuid:faf5bdd5-ba3d-11da-ad31-d33d75182f1b") << attribute;
+        xmp.ensureDocumentIdentity();
+        EXPECT_EQ(xmp.aboutURI(), "uuid:faf5bdd5-ba3d-11da-ad31-d33d75182f1b") << attribute;
+        const XMP back = parse(xmp.packetText());
+        EXPECT_EQ(back.aboutURI(), "uuid:faf5bdd5-ba3d-11da-ad31-d33d75182f1b") << attribute;
+    }
+    // A name that merely ends in "rdf:about" is not the attribute.
+    const std::string other = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+                              "<rdf:Description xrdf:about='no' rdf:about=\"yes\"/></rdf:RDF></x:xmpmeta>";
+    EXPECT_EQ(XMP(other.data(), other.size()).aboutURI(), "yes");
+}
+
 TEST(XMP, WritesLongPacketsInPiecesAndKeepsUnparsablePacketsAsTheyAre)
 {
     XMP xmp;

@@ -58,8 +58,10 @@ public:
         std::uint32_t firstIFDOffset_ = 0;
     };
 
-    // The Photoshop resource id of the IPTC-NAA record.
+    // The Photoshop resource ids of the IPTC-NAA record and of its MD5 digest, by which other
+    // programs tell whether the record changed since the XMP was last brought in line with it.
     static constexpr std::uint16_t IPTCResourceId = 1028;
+    static constexpr std::uint16_t IPTCDigestResourceId = 1061;
 
     virtual ~ImageMetadata() = default;
     ImageMetadata(const ImageMetadata&) = delete;
@@ -115,6 +117,8 @@ public:
     // The resource blocks as they are to be written: every other block as it was, and in place
     // of the IPTC block (or at the end, when there was none) the current record's block when
     // `iptcFlag` is set and the record is not empty. With the flag clear no IPTC block is kept.
+    // A digest block is given the digest of the record's new block, so that the record does not
+    // look stale to other programs.
     std::vector<std::uint8_t> resourceBytes(bool iptcFlag) const;
 
 protected:

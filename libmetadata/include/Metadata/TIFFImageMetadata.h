@@ -7,6 +7,7 @@
 
 #include "Metadata/ImageMetadata.h"
 
+#include <array>
 #include <memory>
 #include <string>
 
@@ -34,7 +35,10 @@ private:
     // The stored bytes of a tag of the first directory; empty when it is absent.
     std::vector<std::uint8_t> tagBytes(std::uint16_t tag) const;
     void writeFile(const std::string& path, bool iptcFlag);
-    static void pointersAsLong(const std::string& path);
+    std::vector<std::array<std::uint8_t, 12>> originalStripEntries() const;
+    // The fix-ups of the directory libtiff wrote: see the definition.
+    static void patchRewrittenDirectory(const std::string& path,
+                                        const std::vector<std::array<std::uint8_t, 12>>& stripEntries);
 
     std::shared_ptr<TIFFReader> reader_;
     bool hadPhotoshopTag_ = false;
