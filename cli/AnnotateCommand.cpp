@@ -31,13 +31,17 @@ const char* const AnnotateHelp =
     "  --remove-iptc     write the file without any IPTC record (XMP is kept)\n"
     "  --clear-xmp       write the file without its XMP packet\n"
     "  --backup          keep the original beside it as Lumeno.NN.NAME\n"
+    "  --keep-time       the file keeps its modification time\n"
     "\n"
     "NAME is a dataset name as 'lumeno iptc' shows it (Caption, Keyword,\n"
     "\"Object Name\", ...; any letter case) or its number (120 or 2:120). A text\n"
     "longer than its dataset allows is refused; nothing is cut short.\n"
     "\n"
     "The new file is written beside the old one and put in its place only when\n"
-    "complete: on any failure the original is left as it was.\n"
+    "complete: on any failure the original is left as it was. A symbolic link\n"
+    "stays a link (the file it leads to is rewritten); the file keeps its\n"
+    "permissions and, where the system allows, its owner and group. A file with\n"
+    "other hard links is refused and left as it is.\n"
     "Errors and exit status as for 'lumeno dump'.\n";
 
 struct Edit {
@@ -94,6 +98,7 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
     std::vector<Edit> edits;
     std::vector<std::string> files;
     bool backup = false;
+    Platform::SafeWriteOptions writeOptions;
     bool removeIptc = false;
     bool clearXmp = false;
     try {
@@ -120,6 +125,8 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
                 clearXmp = true;
             } else if (a == "--backup") {
                 backup = true;
+            } else if (a == "--keep-time") {
+                writeOptions.keepModificationTime = true;
             } else if (a == "--") {
                 files.insert(files.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1, arguments.end());
                 break;
@@ -159,9 +166,7 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
                 break;
             }
         }
-        if (backup) {
-            Platform::makeNumberedBackup(file);
-        }
+        writeOptions.makeBackup = backup;
         Platform::writeFileSafely(file, [&](const std::string& temporary) {
             if (clearXmp && removeIptc) {
                 image->clearXMPAndWrite(temporary);
@@ -176,7 +181,7 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
             // The source must be closed before the new file takes its place (Windows will not
             // replace an open file).
             stream.close();
-        });
+        }, writeOptions);
     });
 }
 

@@ -22,7 +22,7 @@ const char* const RenameHelp =
     "overwritten: the file keeps its name and is reported.\n";
 
 const char* const RotateHelp =
-    "Usage: lumeno rotate cw|ccw|180 [--backup|--no-backup] FILE...\n"
+    "Usage: lumeno rotate cw|ccw|180 [--backup|--no-backup] [--keep-time] FILE...\n"
     "\n"
     "Turns JPEG files by a quarter turn clockwise (cw) or counter-clockwise (ccw),\n"
     "or by a half turn, without re-encoding: no quality is lost. Edge blocks that\n"
@@ -32,7 +32,11 @@ const char* const RotateHelp =
     "\n"
     "  --backup      keep the original beside it as Lumeno.NN.NAME\n"
     "  --no-backup   keep no copy\n"
-    "Without either, the CreateBackup setting (section Annotation) decides.\n";
+    "  --keep-time   the turned file keeps the modification time of the original\n"
+    "Without --backup or --no-backup, the CreateBackup setting (section Annotation)\n"
+    "decides. A symbolic link stays a link (the file it leads to is turned); the\n"
+    "file keeps its permissions and, where the system allows, its owner and group.\n"
+    "A file with other hard links is refused and left as it is.\n";
 
 const char* const ExportHelp =
     "Usage: lumeno export exif|iptc|xmp|all FILE...\n"
@@ -41,7 +45,8 @@ const char* const ExportHelp =
     "file's path without its extension, plus .exif.txt (a line \"IFD: NAME\" per\n"
     "directory, then NAME<TAB>VALUE per field and an empty line), .iptc.txt\n"
     "(NAME<TAB>TEXT per dataset) or .xmp (the XMP packet). A file without metadata\n"
-    "of the kind gets no export file.\n";
+    "of the kind gets no export file, and an earlier export of that kind is\n"
+    "removed, so that no file beside it tells of metadata it no longer has.\n";
 
 int runOver(Commands::CommandBase& command, const std::vector<std::string>& files, Streams streams)
 {
@@ -97,12 +102,15 @@ int runRotate(const std::vector<std::string>& arguments, Streams streams)
         return direction == -2 ? 0 : 2;
     }
     std::optional<bool> backup;
+    bool keepTime = false;
     std::vector<std::string> others;
     for (const std::string& a : rest) {
         if (a == "--backup") {
             backup = true;
         } else if (a == "--no-backup") {
             backup = false;
+        } else if (a == "--keep-time") {
+            keepTime = true;
         } else {
             others.push_back(a);
         }
@@ -112,6 +120,7 @@ int runRotate(const std::vector<std::string>& arguments, Streams streams)
         return status;
     }
     Commands::CommandRotateJPEG command(direction + 1, static_cast<std::uint32_t>(files.size()), 0, nullptr, backup);
+    command.keepModificationTimes(keepTime);
     return runOver(command, files, streams);
 }
 

@@ -7,6 +7,10 @@
 #include <Metadata/IPTC.h>
 #include <Metadata/XMP.h>
 
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
 
 namespace Lumeno::Commands {
 
@@ -131,10 +135,16 @@ void CommandExport::perFile(const std::string& path)
         reportFailure(path, e.what());
         return;
     }
-    if (text.empty()) {
-        return; // nothing of the kind: no file
-    }
     const std::string target = exportPath(path, kind_);
+    if (text.empty()) {
+        // Nothing of the kind: no file, and an export made while the picture still had some
+        // goes, rather than stand beside it as if it were current.
+        std::error_code ec;
+        if (fs::is_regular_file(fs::symlink_status(fs::u8path(target), ec)) && !fs::remove(fs::u8path(target), ec) && ec) {
+            reportFailure(path, "cannot remove the earlier " + target + ": " + ec.message());
+        }
+        return;
+    }
     try {
         Platform::writeFileSafely(target, text, true); // lines end the platform's way
     } catch (const std::exception& e) {

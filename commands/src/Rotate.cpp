@@ -101,18 +101,20 @@ void CommandRotateJPEG::perFile(const std::string& path)
     }
 
     try {
-        if (backup) {
-            Platform::makeNumberedBackup(path);
-        }
+        Platform::SafeWriteOptions options = writeOptions_;
+        options.makeBackup = backup;
         // Written as the library left it: no copy of a picture of several megabytes.
-        Platform::writeFileSafely(path, [&turned](const std::string& temporary) {
-            std::ofstream out(fs::u8path(temporary), std::ios::out | std::ios::trunc | std::ios::binary);
-            out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
-            out.close();
-            if (!out) {
-                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
-            }
-        });
+        Platform::writeFileSafely(
+            path,
+            [&turned](const std::string& temporary) {
+                std::ofstream out(fs::u8path(temporary), std::ios::out | std::ios::trunc | std::ios::binary);
+                out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
+                out.close();
+                if (!out) {
+                    throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
+                }
+            },
+            options);
     } catch (const std::exception& e) {
         reportFailure(path, e.what());
         return;

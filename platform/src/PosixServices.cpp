@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #if defined(__GLIBC__)
 #include <malloc.h>
+#include <sys/stat.h>
 #endif
 #include <stdio.h>
 #include <stdlib.h>
@@ -223,6 +224,19 @@ public:
 #else
         (void)keep;
 #endif
+    }
+
+    void keepOwner(const std::string& original, const std::string& replacement) const override
+    {
+        struct stat was {};
+        if (::stat(original.c_str(), &was) != 0) {
+            return;
+        }
+        // Giving a file away takes privileges; a group of one's own does not. Failing both, the
+        // new file is simply the writer's, as any file it makes.
+        if (::chown(replacement.c_str(), was.st_uid, was.st_gid) != 0) {
+            (void)::chown(replacement.c_str(), static_cast<uid_t>(-1), was.st_gid);
+        }
     }
 
     void replaceFile(const std::string& source, const std::string& target) const override

@@ -11,23 +11,72 @@ namespace fs = std::filesystem;
 
 namespace Lumeno::Platform {
 
-void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write)
+namespace {
+
+// The file a path stands for: a symbolic link is followed (to the end of a chain of them) even
+// when what it leads to does not exist yet.
+fs::path fileBehind(const fs::path& path)
 {
-    const fs::path targetPath = fs::u8path(target);
-    fs::path folder = targetPath.parent_path();
+    fs::path file = path;
+    for (int hops = 0; hops < 40; ++hops) {
+        std::error_code ec;
+        if (!fs::is_symlink(fs::symlink_status(file, ec))) {
+            return file;
+        }
+        const fs::path link = fs::read_symlink(file);
+        file = (link.is_absolute() ? link : file.parent_path() / link).lexically_normal();
+    }
+    throw std::system_error(std::make_error_code(std::errc::too_many_symbolic_link_levels), path.u8string());
+}
+
+// The temporary file's name: after the file, so that one left by a killed write says whose it
+// was, and hidden. Names near the system's limit fall back to a short one.
+std::string temporaryPrefix(const fs::path& file)
+{
+    const std::string name = file.filename().u8string();
+    return name.size() <= 200 ? "." + name + ".lumeno-" : std::string(".lumeno-");
+}
+
+} // namespace
+
+void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write,
+                     const SafeWriteOptions& options)
+{
+    const fs::path file = fileBehind(fs::u8path(target));
+    std::error_code ec;
+    const fs::file_status status = fs::status(file, ec);
+    const bool exists = !ec && fs::exists(status);
+    if (exists) {
+        if (!fs::is_regular_file(status)) {
+            throw std::runtime_error("not a regular file");
+        }
+        const std::uintmax_t links = fs::hard_link_count(file, ec);
+        if (!ec && links > 1) {
+            throw std::runtime_error("the file has " + std::to_string(links) +
+                                     " hard links: a new file would leave the other names with the old contents, "
+                                     "so it is left as it is (make it a file of its own first)");
+        }
+        if (options.makeBackup) {
+            makeNumberedBackup(target);
+        }
+    }
+    fs::path folder = file.parent_path();
     if (folder.empty()) {
         folder = ".";
     }
-    const std::string temporary = services().createTemporaryFile(folder.u8string(), ".lumeno-");
+    const std::string temporary = services().createTemporaryFile(folder.u8string(), temporaryPrefix(file));
     try {
         write(temporary);
-        std::error_code ec;
-        const fs::file_status status = fs::status(targetPath, ec);
-        if (!ec && fs::exists(status)) {
+        if (exists) {
+            // The owner first: giving a file away may clear bits that the mode then sets again.
+            services().keepOwner(file.u8string(), temporary);
             fs::permissions(fs::u8path(temporary), status.permissions(), fs::perm_options::replace);
+            if (options.keepModificationTime) {
+                fs::last_write_time(fs::u8path(temporary), fs::last_write_time(file));
+            }
         }
         services().flushToDisk(temporary);
-        services().replaceFile(temporary, target);
+        services().replaceFile(temporary, file.u8string());
     } catch (...) {
         std::error_code ignored;
         fs::remove(fs::u8path(temporary), ignored);

@@ -215,8 +215,18 @@ public:
     // The Windows heap gives large blocks back to the system on its own terms; nothing to ask.
     void keepFreedMemory(bool) const override {}
 
+    // The owner and the rest of the file's security go with ReplaceFileW.
+    void keepOwner(const std::string&, const std::string&) const override {}
+
     void replaceFile(const std::string& source, const std::string& target) const override
     {
+        // ReplaceFileW keeps the replaced file's attributes, security and creation time; a target
+        // that does not exist yet is simply moved into place.
+        if (GetFileAttributesW(wide(target).c_str()) != INVALID_FILE_ATTRIBUTES &&
+            ReplaceFileW(wide(target).c_str(), wide(source).c_str(), nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS,
+                         nullptr, nullptr)) {
+            return;
+        }
         if (!MoveFileExW(wide(source).c_str(), wide(target).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
             fail("cannot replace " + target);
         }

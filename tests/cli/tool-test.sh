@@ -149,6 +149,34 @@ for rows in 75 32; do   # one strip, and several
   check "the TIFF's caption reads back" [ "$(exiftool -s3 -IPTC:Caption-Abstract "$tmp/strips.tif")" = "Strips" ]
 done
 
+mkdir "$tmp/links"; cp "$data/sample.jpg" "$tmp/links/photo.jpg"; cp "$tmp/r.jpg" "$tmp/links/turn.jpg"
+ln -s photo.jpg "$tmp/links/photo-link.jpg"; ln -s turn.jpg "$tmp/links/turn-link.jpg"
+touch -d "2001-02-03 04:05:06" "$tmp/links/photo.jpg" "$tmp/links/turn.jpg"
+chmod 640 "$tmp/links/photo.jpg"
+[ "$(id -u)" -eq 0 ] && chown 4242:4343 "$tmp/links/photo.jpg" "$tmp/links/turn.jpg"
+"$lumeno" annotate --keep-time --set "Caption=Through a link" "$tmp/links/photo-link.jpg"
+"$lumeno" rotate cw --no-backup --keep-time "$tmp/links/turn-link.jpg"
+for f in photo turn; do
+  check "$f: the link stays a link" [ -L "$tmp/links/$f-link.jpg" ]
+  check "$f: --keep-time keeps the modification time" [ "$(stat -c %Y "$tmp/links/$f.jpg")" = "$(date -d '2001-02-03 04:05:06' +%s)" ]
+  [ "$(id -u)" -eq 0 ] && check "$f: the owner and group are kept" [ "$(stat -c %u:%g "$tmp/links/$f.jpg")" = "4242:4343" ]
+done
+check "the link's file was annotated" [ "$(exiftool -s3 -IPTC:Caption-Abstract "$tmp/links/photo.jpg")" = "Through a link" ]
+check "the link's file was turned" [ "$(djpeg "$tmp/links/turn.jpg" | head -c 20 | sed -n 2p | tr ' ' x)" = "64x100" ]
+check "the mode is kept" [ "$(stat -c %a "$tmp/links/photo.jpg")" = "640" ]
+check "nothing else is left in the folder" [ "$(ls -A "$tmp/links" | tr '\n' ' ')" = "photo-link.jpg photo.jpg turn-link.jpg turn.jpg " ]
+"$lumeno" annotate --set "Caption=x" "$tmp/links/photo.jpg"
+check "without --keep-time the time is the time of writing" [ "$(stat -c %Y "$tmp/links/photo.jpg")" -gt 1000000000 ] &&
+  [ "$(stat -c %Y "$tmp/links/photo.jpg")" != "$(date -d '2001-02-03 04:05:06' +%s)" ]
+ln "$tmp/links/photo.jpg" "$tmp/links/hard.jpg"; cp "$tmp/links/photo.jpg" "$tmp/hard0.jpg"
+"$lumeno" annotate --backup --set "Caption=y" "$tmp/links/photo.jpg" 2>"$tmp/err"
+check "a hard-linked file is refused" [ $? -eq 1 ]
+check "the refusal says why" grep -qF "photo.jpg: the file has 2 hard links" "$tmp/err"
+check "both names keep the old contents" cmp -s "$tmp/links/hard.jpg" "$tmp/hard0.jpg"
+check "no backup is left of a refused file" [ ! -e "$tmp/links/Lumeno.00.photo.jpg" ]
+"$lumeno" rotate cw --no-backup "$tmp/links/hard.jpg" 2>"$tmp/err"
+check "rotation refuses it too" [ $? -eq 1 ] && grep -qF "hard links" "$tmp/err"
+
 # --- export ------------------------------------------------------------------------------------
 mkdir "$tmp/ex"; cp "$data/sample.jpg" "$tmp/ex/a.b.jpg"; cp "$data/sample.tif" "$tmp/ex/scan.tif"
 "$lumeno" export all "$tmp/ex/a.b.jpg" "$tmp/ex/scan.tif"
@@ -159,6 +187,9 @@ check "the EXIF export starts with the IFD line" [ "$(head -n 1 "$tmp/ex/a.b.exi
 check "the EXIF export has NAME<TAB>VALUE lines" grep -qxF "$(printf 'ExposureTime\t1/250 second(s)')" "$tmp/ex/a.b.exif.txt"
 check "the IPTC export matches lumeno iptc" cmp -s "$tmp/ex/a.b.iptc.txt" <("$lumeno" iptc "$tmp/ex/a.b.jpg")
 check "the XMP export is the packet" cmp -s "$tmp/ex/a.b.xmp" <("$lumeno" xmp "$tmp/ex/a.b.jpg")
+"$lumeno" annotate --remove-iptc --clear-xmp "$tmp/ex/a.b.jpg" && "$lumeno" export all "$tmp/ex/a.b.jpg"
+check "an export of what the picture no longer has is removed" \
+  [ "$(ls "$tmp/ex" | tr '\n' ' ')" = "a.b.exif.txt a.b.jpg scan.exif.txt scan.tif " ]
 
 # --- columns, tip, overlay ---------------------------------------------------------------------
 cp "$data/sample.jpg" "$tmp/copy.png" # metadata in a file the file manager's objects do not serve

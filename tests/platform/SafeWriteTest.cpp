@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace Lumeno::Platform;
@@ -57,6 +61,8 @@ TEST(WriteFileSafely, ReplacesTheFileOnlyWhenTheNewOneIsComplete)
     writeFileSafely(target, [&](const std::string& temporary) {
         seen = temporary;
         EXPECT_EQ(fs::path(temporary).parent_path(), fs::path(target).parent_path());
+        // Named after the photo, so that one left by a killed write says whose it was.
+        EXPECT_EQ(fs::path(temporary).filename().string().rfind(".photo.jpg.lumeno-", 0), 0u) << temporary;
         put(temporary, "new contents");
     });
     EXPECT_EQ(get(target), "new contents");
@@ -75,6 +81,70 @@ TEST(WriteFileSafely, ReplacesTheFileOnlyWhenTheNewOneIsComplete)
     EXPECT_EQ(folder.count(), 1u);
 
     EXPECT_THROW(writeFileSafely(folder.file("no/such/folder/x.jpg"), [](const std::string&) {}), std::system_error);
+}
+
+TEST(WriteFileSafely, WritesWhatALinkLeadsToAndKeepsOwnerModeAndOnRequestTime)
+{
+    Folder folder;
+    fs::create_directories(folder.file("originals"));
+    const std::string photo = folder.file("originals/photo.jpg");
+    put(photo, "original");
+    fs::permissions(photo, fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read,
+                    fs::perm_options::replace);
+    const std::string link = folder.file("link.jpg");
+    fs::create_symlink("originals/photo.jpg", link);
+    const auto anHourAgo = fs::last_write_time(photo) - std::chrono::hours(1);
+    fs::last_write_time(photo, anHourAgo);
+    // As root, the photo can belong to someone else: the new file must too.
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::chown(photo.c_str(), 4242, 4343), 0);
+    }
+
+    writeFileSafely(link, [](const std::string& temporary) {
+        EXPECT_EQ(fs::path(temporary).parent_path().filename(), "originals");
+        put(temporary, "turned");
+    }, SafeWriteOptions{true});
+    EXPECT_TRUE(fs::is_symlink(link)) << "the link was replaced by a file";
+    EXPECT_EQ(get(photo), "turned");
+    EXPECT_EQ(fs::status(photo).permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
+    EXPECT_EQ(fs::last_write_time(photo), anHourAgo);
+    struct stat after {};
+    ASSERT_EQ(::stat(photo.c_str(), &after), 0);
+    if (root) {
+        EXPECT_EQ(after.st_uid, 4242u);
+        EXPECT_EQ(after.st_gid, 4343u);
+    } else {
+        EXPECT_EQ(after.st_uid, ::geteuid());
+    }
+
+    // Without the option, the time is the time of writing.
+    writeFileSafely(link, [](const std::string& temporary) { put(temporary, "again"); });
+    EXPECT_GT(fs::last_write_time(photo), anHourAgo);
+    EXPECT_EQ(fs::directory_iterator(folder.file("originals"))->path().filename(), "photo.jpg");
+
+    // A link to a file that does not exist yet makes the file, not a file in place of the link.
+    fs::create_symlink("originals/new.txt", folder.file("new-link.txt"));
+    writeFileSafely(folder.file("new-link.txt"), "made", false);
+    EXPECT_TRUE(fs::is_symlink(folder.file("new-link.txt")));
+    EXPECT_EQ(get(folder.file("originals/new.txt")), "made");
+}
+
+TEST(WriteFileSafely, RefusesFilesWithOtherHardLinks)
+{
+    Folder folder;
+    const std::string photo = folder.file("photo.jpg");
+    put(photo, "original");
+    fs::create_hard_link(photo, folder.file("backup.jpg"));
+    try {
+        writeFileSafely(photo, [](const std::string& temporary) { put(temporary, "new"); }, SafeWriteOptions{false, true});
+        FAIL() << "a hard-linked file was replaced";
+    } catch (const std::runtime_error& e) {
+        EXPECT_NE(std::string(e.what()).find("the file has 2 hard links"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(get(photo), "original");
+    EXPECT_EQ(get(folder.file("backup.jpg")), "original");
+    EXPECT_EQ(folder.count(), 2u); // and no backup was made of it
 }
 
 TEST(MakeNumberedBackup, TakesTheNextFreeNumberAndNeverOverwrites)

@@ -44,11 +44,14 @@ public:
     // `backup`: keep the original as Lumeno.NN.NAME; unset, the CreateBackup setting decides.
     CommandRotateJPEG(int direction, std::uint32_t fileCount, std::uintptr_t parentWindow,
                       std::shared_ptr<UI::Settings> settings = nullptr, std::optional<bool> backup = std::nullopt);
+    // Turned files keep the modification time of the originals.
+    void keepModificationTimes(bool keep) { writeOptions_.keepModificationTime = keep; }
     void perFile(const std::string& path) override;
 
 private:
     int operation_;
     std::optional<bool> backup_;
+    Platform::SafeWriteOptions writeOptions_;
     // Each large picture needs the same large blocks as the one before.
     Platform::FreedMemoryKept keptMemory_;
     std::vector<unsigned char> source_;
@@ -58,7 +61,7 @@ enum class ExportKind { EXIF, IPTC, XMP };
 
 // Writes an image's metadata of one kind to a text file beside it: the path without its
 // extension plus ".exif.txt", ".iptc.txt" or ".xmp". An image without metadata of the kind
-// gets no file and is not a failure.
+// gets no file (an earlier export of that kind is removed) and is not a failure.
 class CommandExport : public CommandBase {
 public:
     CommandExport(ExportKind kind, std::uint32_t fileCount, std::uintptr_t parentWindow,

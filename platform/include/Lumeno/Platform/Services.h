@@ -55,6 +55,10 @@ public:
     virtual void flushToDisk(const std::string& path) const = 0;
     // Puts `source` in the place of `target` in one step, replacing it.
     virtual void replaceFile(const std::string& source, const std::string& target) const = 0;
+    // Gives `replacement` the owner and group of `original`, as far as the system lets this
+    // user (the group alone, when the owner cannot be given away); nothing where files carry
+    // their owner in the security the replace keeps (Windows).
+    virtual void keepOwner(const std::string& original, const std::string& replacement) const = 0;
     // Moves `source` to `target` in one step unless `target` exists: false (and nothing moved)
     // when it does; other failures throw.
     virtual bool moveFileNoReplace(const std::string& source, const std::string& target) const = 0;
@@ -106,11 +110,23 @@ public:
 // written in local time, and new GUIDs). Programs call it once at start.
 void installMetadataServices();
 
-// Writes `target` through `write`, which is given the path of a temporary file in the same
-// folder to fill. Only when `write` has finished is the file flushed to disk and renamed over
-// the target (keeping the target's permissions); on any failure the target stays as it was and
-// the temporary file is removed.
-void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write);
+struct SafeWriteOptions {
+    // The new file gets the modification time of the one it replaces.
+    bool keepModificationTime = false;
+    // The file is first kept as a numbered backup beside it (see makeNumberedBackup), once it
+    // is known that it may be replaced.
+    bool makeBackup = false;
+};
+
+// Writes `target` through `write`, which is given the path of a temporary file beside it
+// (".NAME.lumeno-XXXXXX") to fill. Only when `write` has finished is the file flushed to disk
+// and renamed over the target; on any failure the target stays as it was and the temporary file
+// is removed. A symbolic link stays a link: the file it leads to is the one replaced. The new
+// file keeps the old one's permissions and, where the system allows, its owner and group. A
+// file with other hard links is refused (std::runtime_error): a new file would leave the other
+// names with the old contents.
+void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write,
+                     const SafeWriteOptions& options = {});
 
 // writeFileSafely with the file's whole contents given; `text` writes them in text mode (lines end
 // the platform's way).
