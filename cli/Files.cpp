@@ -22,10 +22,9 @@ int forEachFile(const std::vector<std::string>& files, Streams streams, bool hea
                 streams.out << "==> " << file << " <==\n";
             }
             each(file);
-        } catch (const Metadata::IOOpenError&) {
+        } catch (const Metadata::IOOpenError& e) {
             // The library's own text for this is about writing; say what happened.
-            std::error_code ec(errno, std::generic_category());
-            fail("cannot open: " + ec.message());
+            fail(!e.reason().empty() ? e.reason() : std::error_code(errno, std::generic_category()).message());
         } catch (const Metadata::Exception& e) {
             fail(e.message());
         } catch (const Metadata::Error& e) {

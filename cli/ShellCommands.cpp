@@ -2,10 +2,13 @@
 // overlays answer for each file.
 #include "Commands.h"
 
+#include <Metadata/Text.h>
+
 #include <Lumeno/Shell/ShellCore.h>
 
 #include <iomanip>
 #include <ostream>
+#include <algorithm>
 #include <sstream>
 
 namespace Lumeno::Cli {
@@ -20,7 +23,8 @@ const char* const ColumnsHelp =
     "--columns picks columns by title (DateTimeOriginal, FNumber, Caption, ...).\n"
     "--json prints an array with one object per file,\n"
     "{\"path\": PATH, \"values\": {TITLE: TEXT}}, holding every column that has an\n"
-    "answer (empty texts kept, unanswered columns left out).\n"
+    "answer, or with --columns the chosen ones (empty texts kept, unanswered\n"
+    "columns left out).\n"
     "The EnableExifColumns and EnableIptcColumns settings (section Shell) decide\n"
     "which columns exist, as they do for the file manager.\n";
 
@@ -36,35 +40,24 @@ const char* const OverlayHelp =
     "\n"
     "The icon overlay the file manager puts on each file, after the metadata it\n"
     "carries: PATH, a tab, and the overlay's name (\"Lumeno EXIF & IPTC\", ...) or\n"
-    "\"none\".\n";
+    "\"none\". With the EnableIconOverlays setting (section Shell) off, every file\n"
+    "has none, as in the file manager.\n";
 
-// JSON text; bytes that are not UTF-8 are taken as Latin-1.
+// JSON text; bytes that are not UTF-8 are taken as Latin-1. Written the way the COM server's
+// test program writes it, so that the two can be compared byte for byte.
 std::string json(const std::string& text)
 {
     std::string out = "\"";
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto c = static_cast<unsigned char>(text[i]);
+    for (char ch : Metadata::Text::toUtf8(text)) {
+        const auto c = static_cast<unsigned char>(ch);
         if (c == '"' || c == '\\') {
             out += '\\';
-            out += static_cast<char>(c);
+            out += ch;
         } else if (c < 0x20) {
             static const char Hex[] = "0123456789abcdef";
             out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c == '\t' ? "\\t" : std::string("\\u00") + Hex[c >> 4] + Hex[c & 15];
-        } else if (c < 0x80) {
-            out += static_cast<char>(c);
         } else {
-            std::size_t n = (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-            bool valid = n > 0 && i + n <= text.size();
-            for (std::size_t k = 1; valid && k < n; ++k) {
-                valid = (static_cast<unsigned char>(text[i + k]) >> 6) == 2;
-            }
-            if (valid) {
-                out.append(text, i, n);
-                i += n - 1;
-            } else {
-                out += static_cast<char>(0xC0 | (c >> 6));
-                out += static_cast<char>(0x80 | (c & 0x3F));
-            }
+            out += ch;
         }
     }
     return out + "\"";
@@ -78,12 +71,14 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
     std::vector<std::string> titles = {"DateTimeOriginal", "PixelXDimension", "PixelYDimension", "ExposureTime",
                                        "FNumber", "ISOSpeedRatings", "Title"};
     bool asJson = false;
+    bool chosen = false;
     std::vector<std::string> rest;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == "--json") {
             asJson = true;
         } else if (arguments[i] == "--columns" && i + 1 < arguments.size()) {
             titles.clear();
+            chosen = true;
             std::stringstream list(arguments[++i]);
             for (std::string title; std::getline(list, title, ',');) {
                 if (layout.find(title) == layout.count()) {
@@ -108,9 +103,11 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
             streams.out << (f > 0 ? ",\n " : "\n ") << "{\"path\": " << json(files[f]) << ", \"values\": {";
             bool first = true;
             for (std::size_t i = 0; i < texts.size(); ++i) {
-                if (texts[i]) {
-                    Shell::ColumnInfo column;
-                    layout.info(i, column);
+                Shell::ColumnInfo column;
+                layout.info(i, column);
+                // Every answered column, or those chosen with --columns (in the layout's order).
+                const bool wanted = !chosen || std::find(titles.begin(), titles.end(), column.title) != titles.end();
+                if (texts[i] && wanted) {
                     streams.out << (first ? "" : ", ") << json(column.title) << ": " << json(*texts[i]);
                     first = false;
                 }
@@ -173,8 +170,10 @@ int runOverlay(const std::vector<std::string>& arguments, Streams streams)
     if (const int status = parseFiles(arguments, "overlay", OverlayHelp, streams, files); status >= 0) {
         return status;
     }
+    // With overlays turned off the file manager shows none, whatever a file carries.
+    const bool enabled = Shell::overlaysEnabled();
     for (const std::string& file : files) {
-        const Shell::OverlayInfo* overlay = Shell::overlayFor(Shell::overlayKindOfFile(file));
+        const Shell::OverlayInfo* overlay = enabled ? Shell::overlayFor(Shell::overlayKindOfFile(file)) : nullptr;
         streams.out << file << '\t' << (overlay != nullptr ? overlay->name : "none") << '\n';
     }
     return 0;

@@ -1,5 +1,5 @@
 # Writes a C++ source that carries files byte for byte: cmake -DOUTPUT=... -DFOLDER=...
-# -DINSTALLED=... -P embed.cmake
+# -P embed.cmake
 function(embed variable file)
   file(READ "${file}" hex HEX)
   file(SIZE "${file}" size)
@@ -11,6 +11,6 @@ endfunction()
 set(body "")
 embed(stylesheet "${FOLDER}/LumenoGallery.XSL")
 embed(logo "${FOLDER}/__Lumeno.GIF")
-file(WRITE "${OUTPUT}.new" "// Generated from db/resources; do not edit.\n#include \"Resources.h\"\n\nnamespace Lumeno::DB::Resources {\n\n${body}extern const char* const installationFolder = \"${INSTALLED}\";\n\n} // namespace Lumeno::DB::Resources\n")
+file(WRITE "${OUTPUT}.new" "// Generated from db/resources; do not edit.\n#include \"Resources.h\"\n\nnamespace Lumeno::DB::Resources {\n\n${body}\n} // namespace Lumeno::DB::Resources\n")
 file(COPY_FILE "${OUTPUT}.new" "${OUTPUT}" ONLY_IF_DIFFERENT)
 file(REMOVE "${OUTPUT}.new")

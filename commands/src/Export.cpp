@@ -128,8 +128,8 @@ void CommandExport::perFile(const std::string& path)
         const auto image = Metadata::openImage(path, stream);
         text = kind_ == ExportKind::EXIF ? exifText(*image) : kind_ == ExportKind::IPTC ? iptcText(image->iptc())
                                                                                           : xmpText(*image);
-    } catch (const Metadata::IOOpenError&) {
-        reportFailure(path, "cannot open the file");
+    } catch (const Metadata::IOOpenError& e) {
+        reportFailure(path, e.reason().empty() ? "cannot open the file" : e.reason());
         return;
     } catch (const std::exception& e) {
         reportFailure(path, e.what());

@@ -1,5 +1,7 @@
 #include "Lumeno/Commands/FileCommands.h"
 
+#include <Metadata/ImageFactory.h>
+
 #include <Lumeno/DB/Store.h>
 
 #include <turbojpeg.h>
@@ -66,6 +68,10 @@ void CommandRotateJPEG::perFile(const std::string& path)
     }
     const bool backup = backup_ ? *backup_ : settings().getCreateBackup();
 
+    if (const std::string why = Metadata::whyNotARegularFile(path); !why.empty()) {
+        reportFailure(path, why);
+        return;
+    }
     // Read into the buffer the previous picture used: it is already there, and already mapped.
     {
         std::ifstream in(fs::u8path(path), std::ios::binary | std::ios::ate);

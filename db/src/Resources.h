@@ -9,7 +9,5 @@ extern const unsigned char stylesheet[]; // LumenoGallery.XSL
 extern const std::size_t stylesheetSize;
 extern const unsigned char logo[]; // __Lumeno.GIF
 extern const std::size_t logoSize;
-// Where the installed style sheet and folder icon are found.
-extern const char* const installationFolder;
 
 } // namespace Lumeno::DB::Resources

@@ -2,6 +2,7 @@
 
 #include "Resources.h"
 
+#include <Lumeno/Platform/Services.h>
 #include <Metadata/Text.h>
 
 #include <libxml/SAX2.h>
@@ -309,7 +310,21 @@ std::string Serializer::logoResource()
 std::string Serializer::installationFolder()
 {
     const char* folder = std::getenv("LUMENO_DATA_DIR");
-    return folder != nullptr && folder[0] != '\0' ? folder : Resources::installationFolder;
+    if (folder != nullptr && folder[0] != '\0') {
+        return folder;
+    }
+    // Found from the program itself, so that an installed or moved program finds its files: the
+    // data folder of the installation (which the build tree mirrors), or the program's own
+    // folder (where the Windows installer puts everything).
+    const std::string program = Platform::services().programFolder();
+    const std::string installed = program + "/" + LUMENO_DATA_FROM_PROGRAM;
+    for (const std::string& candidate : {installed, program}) {
+        std::error_code ec;
+        if (fs::is_regular_file(fs::u8path(candidate) / "LumenoGallery.CSS", ec)) {
+            return candidate;
+        }
+    }
+    return installed;
 }
 
 void Serializer::writeGallery(GalleryDocument& document, const std::string& folder)

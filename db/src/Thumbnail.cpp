@@ -26,7 +26,10 @@ struct ThumbnailModule {
     ThumbnailModule()
     {
         const Platform::Services& system = Platform::services();
-        for (const std::string& folder : {system.programFolder(), std::string(LUMENO_BUILT_MODULE_FOLDER)}) {
+        // Beside the program, or in the installation's module folder (which the build tree
+        // mirrors).
+        const std::string program = system.programFolder();
+        for (const std::string& folder : {program + "/" + LUMENO_MODULES_FROM_PROGRAM, program}) {
             try {
                 module = system.loadModule(folder + "/" + LUMENO_THUMBNAIL_MODULE);
             } catch (const std::system_error& e) {

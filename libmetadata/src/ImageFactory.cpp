@@ -5,7 +5,10 @@
 #include "Metadata/JPEGImageMetadata.h"
 #include "Metadata/TIFFImageMetadata.h"
 
+#include <filesystem>
 #include <new>
+#include <system_error>
+#include <cerrno>
 
 namespace Metadata {
 
@@ -67,12 +70,46 @@ std::unique_ptr<ImageMetadata> ImageFactory::create(ImageStreamT& stream) const
     METADATA_THROW(FileFormatException, "Unsupported file format");
 }
 
+std::string whyNotARegularFile(const std::string& path)
+{
+    // What a path is (after following links), asked before anything is opened: opening a FIFO
+    // waits for a writer, and a folder opens and then fails to read.
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const fs::file_status status = fs::status(fs::u8path(path), ec);
+    if (ec) {
+        return ec.message();
+    }
+    switch (status.type()) {
+    case fs::file_type::regular:
+        return {};
+    case fs::file_type::not_found:
+        return std::make_error_code(std::errc::no_such_file_or_directory).message();
+    case fs::file_type::directory:
+        return std::make_error_code(std::errc::is_a_directory).message();
+    case fs::file_type::fifo:
+        return "not a regular file (a FIFO)";
+    case fs::file_type::socket:
+        return "not a regular file (a socket)";
+    case fs::file_type::block:
+    case fs::file_type::character:
+        return "not a regular file (a device)";
+    default:
+        return "not a regular file";
+    }
+}
+
 std::unique_ptr<ImageMetadata> openImage(const std::string& path, ImageStreamT& stream)
 {
     stream.setFileName(path);
+    if (std::string why = whyNotARegularFile(path); !why.empty()) {
+        METADATA_THROW(IOOpenError, std::move(why));
+    }
     stream.open(path, std::ios::in | std::ios::binary);
     if (!stream.good() || !stream.is_open()) {
-        METADATA_THROW0(IOOpenError);
+        const int error = errno;
+        METADATA_THROW(IOOpenError, error != 0 ? std::error_code(error, std::generic_category()).message()
+                                               : std::string("cannot open the file"));
     }
     return ImageFactory::instance().create(stream);
 }

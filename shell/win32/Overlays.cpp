@@ -40,7 +40,7 @@ public:
         HRESULT answer = S_OK;
         bool enabled = true;
         try {
-            enabled = UI::Settings().getEnableIconOverlays();
+            enabled = overlaysEnabled();
         } catch (...) {
         }
         if (!enabled) {

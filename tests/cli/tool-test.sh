@@ -210,6 +210,11 @@ check "overlays name the combination" [ "$("$lumeno" overlay "$data/sample.jpg" 
 "$lumeno" settings set Shell EnableExifColumns 0
 check "with EXIF columns off, Title is column 0" grep -qF '"values": {"Title": "Morning light"' <("$lumeno" columns --json "$data/sample.jpg")
 "$lumeno" settings set Shell EnableExifColumns 1
+check "columns --json gives the columns chosen" grep -qF '"values": {"FNumber": "28/5", "Title": "Morning light"}}' \
+  <("$lumeno" columns --json --columns Title,FNumber "$data/sample.jpg")
+"$lumeno" settings set Shell EnableIconOverlays 0
+check "with overlays off, no file has one" [ "$("$lumeno" overlay "$data/sample.jpg")" = "$(printf '%s\tnone' "$data/sample.jpg")" ]
+"$lumeno" settings set Shell EnableIconOverlays 1
 
 # --- Broken files never crash the tool -----------------------------------------------------------
 size=$(stat -c %s "$data/sample.jpg")
@@ -264,7 +269,15 @@ printf '\211PNG\r\n\032\n\000\000\000\rIHDR' >"$tmp/picture.png"
 printf 'II*\000\010\000\000\000\145\000' >"$tmp/hostile.tif"
 err=$("$lumeno" dump "$tmp/missing.tif" "$tmp/text.tif" "$tmp/picture.png" "$tmp/hostile.tif" "$data/sample.tif" 2>&1 >"$tmp/out"); rc=$?
 check "failed files give exit status 1" [ "$rc" -eq 1 ]
-check "missing file reported" grep -qxF "lumeno: $tmp/missing.tif: cannot open: No such file or directory" <<<"$err"
+check "missing file reported" grep -qxF "lumeno: $tmp/missing.tif: No such file or directory" <<<"$err"
+mkfifo "$tmp/pipe.jpg"
+for command in show dump iptc xmp; do
+  timeout 10 "$lumeno" "$command" "$tmp" "$tmp/pipe.jpg" >/dev/null 2>"$tmp/err"; rc=$?
+  check "$command of a folder and a FIFO ends with status 1" [ "$rc" -eq 1 ]
+  check "$command says a folder is one" grep -qxF "lumeno: $tmp: Is a directory" "$tmp/err"
+  check "$command says a FIFO is not a regular file" grep -qxF "lumeno: $tmp/pipe.jpg: not a regular file (a FIFO)" "$tmp/err"
+done
+rm "$tmp/pipe.jpg"
 check "other format reported" grep -qxF "lumeno: $tmp/text.tif: Unsupported file format" <<<"$err"
 check "a PNG is reported" grep -qxF "lumeno: $tmp/picture.png: Unsupported file format" <<<"$err"
 check "a broken directory costs itself, with a warning" grep -qxF "lumeno: $tmp/hostile.tif: warning: Invalid IFD" <<<"$err"

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <random>
 
@@ -453,8 +455,24 @@ TEST(ImageFactory, PicksTheContainerByTheFirstBytesOnly)
     writeBytes(folder.file("t.jpg"), minimalTiff(true));
     EXPECT_STREQ(openFile(folder.file("t.jpg"))->image->formatName(), "TIFF");
 
-    ImageStreamT stream;
-    EXPECT_THROW(openImage(folder.file("missing.jpg"), stream), IOOpenError);
+    // What is not a regular file is refused before it is opened, saying what it is.
+    const auto reason = [](const std::string& path) {
+        try {
+            ImageStreamT stream;
+            openImage(path, stream);
+        } catch (const IOOpenError& e) {
+            EXPECT_STREQ(e.what(), "write failed");
+            return e.reason();
+        }
+        return std::string("opened");
+    };
+    EXPECT_EQ(reason(folder.file("missing.jpg")), "No such file or directory");
+    std::filesystem::create_directory(folder.file("folder.jpg"));
+    EXPECT_EQ(reason(folder.file("folder.jpg")), "Is a directory");
+    ASSERT_EQ(::mkfifo(folder.file("fifo.jpg").c_str(), 0600), 0);
+    EXPECT_EQ(reason(folder.file("fifo.jpg")), "not a regular file (a FIFO)"); // and does not wait
+    std::filesystem::create_symlink("t.jpg", folder.file("link.jpg"));
+    EXPECT_EQ(reason(folder.file("link.jpg")), "opened");
 
     writeBytes(folder.file("png"), {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'});
     ImageStreamT png;

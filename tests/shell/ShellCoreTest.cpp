@@ -238,3 +238,42 @@ TEST_F(ShellFiles, OverlayKindsAndTheSharedDecision)
     }
     EXPECT_LE(yes.load(), 20);
 }
+
+TEST_F(ShellFiles, ColumnsOfManyFilesOnEightThreadsAreThoseOfOneThread)
+{
+    // The shell asks for columns on several threads at once. Files in inches and in
+    // centimetres side by side: no file may show another's unit.
+    const ColumnLayout layout(true, true);
+    std::vector<std::string> paths;
+    for (int i = 0; i < 320; ++i) {
+        TiffBuilder t;
+        t.ifd0().ascii(271, "Acme").rationals(282, {{static_cast<std::uint32_t>(72 + i), 1}})
+            .rationals(283, {{72, 1}}).shorts(296, {i % 2 == 0 ? 2u : 3u});
+        paths.push_back(put("unit" + std::to_string(i) + ".tif", t.build()));
+    }
+    std::vector<std::vector<std::optional<std::string>>> expected;
+    for (const std::string& p : paths) {
+        expected.push_back(columnTexts(p, layout));
+    }
+    ASSERT_EQ(*expected[0][layout.find("XResolution")], "72 pixels/inch");
+    ASSERT_EQ(*expected[1][layout.find("XResolution")], "73 pixels/centimeter");
+
+    for (int round = 0; round < 3; ++round) {
+        clearColumnCache();
+        std::vector<std::vector<std::optional<std::string>>> answers(paths.size());
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 8; ++t) {
+            threads.emplace_back([&, t] {
+                for (std::size_t i = static_cast<std::size_t>(t); i < paths.size(); i += 8) {
+                    answers[i] = columnTexts(paths[i], layout);
+                }
+            });
+        }
+        for (std::thread& t : threads) {
+            t.join();
+        }
+        for (std::size_t i = 0; i < paths.size(); ++i) {
+            ASSERT_EQ(answers[i], expected[i]) << paths[i] << " in round " << round;
+        }
+    }
+}

@@ -36,10 +36,19 @@ public:
 };
 
 // A file that could not be opened. Its text is "write failed", the same as a write failure:
-// callers that need to tell the two apart do so by class.
+// callers that need to tell the two apart do so by class. The reason says why, in the system's
+// words where it has them ("No such file or directory", "Is a directory"); it may be empty.
 class IOOpenError : public IOException {
 public:
     IOOpenError(const char* file, std::uint32_t line) : IOException("write failed", file, line) {}
+    IOOpenError(std::string reason, const char* file, std::uint32_t line)
+        : IOException("write failed", file, line), reason_(std::move(reason))
+    {
+    }
+    const std::string& reason() const noexcept { return reason_; }
+
+private:
+    std::string reason_;
 };
 
 class IOReadException : public IOException {

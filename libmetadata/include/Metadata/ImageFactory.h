@@ -30,6 +30,13 @@ public:
 
 // Opens `path` in `stream` (which keeps the path as its file name) and creates its container.
 // Throws IOOpenError when the file cannot be opened. The stream must outlive the container.
+// Opens `path` for reading into `stream` and makes its container. A path that is not a
+// regular file (after following links: a folder, a FIFO, a device, nothing at all) is refused
+// before it is opened, with IOOpenError naming why.
 std::unique_ptr<ImageMetadata> openImage(const std::string& path, ImageStreamT& stream);
+
+// Empty when `path` is a regular file (after following links); otherwise why not, in words for
+// the user ("No such file or directory", "Is a directory", "not a regular file (a FIFO)").
+std::string whyNotARegularFile(const std::string& path);
 
 } // namespace Metadata

@@ -162,6 +162,12 @@ std::optional<std::string> columnText(const Metadata::ImageMetadata& image, cons
 
 namespace {
 
+std::mutex& displayMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
 // Answers kept per file, while the file stays as it was.
 class ColumnCache {
 public:
@@ -247,9 +253,12 @@ private:
         try {
             Metadata::ImageStreamT stream;
             const auto image = Metadata::openImage(path, stream);
-            // Resolutions name this file's own unit, not the last one any formatter saw.
-            image->exif().useResolutionUnit();
             std::vector<std::optional<std::string>> texts(layout.count());
+            // Resolutions name this file's own unit, not the last one any formatter saw. The
+            // formatters keep that unit for the whole process, so files are formatted one at a
+            // time: another thread setting its file's unit in between would change this one's.
+            std::lock_guard<std::mutex> lock(displayMutex());
+            image->exif().useResolutionUnit();
             for (std::size_t i = 0; i < texts.size(); ++i) {
                 texts[i] = columnText(*image, layout, i);
             }
@@ -398,6 +407,11 @@ const OverlayInfo* overlayFor(OverlayKind kind)
         }
     }
     return nullptr;
+}
+
+bool overlaysEnabled()
+{
+    return UI::Settings().getEnableIconOverlays();
 }
 
 OverlayKind overlayKind(const Metadata::ImageMetadata& image)

@@ -100,6 +100,10 @@ struct OverlayInfo {
 const std::vector<OverlayInfo>& overlays();
 const OverlayInfo* overlayFor(OverlayKind kind);
 
+// Whether the user shows icon overlays at all (EnableIconOverlays); when off, no overlay is shown
+// whatever a file carries.
+bool overlaysEnabled();
+
 // The kind of an image: which of EXIF, IPTC and XMP it carries (each counts when not empty; in a
 // TIFF, EXIF counts when there is a non-empty EXIF directory).
 OverlayKind overlayKind(const Metadata::ImageMetadata& image);

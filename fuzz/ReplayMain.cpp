@@ -1,0 +1,52 @@
+// A plain main for the fuzz targets: feeds every file given (or every file of a folder given)
+// to the target once, so that inputs found by fuzzing, and the sample files, run in the ordinary
+// tests and under the sanitizer build without libFuzzer.
+// Usage: fuzz_replay_TARGET FILE-OR-FOLDER...
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace fs = std::filesystem;
+
+int main(int argc, char** argv)
+{
+    std::vector<fs::path> inputs;
+    for (int i = 1; i < argc; ++i) {
+        const fs::path given = argv[i];
+        std::error_code ec;
+        if (fs::is_directory(given, ec)) {
+            for (const auto& entry : fs::directory_iterator(given)) {
+                if (entry.is_regular_file()) {
+                    inputs.push_back(entry.path());
+                }
+            }
+        } else if (fs::is_regular_file(given, ec)) {
+            inputs.push_back(given);
+        } else {
+            std::fprintf(stderr, "%s: no such file or folder\n", argv[i]);
+            return 2;
+        }
+    }
+    std::sort(inputs.begin(), inputs.end());
+    if (inputs.empty()) {
+        std::fprintf(stderr, "nothing to replay\n");
+        return 2;
+    }
+    for (const fs::path& input : inputs) {
+        std::ifstream in(input, std::ios::binary);
+        const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        // A crash, a sanitizer report or an abort from the target's own checks ends the run here,
+        // naming the input last started.
+        std::fprintf(stderr, "%s\n", input.string().c_str());
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    }
+    std::printf("%zu inputs replayed\n", inputs.size());
+    return 0;
+}
