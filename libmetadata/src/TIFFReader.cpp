@@ -118,6 +118,9 @@ std::shared_ptr<TIFFReader> TIFFReader::open(std::shared_ptr<const ByteSource> s
 
 void TIFFReader::read(std::uint64_t offset, std::uint8_t* destination, std::size_t n) const
 {
+    if (n == 0) {
+        return; // an empty value: `destination` may be no buffer at all
+    }
     if (offset >= size_) {
         std::memset(destination, 0, n);
         return;
