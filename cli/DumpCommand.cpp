@@ -227,12 +227,6 @@ void writeDump(JsonWriter& json, const std::string& file, const Metadata::ImageM
     json.endObject();
 }
 
-const char* dataSetName(std::uint8_t number)
-{
-    const Metadata::DataSetInfo* info = Metadata::Record2DataSet::info(number);
-    return info != nullptr ? info->name : "?";
-}
-
 void showXmp(std::ostream& out, const Metadata::XMP* xmp)
 {
     if (xmp == nullptr || xmp->empty()) {
@@ -353,7 +347,7 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
             out << "(none)\n";
         }
         for (const Metadata::Record2DataSet& d : image.iptc().dataSets()) {
-            out << dataSetName(d.dataSet()) << ": " << Metadata::EOLMassager::toDisplay(d.text()) << '\n';
+            out << Metadata::Record2DataSet::nameOf(d.dataSet()) << ": " << Metadata::EOLMassager::toDisplay(d.text()) << '\n';
         }
 
         out << "\n=== XMP ===\n";

@@ -33,9 +33,15 @@ const char* const GalleryHelp =
     "                            date (and their thumbnails)\n"
     "  export NAME DIR           write the gallery as a web page into DIR: open\n"
     "                            DIR/index.html (sub-galleries go in folders below)\n"
+    "  check                     verify every file of the store\n"
+    "  repair                    mend a damaged store: replay its log, save every\n"
+    "                            record its files still hold, set the old files\n"
+    "                            aside in a folder Damaged-TIME and make the store\n"
+    "                            anew from what was saved\n"
     "\n"
     "The store lives in $XDG_DATA_HOME/LumenoWorks/Lumeno unless --store names a\n"
-    "folder.\n";
+    "folder. Several programs may use it at once; check and repair want it to\n"
+    "themselves.\n";
 
 int usage(Streams streams, const std::string& message)
 {
@@ -137,6 +143,26 @@ int runGallery(const std::vector<std::string>& args, Streams streams)
                 command.perFile(file);
             }
             return command.failures() > 0 ? 1 : 0;
+        }
+        if (sub == "check" && arity(0)) {
+            const std::vector<DB::StoreProblem> problems = store.check();
+            for (const DB::StoreProblem& p : problems) {
+                streams.out << p.file << ": " << p.what << '\n';
+            }
+            if (problems.empty()) {
+                streams.out << "the gallery store in " << store.folder() << " is sound\n";
+                return 0;
+            }
+            streams.err << "lumeno gallery: the gallery store is damaged: 'lumeno gallery repair' mends it\n";
+            return 1;
+        }
+        if (sub == "repair" && arity(0)) {
+            const DB::RepairReport report = store.repair();
+            for (const std::string& line : report.lines) {
+                streams.out << line << '\n';
+            }
+            streams.out << "the old files are kept in " << report.setAside << '\n';
+            return 0;
         }
         if (sub == "export" && arity(2)) {
             store.exportGallery(args[1], args[2]);

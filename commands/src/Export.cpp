@@ -95,8 +95,7 @@ std::string iptcText(const Metadata::IPTC& iptc)
 {
     std::string text;
     for (const Metadata::Record2DataSet& d : iptc.dataSets()) {
-        const Metadata::DataSetInfo* info = Metadata::Record2DataSet::info(d.dataSet());
-        text += std::string(info != nullptr ? info->name : "?") + "\t" + escapedText(d.text()) + "\n";
+        text += Metadata::Record2DataSet::nameOf(d.dataSet()) + "\t" + escapedText(d.text()) + "\n";
     }
     return text;
 }

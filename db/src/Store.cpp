@@ -5,6 +5,7 @@
 
 #include <Lumeno/Platform/Services.h>
 #include <Metadata/EXIF.h>
+#include <Metadata/Exceptions.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 #include <Metadata/IPTC.h>
@@ -525,8 +526,10 @@ void Store::update(const std::string& givenPath, bool withThumbnail)
         std::unique_ptr<Metadata::ImageMetadata> image;
         try {
             image = Metadata::openImage(path, stream);
+        } catch (const Metadata::IOOpenError& e) {
+            throw ErrorDb(ENOENT, e.reason().empty() ? std::string("cannot open the file") : e.reason());
         } catch (const std::exception& e) {
-            throw ErrorDb(EIO, path + ": " + e.what());
+            throw ErrorDb(EIO, e.what());
         }
         const Metadata::IPTC& iptc = image->iptc();
         auto first = [&iptc](std::uint8_t dataSet) {
@@ -691,6 +694,95 @@ std::size_t Store::imageCount()
 {
     Utility::CriticalSectionLock lock(section_);
     return table(images_).count();
+}
+
+std::vector<TableDefinition> Store::definitions() const
+{
+    std::vector<TableDefinition> all;
+    for (const StoreCTree* tree : std::initializer_list<const StoreCTree*>{
+             &images_, &keywords_, &thumbnails_, &transporterImages_, &transporterKeywords_, &Galleries, &GalleryImages}) {
+        all.push_back(tree->definition());
+    }
+    return all;
+}
+
+// The store's folder, with the store closed: checking and mending work on the files alone.
+std::string Store::closedFolder()
+{
+    close();
+    const std::string folder = chosenFolder_.empty() ? defaultFolder() : chosenFolder_;
+    std::error_code ec;
+    if (!fs::exists(fs::u8path(folder) / "Gallery.GDB", ec)) {
+        throw ErrorDb(ENOENT, "there is no gallery store in " + folder);
+    }
+    folder_ = folder;
+    return folder;
+}
+
+std::vector<StoreProblem> Store::check()
+{
+    Utility::CriticalSectionLock lock(section_);
+    return Engine::check(closedFolder(), definitions());
+}
+
+RepairReport Store::repair()
+{
+    Utility::CriticalSectionLock lock(section_);
+    RepairReport report = Engine::repair(closedFolder(), definitions());
+    // What the saved records still tell of lost ones: galleries named by their members, and
+    // pictures named by galleries, keywords or thumbnails, whose records are read again from
+    // the pictures themselves.
+    std::vector<std::string> named;
+    std::vector<std::string> paths;
+    table(GalleryImages).range(1, "", [&](RecordId, const Record& r) {
+        named.push_back(r[1]);
+        paths.push_back(r[2]);
+        return true;
+    });
+    table(keywords_).range(1, "", [&](RecordId, const Record& r) {
+        paths.push_back(r[2]);
+        return true;
+    });
+    table(thumbnails_).range(1, "", [&](RecordId, const Record& r) {
+        paths.push_back(r[1]);
+        return true;
+    });
+    std::size_t galleries = 0;
+    for (const std::string& gallery : named) {
+        // Its parents first, each made when missing.
+        for (std::size_t slash = gallery.find('/'); ; slash = gallery.find('/', slash + 1)) {
+            const std::string part = gallery.substr(0, slash);
+            if (validGalleryName(part) && !galleryExists(part)) {
+                table(Galleries).add({std::string(1, '\0'), part, parentOf(part)});
+                ++galleries;
+            }
+            if (slash == std::string::npos) {
+                break;
+            }
+        }
+    }
+    std::size_t pictures = 0;
+    std::size_t missing = 0;
+    for (const std::string& path : paths) {
+        StoreImageEntry entry;
+        if (image(path, entry)) {
+            continue;
+        }
+        try {
+            update(path, false);
+            ++pictures;
+        } catch (const ErrorDb&) {
+            ++missing; // gone or unreadable: its keywords and thumbnail stay as they were
+        }
+    }
+    if (galleries > 0) {
+        report.lines.push_back(std::to_string(galleries) + " galleries made anew from their pictures");
+    }
+    if (pictures > 0 || missing > 0) {
+        report.lines.push_back(std::to_string(pictures) + " pictures read again from their files" +
+                               (missing > 0 ? ", " + std::to_string(missing) + " could not be read" : std::string()));
+    }
+    return report;
 }
 
 void Store::exportGallery(const std::string& name, const std::string& givenFolder)

@@ -1,6 +1,7 @@
 #include "Metadata/IPTC.h"
 
 #include "Metadata/Exceptions.h"
+#include "Metadata/Text.h"
 
 #include <algorithm>
 
@@ -79,6 +80,12 @@ Record2DataSet::Record2DataSet(std::uint8_t dataSet, std::string text)
 {
 }
 
+Record2DataSet::Record2DataSet(std::uint8_t dataSet, const std::uint8_t* bytes, std::uint16_t length)
+    : DataSet(ApplicationRecord, dataSet, length, bytes),
+      text_(bytes, std::find(bytes, bytes + length, std::uint8_t{0}))
+{
+}
+
 const DataSetInfo* Record2DataSet::table() noexcept
 {
     return Record2Table;
@@ -94,14 +101,22 @@ const DataSetInfo* Record2DataSet::info(std::uint8_t dataSet) noexcept
     return nullptr;
 }
 
+std::string Record2DataSet::nameOf(std::uint8_t dataSet)
+{
+    const DataSetInfo* row = info(dataSet);
+    return row != nullptr ? std::string(row->name) : "2:" + std::to_string(dataSet);
+}
+
 IPTC::IPTC() : version_(ApplicationRecord, 0, 2, DefaultVersion) {}
 
 IPTC::IPTC(const std::uint8_t* block, std::size_t size) : IPTC()
 {
     bool inRecord = false;
     std::size_t at = 0;
-    // A dataset starts with the marker and record 2; before the first one anything is skipped
-    // (record 1 among it), after it record 2 must continue without a gap.
+    std::size_t recordStart = size;
+    // A dataset starts with the marker and record 2; before the first one anything is passed
+    // over (record 1 among it), after it record 2 must continue without a gap. What comes before
+    // and after is kept as it is, for the record to be written back with it.
     while (size - at >= 2) {
         if (block[at] != TagMarker || block[at + 1] != ApplicationRecord) {
             if (inRecord) {
@@ -110,31 +125,71 @@ IPTC::IPTC(const std::uint8_t* block, std::size_t size) : IPTC()
             ++at;
             continue;
         }
-        inRecord = true;
-        if (size - at < DataSet::HeaderSize) {
-            break;
-        }
-        const std::uint8_t number = block[at + 2];
-        if ((block[at + 3] & 0x80) != 0) {
-            break; // extended-length datasets are not supported
+        if (size - at < DataSet::HeaderSize || (block[at + 3] & 0x80) != 0) {
+            break; // cut off, or an extended-length dataset: the rest is kept as it stands
         }
         const auto length = static_cast<std::uint16_t>((block[at + 3] << 8) | block[at + 4]);
-        at += DataSet::HeaderSize;
-        if (length > size - at) {
+        if (length > size - at - DataSet::HeaderSize) {
             break; // the value would run past the end of the block
         }
-        const std::uint8_t* value = block + at;
-        at += length;
-        if (length > MaxReadLength) {
-            continue;
+        if (!inRecord) {
+            inRecord = true;
+            recordStart = at;
         }
+        const std::uint8_t number = block[at + 2];
+        const std::uint8_t* value = block + at + DataSet::HeaderSize;
+        at += DataSet::HeaderSize + length;
+        // Every dataset is kept with its bytes exactly as stored: a value with a NUL in it, one
+        // longer than any the standard allows, one of a number the library does not know. An
+        // edit rewrites only the datasets it changes.
         if (number == 0) {
             version_ = DataSet(ApplicationRecord, 0, length, value);
-        } else if (Record2DataSet::info(number) != nullptr) {
-            const auto* end = std::find(value, value + length, std::uint8_t{0});
-            dataSets_.emplace_back(number, std::string(value, end));
+            continue;
+        }
+        dataSets_.emplace_back(number, value, length);
+        const DataSetInfo* row = Record2DataSet::info(number);
+        if (row != nullptr && length > row->maxLength) {
+            warnings_.push_back(std::string(row->name) + ": " + std::to_string(length) +
+                                " bytes is longer than its limit of " + std::to_string(row->maxLength) + " bytes");
         }
     }
+    before_.assign(block, block + std::min(recordStart, size));
+    if (inRecord) {
+        // What follows record 2 (other records, what the reader stopped at), without the zeros
+        // writers pad blocks with.
+        std::size_t end = size;
+        while (end > at && block[end - 1] == 0) {
+            --end;
+        }
+        after_.assign(block + at, block + std::max(at, end));
+    }
+    utf8_ = declaresUtf8(before_);
+}
+
+bool IPTC::declaresUtf8(const std::vector<std::uint8_t>& envelope)
+{
+    // Coded Character Set (dataset 1:90, IIM 4.2 section 1.5.4): the escape sequence ESC % G
+    // (ISO 2022) names UTF-8.
+    for (std::size_t at = 0; at + DataSet::HeaderSize <= envelope.size(); ++at) {
+        if (envelope[at] == TagMarker && envelope[at + 1] == 1 && envelope[at + 2] == 90 && (envelope[at + 3] & 0x80) == 0) {
+            const std::size_t length = (envelope[at + 3] << 8) | envelope[at + 4];
+            const std::size_t value = at + DataSet::HeaderSize;
+            return length == 3 && value + 3 <= envelope.size() && envelope[value] == 0x1B &&
+                   envelope[value + 1] == '%' && envelope[value + 2] == 'G';
+        }
+    }
+    return false;
+}
+
+std::string IPTC::toUtf8(const std::string& text) const
+{
+    // Declared UTF-8: a stray byte that is not is taken as Latin-1, the rest stays. Undeclared:
+    // text that reads as UTF-8 is taken so, anything else as Latin-1 throughout, the common code
+    // page of the writers that declare nothing. Never cut short.
+    if (utf8_) {
+        return Text::toUtf8(text);
+    }
+    return Text::isUtf8(text) ? text : Text::latin1ToUtf8(text);
 }
 
 std::vector<std::string> IPTC::values(std::uint8_t dataSet) const
@@ -291,15 +346,17 @@ void IPTC::setTimeStamp(std::uint8_t dateDataSet, std::uint8_t timeDataSet, cons
 std::vector<std::uint8_t> IPTC::serialize() const
 {
     std::vector<std::uint8_t> out;
-    std::size_t size = DataSet::HeaderSize + version_.length();
+    std::size_t size = before_.size() + DataSet::HeaderSize + version_.length() + after_.size();
     for (const Record2DataSet& d : dataSets_) {
         size += DataSet::HeaderSize + d.length();
     }
     out.reserve(size);
+    out.insert(out.end(), before_.begin(), before_.end());
     version_.write(out);
     for (const Record2DataSet& d : dataSets_) {
         d.write(out);
     }
+    out.insert(out.end(), after_.begin(), after_.end());
     return out;
 }
 

@@ -154,6 +154,9 @@ std::vector<ReadWarning> ImageMetadata::warnings() const
 {
     std::vector<ReadWarning> all = warnings_;
     all.insert(all.end(), exif_->warnings().begin(), exif_->warnings().end());
+    for (const std::string& w : iptc_->warnings()) {
+        all.push_back(ReadWarning{w, 0, -1});
+    }
     return all;
 }
 
@@ -167,12 +170,6 @@ void ImageMetadata::finishReading()
 // ---- XMP from IPTC -----------------------------------------------------------------------
 
 namespace {
-
-// XMP is UTF-8; IPTC text is in the file's code page, Latin-1 when it is not UTF-8 already.
-std::string toUtf8(const std::string& text)
-{
-    return Text::isUtf8(text) ? text : Text::latin1ToUtf8(text);
-}
 
 enum class Kind { Simple, Alternative, Bag, Creator };
 
@@ -226,19 +223,19 @@ void ImageMetadata::updateXMP(const std::vector<std::uint8_t>& removedDataSets)
         }
         switch (m.kind) {
         case Kind::Simple:
-            x.setProperty(m.ns, m.path, toUtf8(values.front()));
+            x.setProperty(m.ns, m.path, iptc_->toUtf8(values.front()));
             break;
         case Kind::Alternative:
             x.deleteProperty(m.ns, m.path);
-            x.setDefaultLanguageAlternative(m.ns, m.path, toUtf8(values.front()));
+            x.setDefaultLanguageAlternative(m.ns, m.path, iptc_->toUtf8(values.front()));
             break;
         case Kind::Creator:
-            x.setCreator(toUtf8(values.front()));
+            x.setCreator(iptc_->toUtf8(values.front()));
             break;
         case Kind::Bag:
             x.deleteProperty(m.ns, m.path);
             for (const std::string& v : values) {
-                x.appendItem(m.ns, m.path, toUtf8(v));
+                x.appendItem(m.ns, m.path, iptc_->toUtf8(v));
             }
             break;
         }

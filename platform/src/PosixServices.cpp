@@ -16,7 +16,9 @@
 #include <fcntl.h>
 #if defined(__GLIBC__)
 #include <malloc.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #endif
 #include <stdio.h>
 #include <stdlib.h>
@@ -102,8 +104,60 @@ void keepFreedMemoryWithGlibc(bool keep)
 }
 #endif
 
+// flock(2) locks: separate from the fcntl(2) record locks that programs use to mark themselves
+// present, so the two never meet.
+class PosixFileLock final : public FileLock {
+public:
+    explicit PosixFileLock(int fd) : fd_(fd) {}
+    ~PosixFileLock() override { ::close(fd_); } // closing releases the lock
+
+private:
+    int fd_;
+};
+
 class PosixServices final : public Services {
 public:
+    std::unique_ptr<FileLock> lockFile(const std::string& path) const override
+    {
+        const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (fd < 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot open " + path);
+        }
+        while (::flock(fd, LOCK_EX) != 0) {
+            if (errno != EINTR) {
+                const int error = errno;
+                ::close(fd);
+                throw std::system_error(error, std::generic_category(), "cannot lock " + path);
+            }
+        }
+        return std::make_unique<PosixFileLock>(fd);
+    }
+
+    bool lockedByOthers(const std::string& path) const override
+    {
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) {
+            return false;
+        }
+        struct flock probe {};
+        probe.l_type = F_WRLCK;
+        probe.l_whence = SEEK_SET;
+        probe.l_start = 0;
+        probe.l_len = 0; // the whole file, however long
+        const bool locked = ::fcntl(fd, F_GETLK, &probe) == 0 && probe.l_type != F_UNLCK;
+        ::close(fd);
+        return locked;
+    }
+
+    std::uint64_t freeSpace(const std::string& folder) const override
+    {
+        struct statvfs fs {};
+        if (::statvfs(folder.c_str(), &fs) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot ask the free space of " + folder);
+        }
+        return std::uint64_t{fs.f_bavail} * fs.f_frsize;
+    }
+
     int utcOffsetMinutes() const override
     {
         const std::time_t now = std::time(nullptr);

@@ -66,8 +66,61 @@ private:
     HMODULE module_;
 };
 
+class WindowsFileLock final : public FileLock {
+public:
+    explicit WindowsFileLock(HANDLE file) : file_(file) {}
+    ~WindowsFileLock() override { CloseHandle(file_); } // closing releases the lock
+
+private:
+    HANDLE file_;
+};
+
 class WindowsServices final : public Services {
 public:
+    std::unique_ptr<FileLock> lockFile(const std::string& path) const override
+    {
+        const HANDLE file = CreateFileW(wide(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file == INVALID_HANDLE_VALUE) {
+            fail("cannot open " + path);
+        }
+        OVERLAPPED whole{};
+        if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, MAXDWORD, MAXDWORD, &whole)) {
+            CloseHandle(file);
+            fail("cannot lock " + path);
+        }
+        return std::make_unique<WindowsFileLock>(file);
+    }
+
+    bool lockedByOthers(const std::string& path) const override
+    {
+        const HANDLE file = CreateFileW(wide(path).c_str(), GENERIC_READ,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file == INVALID_HANDLE_VALUE) {
+            return false;
+        }
+        // A lock that cannot be had at once means someone holds part of the file.
+        OVERLAPPED whole{};
+        const bool free =
+            LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, MAXDWORD, MAXDWORD, &whole) != 0;
+        if (free) {
+            UnlockFileEx(file, 0, MAXDWORD, MAXDWORD, &whole);
+        }
+        CloseHandle(file);
+        return !free;
+    }
+
+    std::uint64_t freeSpace(const std::string& folder) const override
+    {
+        ULARGE_INTEGER available{};
+        if (!GetDiskFreeSpaceExW(wide(folder).c_str(), &available, nullptr, nullptr)) {
+            fail("cannot ask the free space of " + folder);
+        }
+        return available.QuadPart;
+    }
+
     int utcOffsetMinutes() const override
     {
         TIME_ZONE_INFORMATION zone{};

@@ -13,6 +13,9 @@
 #include <turbojpeg.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <functional>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -372,4 +375,170 @@ TEST_F(StoreFolder, KilledWriterLeavesEveryCommittedImage)
     // And the store takes writes again.
     s.createGallery("After");
     EXPECT_TRUE(s.galleryExists("after"));
+}
+
+namespace {
+
+// Runs `work` in a child process; its exit status (0 for success, 1 for an exception).
+pid_t inChild(const std::function<void()>& work)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(240); // a process that hangs ends the test instead of holding it
+        int status = 1;
+        try {
+            work();
+            status = 0;
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "child %d: %s\n", static_cast<int>(getpid()), e.what());
+        }
+        _exit(status);
+    }
+    return child;
+}
+
+bool succeeded(pid_t child)
+{
+    int status = -1;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+} // namespace
+
+TEST_F(StoreFolder, TwoWritersAndAReaderAllMakeProgress)
+{
+    // Each writer changes two tables in one transaction, in opposite orders, so that each ends
+    // up waiting for the other; a reader walks both tables all the while.
+    constexpr int PerWriter = 400;
+    const auto writer = [&](const std::string& name, bool keywordsFirst) {
+        return inChild([&, name, keywordsFirst] {
+            auto engine = Engine::open(store());
+            Table& images = engine->table(StoreImages().definition());
+            Table& keywords = engine->table(StoreKeywords().definition());
+            for (int i = 0; i < PerWriter; ++i) {
+                StoreImageEntry entry;
+                entry.filePath = "/" + name + "/" + std::to_string(i) + ".jpg";
+                const Record keyword = {std::string(1, '\0'), name, entry.filePath};
+                engine->transaction([&] {
+                    if (keywordsFirst) {
+                        keywords.add(keyword);
+                        images.add(entry.toRecord());
+                    } else {
+                        images.add(entry.toRecord());
+                        keywords.add(keyword);
+                    }
+                });
+            }
+        });
+    };
+    { auto engine = Engine::open(store()); } // made before the race
+    std::atomic<bool> stop{false};
+    const pid_t a = writer("alpha", true);
+    const pid_t b = writer("beta", false);
+    const pid_t reader = inChild([&] {
+        auto engine = Engine::open(store());
+        Table& images = engine->table(StoreImages().definition());
+        Table& keywords = engine->table(StoreKeywords().definition());
+        std::size_t seen = 0;
+        while (seen < 2 * PerWriter) {
+            seen = 0;
+            keywords.range(1, "", [&](RecordId, const Record&) {
+                ++seen;
+                return true;
+            });
+            images.count();
+        }
+    });
+    EXPECT_TRUE(succeeded(a));
+    EXPECT_TRUE(succeeded(b));
+    EXPECT_TRUE(succeeded(reader)) << "the reader never saw every record";
+
+    Store s;
+    s.open(store());
+    EXPECT_EQ(s.imageCount(), 2u * PerWriter);
+    EXPECT_EQ(s.filesWithKeyword("alpha").size(), static_cast<std::size_t>(PerWriter));
+    EXPECT_EQ(s.filesWithKeyword("beta").size(), static_cast<std::size_t>(PerWriter));
+    StoreImageEntry entry;
+    for (int i = 0; i < PerWriter; ++i) {
+        ASSERT_TRUE(s.image("/alpha/" + std::to_string(i) + ".jpg", entry)) << i;
+        ASSERT_TRUE(s.image("/beta/" + std::to_string(i) + ".jpg", entry)) << i;
+    }
+    (void)stop;
+}
+
+TEST_F(StoreFolder, EveryDamageIsToldAndRepaired)
+{
+    const std::string dawn = photo("dawn.jpg", {{25, {"sunrise", "lake"}}});
+    const std::string dusk = photo("dusk.jpg", {{25, {"sunset"}}});
+    {
+        Store s;
+        s.open(store());
+        s.createGallery("Trips");
+        s.createGallery("Trips/Lakes");
+        s.addImage("Trips", dawn, false);
+        s.addImage("Trips/Lakes", dusk, false);
+    }
+    const fs::path healthy = folder_ / "healthy";
+    fs::copy(store(), healthy);
+
+    const auto cut = [](const fs::path& f, double share) {
+        fs::resize_file(f, static_cast<std::uintmax_t>(static_cast<double>(fs::file_size(f)) * share));
+    };
+    const auto flip = [](const fs::path& f) {
+        std::fstream io(f, std::ios::in | std::ios::out | std::ios::binary);
+        for (std::streamoff at = 100; at < static_cast<std::streamoff>(fs::file_size(f)); at += 997) {
+            io.seekp(at);
+            io.put('\xA5');
+        }
+    };
+    const std::vector<std::pair<std::string, std::function<void(const fs::path&)>>> damages = {
+        {"TOC.NDX cut to nothing", [&](const fs::path& s) { cut(s / "TOC.NDX", 0); }},
+        {"TOC.NDX cut in half", [&](const fs::path& s) { cut(s / "TOC.NDX", 0.5); }},
+        {"Gallery.NDX bytes flipped", [&](const fs::path& s) { flip(s / "Gallery.NDX"); }},
+        {"Gallery.GDB cut in half", [&](const fs::path& s) { cut(s / "Gallery.GDB", 0.5); }},
+        {"Galleries.GDB bytes flipped", [&](const fs::path& s) { flip(s / "Galleries.GDB"); }},
+        {"GalleryImages.NDX cut to nothing", [&](const fs::path& s) { cut(s / "GalleryImages.NDX", 0); }},
+        {"the log deleted", [&](const fs::path& s) {
+             for (const auto& e : fs::directory_iterator(s)) {
+                 if (e.path().filename().string().rfind("log.", 0) == 0) {
+                     fs::remove(e.path());
+                 }
+             }
+         }},
+        {"region files flipped", [&](const fs::path& s) {
+             for (const char* region : {"__db.001", "__db.002", "__db.003", "__db.register"}) {
+                 if (fs::exists(s / region)) {
+                     flip(s / region);
+                 }
+             }
+         }},
+    };
+    for (const auto& [what, damage] : damages) {
+        fs::remove_all(store());
+        fs::copy(healthy, store());
+        damage(fs::path(store()));
+        Store s;
+        s.useFolder(store());
+        // Used, the store answers or says that it is damaged; nothing else.
+        try {
+            s.images("Trips");
+            s.filesWithKeyword("sunrise");
+            s.update(dawn, false);
+        } catch (const ErrorDb& e) {
+            EXPECT_TRUE(e.damaged()) << what << ": " << e.what();
+            EXPECT_NE(std::string(e.what()).find("lumeno gallery repair"), std::string::npos) << what << ": " << e.what();
+        }
+        const std::vector<StoreProblem> problems = s.check();
+        if (what != "region files flipped") { // made anew by the next opener: no damage left
+            EXPECT_FALSE(problems.empty()) << what;
+        }
+        const RepairReport report = s.repair();
+        EXPECT_TRUE(fs::is_directory(report.setAside)) << what;
+        EXPECT_TRUE(s.check().empty()) << what;
+        EXPECT_EQ(s.images("Trips"), std::vector<std::string>{dawn}) << what;
+        EXPECT_EQ(s.images("Trips/Lakes"), std::vector<std::string>{dusk}) << what;
+        EXPECT_EQ(s.filesWithKeyword("sunrise"), std::vector<std::string>{dawn}) << what;
+        StoreImageEntry entry;
+        EXPECT_TRUE(s.image(dusk, entry)) << what;
+    }
 }

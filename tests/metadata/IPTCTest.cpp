@@ -119,23 +119,50 @@ TEST(IPTCReader, SkipsWhatComesBeforeRecordTwoAndStopsAtItsEnd)
     EXPECT_EQ(contents(read(dataSet(2, 25, "a") + Bytes{0x00} + dataSet(2, 25, "b"))).size(), 1u);
 }
 
-TEST(IPTCReader, DropsLongUnknownAndExtendedDatasetsAndCutsAtNul)
+TEST(IPTCReader, KeepsEveryDatasetAsStoredAndWritesBackOnlyWhatChanged)
 {
+    // Values longer than the standard allows (other programs write them), of numbers the
+    // library does not know, with a NUL inside: all read, all written back byte for byte.
     const std::string longest(2000, 'c');
-    const IPTC iptc = read(dataSet(2, 120, std::string(2001, 'x')) + dataSet(2, 200, "unknown") +
-                           dataSet(2, 105, std::string("Head\0line", 9)) + dataSet(2, 120, longest));
-    EXPECT_EQ(contents(iptc), (std::vector<std::pair<int, std::string>>{{105, "Head"}, {120, longest}}));
-    EXPECT_EQ(iptc.dataSets()[0].length(), 4);
+    const Bytes record = dataSet(2, 0, std::string("\0\4", 2)) + dataSet(2, 120, std::string(2345, 'x')) +
+                         dataSet(2, 200, "unknown") + dataSet(2, 105, std::string("Head\0line", 9)) +
+                         dataSet(2, 120, longest);
+    IPTC iptc = read(record);
+    EXPECT_EQ(contents(iptc), (std::vector<std::pair<int, std::string>>{
+                                  {120, std::string(2345, 'x')}, {200, "unknown"}, {105, "Head"}, {120, longest}}));
+    EXPECT_EQ(iptc.dataSets()[2].length(), 9);
+    EXPECT_EQ(iptc.warnings(), std::vector<std::string>{"Caption: 2345 bytes is longer than its limit of 2000 bytes"});
+    EXPECT_EQ(Record2DataSet::nameOf(200), "2:200");
+    EXPECT_EQ(iptc.serialize(), record);
+    // An edit of one dataset leaves the bytes of every other as they were.
+    iptc.set(90, "Oslo");
+    EXPECT_EQ(iptc.serialize(), record + dataSet(2, 90, "Oslo"));
 
-    // An extended length (high bit set) stops the reading at once.
-    EXPECT_EQ(contents(read(dataSet(2, 25, "a") + Bytes{0x1C, 2, 25, 0x80, 0x04, 0, 0, 1, 0} + dataSet(2, 25, "b"))),
-              (std::vector<std::pair<int, std::string>>{{25, "a"}}));
+    // An extended length (high bit set) stops the reading at once; what follows is kept.
+    const Bytes extended = dataSet(2, 25, "a") + Bytes{0x1C, 2, 25, 0x80, 0x04, 0, 0, 1, 0} + dataSet(2, 25, "b");
+    const IPTC stopped = read(extended);
+    EXPECT_EQ(contents(stopped), (std::vector<std::pair<int, std::string>>{{25, "a"}}));
+    EXPECT_EQ(stopped.serialize(), dataSet(2, 0, std::string("\0\2", 2)) + extended);
     // A value or header cut off by the end of the block is not read past it.
     Bytes cut = dataSet(2, 25, "a") + dataSet(2, 25, "truncated");
     cut.resize(cut.size() - 3);
     EXPECT_EQ(contents(read(cut)).size(), 1u);
     EXPECT_EQ(contents(read(Bytes{0x1C, 2, 25, 0})).size(), 0u);
     EXPECT_EQ(contents(read(Bytes{0x1C})).size(), 0u);
+    // The zeros writers pad blocks with are not kept.
+    EXPECT_EQ(read(record + Bytes{0, 0, 0}).serialize(), record);
+}
+
+TEST(IPTCReader, TextBecomesUtf8AfterTheDeclaredCharacterSet)
+{
+    const std::string mixed = "Caf\xC3\xA9 na\xEFve"; // UTF-8 with one stray Latin-1 byte
+    // Declared UTF-8 (1:90 ESC % G): the stray byte alone is taken as Latin-1.
+    const IPTC declared = read(dataSet(1, 90, "\x1B%G") + dataSet(2, 120, mixed));
+    EXPECT_EQ(declared.toUtf8(mixed), "Caf\xC3\xA9 na\xC3\xAFve");
+    // Undeclared: not UTF-8 as a whole, so Latin-1 throughout; never cut at the bad byte.
+    const IPTC undeclared = read(dataSet(2, 120, mixed));
+    EXPECT_EQ(undeclared.toUtf8(mixed), "Caf\xC3\x83\xC2\xA9 na\xC3\xAFve");
+    EXPECT_EQ(undeclared.toUtf8("Caf\xC3\xA9"), "Caf\xC3\xA9");
 }
 
 TEST(IPTCEditing, SetAddAndRemoveKeepTheOrderAndTheLimits)
@@ -186,12 +213,12 @@ TEST(IPTCWriting, SerialisesVersionFirstAndReadsBackTheSame)
     EXPECT_EQ(contents(read(bytes)), contents(iptc));
 
     // A record read from a file writes back its own version and every dataset as read,
-    // datasets of 256 bytes and more included.
+    // datasets of 256 bytes and more included, and the records around it.
     const Bytes original = Bytes{0x1C, 1, 90, 0, 0} + dataSet(2, 0, std::string("\0\4", 2)) +
                            dataSet(2, 105, std::string(300, 'h')) + dataSet(2, 25, "");
     const IPTC fromFile = read(original);
     const Bytes written = fromFile.serialize();
-    EXPECT_EQ(written, Bytes(original.begin() + 5, original.end()));
+    EXPECT_EQ(written, original); // record 1 before it included
     EXPECT_EQ(contents(read(written)), contents(fromFile));
 }
 

@@ -388,6 +388,39 @@ TEST(JPEG, AnIptcDigestIsMadeAnewForTheNewRecord)
     EXPECT_EQ(std::search(segment.begin(), segment.end(), digestHeader.begin(), digestHeader.end()), segment.end());
 }
 
+TEST(JPEG, AnEditKeepsEveryDatasetItDidNotTouchByteForByte)
+{
+    TempFolder folder;
+    // A caption longer than the standard allows, a headline with a NUL inside, a dataset of a
+    // number nobody knows, and record 1 before them: an edit of the city changes none of them.
+    const Bytes untouched = iptcDataSet(1, 90, "\x1B%G") + iptcDataSet(2, 0, std::string("\0\4", 2)) +
+                            iptcDataSet(2, 120, std::string(3000, 'c')) +
+                            iptcDataSet(2, 105, std::string("Head\0line", 9)) + iptcDataSet(2, 222, "mine");
+    const Bytes source =
+        JpegBuilder().photoshop(resourceBlock(1028, untouched)).frame().scan().bytes();
+    writeBytes(folder.file("in.jpg"), source);
+    {
+        const auto o = openFile(folder.file("in.jpg"));
+        EXPECT_EQ(o->image->iptc().values(120), std::vector<std::string>{std::string(3000, 'c')});
+        EXPECT_EQ(TestSupport::textsOf(o->image->warnings()),
+                  std::vector<std::string>{"Caption: 3000 bytes is longer than its limit of 2000 bytes"});
+        o->image->iptc().set(90, "Oslo");
+        o->image->iptc().set(122, "Zo\xC0\xAB" "e"); // an overlong form: no UTF-8, though it looks so
+        o->image->updateAndWrite(folder.file("out.jpg"));
+    }
+    const auto again = openFile(folder.file("out.jpg"));
+    ASSERT_EQ(again->image->resourceBlocks().size(), 1u);
+    const ImageResourceBlock& block = again->image->resourceBlocks()[0];
+    const Bytes expected = untouched + iptcDataSet(2, 90, "Oslo") + iptcDataSet(2, 122, "Zo\xC0\xAB" "e");
+    EXPECT_EQ(Bytes(block.data, block.data + expected.size()), expected);
+    // Mirrored into XMP whole, not cut at a byte that is not UTF-8.
+    ASSERT_NE(again->image->xmp(), nullptr);
+    EXPECT_EQ(again->image->xmp()->description(), std::string(3000, 'c'));
+    EXPECT_EQ(again->image->xmp()->city(), "Oslo");
+    // Declared UTF-8, so the two stray bytes alone are taken as Latin-1.
+    EXPECT_EQ(again->image->xmp()->captionWriter(), "Zo\xC3\x80\xC2\xAB" "e");
+}
+
 TEST(JPEG, ResourceBlocksMayClaimFourBytesMoreThanRemain)
 {
     TempFolder folder;

@@ -99,6 +99,8 @@ public:
     static constexpr std::uint8_t E_DIGITAL_CREATION_TIME = 63;
 
     Record2DataSet(std::uint8_t dataSet, std::string text);
+    // A dataset as read: its bytes kept exactly, its text the bytes up to the first NUL.
+    Record2DataSet(std::uint8_t dataSet, const std::uint8_t* bytes, std::uint16_t length);
 
     const std::string& text() const noexcept { return text_; }
 
@@ -107,6 +109,8 @@ public:
     static constexpr std::size_t TableSize = 46;
     // The row of a dataset number, or null when the library does not know it.
     static const DataSetInfo* info(std::uint8_t dataSet) noexcept;
+    // The dataset's name, or "2:NNN" for a number the library does not know.
+    static std::string nameOf(std::uint8_t dataSet);
 
 private:
     std::string text_;
@@ -117,15 +121,24 @@ class IPTC {
 public:
     // The separator of joined() between the values of a repeated dataset.
     static constexpr const char* JoinSeparator = "; ";
-    // Values of 2001 bytes or more are dropped by the reader (no known dataset allows them).
+    // The longest value the standard allows any dataset (Caption). Longer ones, which other
+    // programs write, are read and kept all the same, with a warning.
     static constexpr std::uint16_t MaxReadLength = 2000;
 
     // No datasets, Record Version 2.
     IPTC();
     // Reads record 2 from an IIM block. Never fails on malformed bytes: reading simply stops
     // (at an extended-length dataset, at the first byte after record 2, at the end of the
-    // block) and keeps what it has.
+    // block) and keeps what it has. Every dataset is kept with its bytes as stored (a value
+    // with a NUL in it, one longer than the standard allows, one of a number the library does
+    // not know), and so are the records before and after record 2, so that writing the record
+    // back changes only what was edited.
     IPTC(const std::uint8_t* block, std::size_t size);
+
+    // What the reader found amiss but kept (values longer than their dataset allows).
+    const std::vector<std::string>& warnings() const noexcept { return warnings_; }
+    // A text of the record as UTF-8, after the record's declared character set (1:90).
+    std::string toUtf8(const std::string& text) const;
 
     const DataSet& recordVersion() const noexcept { return version_; }
     const std::vector<Record2DataSet>& dataSets() const noexcept { return dataSets_; }
@@ -160,14 +173,19 @@ public:
     void setTimeStamp(std::uint8_t dateDataSet, std::uint8_t timeDataSet, const ISODateTime& value);
 
     // Record 2 as IIM bytes: the Record Version first, then every dataset in stored order, all
-    // with standard headers.
+    // with standard headers; the records read before and after it around it, as they were.
     std::vector<std::uint8_t> serialize() const;
 
 private:
     static void check(std::uint8_t dataSet, const std::string& value);
+    static bool declaresUtf8(const std::vector<std::uint8_t>& envelope);
 
     DataSet version_;
     std::vector<Record2DataSet> dataSets_;
+    std::vector<std::uint8_t> before_;
+    std::vector<std::uint8_t> after_;
+    std::vector<std::string> warnings_;
+    bool utf8_ = false;
 };
 
 // Line ends of captions: IPTC stores a carriage return alone; the program shows the platform's

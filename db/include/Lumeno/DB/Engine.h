@@ -16,11 +16,17 @@ namespace Lumeno {
 // A failure of the gallery store, with the engine's or the system's error code.
 class ErrorDb : public std::runtime_error {
 public:
-    ErrorDb(int code, const std::string& message) : std::runtime_error(message), code_(code) {}
+    ErrorDb(int code, const std::string& message, bool damaged = false)
+        : std::runtime_error(message), code_(code), damaged_(damaged)
+    {
+    }
     int code() const noexcept { return code_; }
+    // Whether the failure says the store's files are damaged (a repair may mend them).
+    bool damaged() const noexcept;
 
 private:
     int code_;
+    bool damaged_;
 };
 
 namespace DB {
@@ -77,16 +83,43 @@ public:
     virtual std::size_t count() const = 0;
 };
 
+// A file of a store that is not sound, and why.
+struct StoreProblem {
+    std::string file;
+    std::string what;
+};
+
+// What a repair did.
+struct RepairReport {
+    std::vector<std::string> lines;  // per table: records kept, saved or lost
+    std::string setAside;            // the folder the old files were moved to
+    std::size_t duplicatesDropped = 0;
+};
+
 class Engine {
 public:
-    // Opens (creating when missing) the engine's environment in `folder`, recovering it when a
-    // process died while using it.
+    // Opens (creating when missing) the engine's environment in `folder`. The first program to
+    // open it (no other one present) sets up its environment anew and recovers the data files
+    // from the log, so that neither a killed program nor a damaged environment file is joined.
+    // Several programs (and threads) may use one store at once: readers work on snapshots and
+    // never wait, writers that wait for each other are told apart and the loser's transaction
+    // is run again. A write needs some free space on the disk (ENOSPC otherwise).
     static std::unique_ptr<Engine> open(const std::string& folder);
+    // Verifies every file of `tables` and that the store opens; nothing when all is sound. No
+    // other program may be writing the store meanwhile.
+    static std::vector<StoreProblem> check(const std::string& folder, const std::vector<TableDefinition>& tables);
+    // Mends a damaged store: replays the log where it can, takes every record each data file
+    // still holds (salvaging damaged ones), sets all old files aside in a folder "Damaged-TIME"
+    // and makes a new store of the records, indexes made anew. No other program may use the
+    // store meanwhile.
+    static RepairReport repair(const std::string& folder, const std::vector<TableDefinition>& tables);
     virtual ~Engine() = default;
     // Opens a table, creating its files from the definition when they do not exist.
     virtual Table& table(const TableDefinition& definition) = 0;
     // Runs `work` as one transaction: every write it makes to any table is kept together, or,
-    // when it throws, none is. Reads inside see its writes. Calls nest into the outer one.
+    // when it throws, none is. Reads inside see its writes. Calls nest into the outer one. When
+    // it loses a lock conflict with another program, it is undone and `work` runs again: `work`
+    // must leave nothing behind outside the store that a second run would not set right.
     virtual void transaction(const std::function<void()>& work) = 0;
     // Closes every table and the environment.
     virtual void close() = 0;

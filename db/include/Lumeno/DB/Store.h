@@ -160,12 +160,20 @@ public:
     std::vector<StoreKeywordEntry> keywordsWithPrefix(const std::string& prefix);
     std::size_t imageCount();
 
+    // Verifies every file of the store (closing it first); nothing when all is sound. Throws
+    // ErrorDb (ENOENT) when there is no store.
+    std::vector<StoreProblem> check();
+    // Mends a damaged store (see Engine::repair), closing it first.
+    RepairReport repair();
+
     // Exports a gallery and its sub-galleries (each in a folder of its name below) as web pages.
     // Throws ErrorDb "Failed to export to: PATH" when a target cannot be written.
     void exportGallery(const std::string& name, const std::string& folder);
 
 private:
     Table& table(const StoreCTree& tree);
+    std::vector<TableDefinition> definitions() const;
+    std::string closedFolder();
     void write(const StoreImageEntry& entry, const std::string& jpeg, bool withThumbnail);
     void moveGalleries(const std::string& name, const std::string& newName, const std::string& newParent,
                        std::vector<std::pair<RecordId, Record>>& moved);

@@ -40,6 +40,13 @@ public:
     virtual void* symbol(const char* name) const = 0;
 };
 
+// A lock on a file held by this process until the object goes; other processes asking for it
+// wait.
+class FileLock {
+public:
+    virtual ~FileLock() = default;
+};
+
 // Paths are UTF-8 everywhere in the portable code. Failures are thrown as std::system_error.
 class Services {
 public:
@@ -55,6 +62,13 @@ public:
     virtual void flushToDisk(const std::string& path) const = 0;
     // Puts `source` in the place of `target` in one step, replacing it.
     virtual void replaceFile(const std::string& source, const std::string& target) const = 0;
+    // An exclusive lock on `path` (made when missing), waiting while another process holds it.
+    virtual std::unique_ptr<FileLock> lockFile(const std::string& path) const = 0;
+    // Whether another process holds a lock on any part of `path` (as programs that mark
+    // themselves present in a shared file do); false when the file does not exist.
+    virtual bool lockedByOthers(const std::string& path) const = 0;
+    // Bytes free for this user on the file system of `folder`.
+    virtual std::uint64_t freeSpace(const std::string& folder) const = 0;
     // Gives `replacement` the owner and group of `original`, as far as the system lets this
     // user (the group alone, when the owner cannot be given away); nothing where files carry
     // their owner in the security the replace keeps (Windows).
