@@ -20,7 +20,11 @@ const char* const SettingsHelp =
     "read as their getters give them: flags 0 or 1, numbers in decimal, colours\n"
     "0xRRGGBB, Gamma as a decimal (1.2), fonts as \"FACE, N pt\", lists separated by\n"
     "\"; \". 'set' takes DATA in the same form. A setting that was never set has its\n"
-    "default, which is never written back.\n";
+    "default, which is never written back.\n"
+    "\n"
+    "A settings file with faults (a name given twice, a stray line) is read as far\n"
+    "as it can be, with a warning, and never written over: 'set' first moves it\n"
+    "aside as Lumeno.conf.unread-TIME.\n";
 
 const UI::SettingInfo& find(const std::string& section, const std::string& name)
 {
@@ -42,6 +46,17 @@ int runSettings(const std::vector<std::string>& arguments, Streams streams)
     }
     try {
         UI::Settings settings;
+        // What the settings file's reader (or writer) found wrong, once, after the answer.
+        struct Told {
+            const UI::Settings& settings;
+            Streams streams;
+            ~Told()
+            {
+                for (const std::string& problem : settings.problems()) {
+                    streams.err << "lumeno settings: warning: " << problem << '\n';
+                }
+            }
+        } told{settings, streams};
         if (verb == "list" && arguments.size() == 1) {
             for (const UI::SettingInfo& row : UI::settingsTable()) {
                 bool stored = false;

@@ -2,6 +2,7 @@
 // overlays answer for each file.
 #include "Commands.h"
 
+#include <Metadata/ImageFactory.h>
 #include <Metadata/Text.h>
 
 #include <Lumeno/Shell/ShellCore.h>
@@ -63,6 +64,19 @@ std::string json(const std::string& text)
     return out + "\"";
 }
 
+// Files the file manager would never ask about (no file, a folder, a FIFO) are reported the
+// way every command reports a file it cannot read; false for them.
+bool askable(const std::string& file, Streams streams)
+{
+    const std::string why = Metadata::whyNotARegularFile(file);
+    if (why.empty()) {
+        return true;
+    }
+    streams.out.flush();
+    streams.err << "lumeno: " << file << ": " << why << '\n';
+    return false;
+}
+
 } // namespace
 
 int runColumns(const std::vector<std::string>& arguments, Streams streams)
@@ -96,6 +110,16 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
         return status;
     }
 
+    int status = 0;
+    std::vector<std::string> readable;
+    for (const std::string& file : files) {
+        if (askable(file, streams)) {
+            readable.push_back(file);
+        } else {
+            status = 1;
+        }
+    }
+    files = readable;
     if (asJson) {
         streams.out << "[";
         for (std::size_t f = 0; f < files.size(); ++f) {
@@ -115,7 +139,7 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
             streams.out << "}}";
         }
         streams.out << (files.empty() ? "]\n" : "\n]\n");
-        return 0;
+        return status;
     }
 
     // A table for people: one column per title, as wide as its widest cell.
@@ -145,7 +169,7 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
         }
         streams.out << '\n';
     }
-    return 0;
+    return status;
 }
 
 int runTip(const std::vector<std::string>& arguments, Streams streams)
@@ -157,6 +181,9 @@ int runTip(const std::vector<std::string>& arguments, Streams streams)
     if (files.size() != 1) {
         streams.err << "lumeno tip: give one file\n";
         return 2;
+    }
+    if (!askable(files[0], streams)) {
+        return 1;
     }
     if (const auto tip = Shell::infoTipForFile(files[0])) {
         streams.out << *tip << '\n';
@@ -172,11 +199,16 @@ int runOverlay(const std::vector<std::string>& arguments, Streams streams)
     }
     // With overlays turned off the file manager shows none, whatever a file carries.
     const bool enabled = Shell::overlaysEnabled();
+    int status = 0;
     for (const std::string& file : files) {
+        if (!askable(file, streams)) {
+            status = 1;
+            continue;
+        }
         const Shell::OverlayInfo* overlay = enabled ? Shell::overlayFor(Shell::overlayKindOfFile(file)) : nullptr;
         streams.out << file << '\t' << (overlay != nullptr ? overlay->name : "none") << '\n';
     }
-    return 0;
+    return status;
 }
 
 } // namespace Lumeno::Cli

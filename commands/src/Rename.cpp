@@ -139,6 +139,10 @@ void CommandFileRename::perFile(const std::string& path)
             if (!captureDate(*image, when)) {
                 return; // no usable date: left as it is, without a word
             }
+        } catch (const Metadata::IOOpenError& e) {
+            // A path that names no file (or a folder, a FIFO) is the user's mistake to hear of.
+            reportFailure(path, e.reason().empty() ? "cannot open the file" : e.reason());
+            return;
         } catch (const std::exception&) {
             return; // unreadable or not an image: skipped silently
         }

@@ -7,6 +7,7 @@
 #include <turbojpeg.h>
 
 #include <cerrno>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -49,6 +50,40 @@ struct TurboBuffer {
     ~TurboBuffer() { tjFree(data); }
 };
 
+// The turn needs the whole file in memory and the picture's coefficients besides. A file far
+// larger than any JPEG of its picture's size could be (compressed data stays below about twice
+// the raw samples even at the highest quality; the metadata segments are bounded) is refused
+// before it is read, so that a huge file named like a photo cannot take the memory.
+constexpr std::uint64_t MetadataAllowance = 16u << 20;
+constexpr std::size_t HeaderProbe = 4u << 20;
+
+// Empty when the file may be turned; otherwise why not.
+std::string sizeProblem(const std::string& path, std::uint64_t fileSize, tjhandle decoder)
+{
+    std::ifstream in(fs::u8path(path), std::ios::binary);
+    std::vector<unsigned char> head(static_cast<std::size_t>(std::min<std::uint64_t>(fileSize, HeaderProbe)));
+    in.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(head.size()));
+    int width = 0;
+    int height = 0;
+    int subsampling = 0;
+    int colourspace = 0;
+    if (tjDecompressHeader3(decoder, head.data(), static_cast<unsigned long>(in.gcount()), &width, &height,
+                            &subsampling, &colourspace) != 0) {
+        if (fileSize <= HeaderProbe) {
+            return {}; // the turn itself says what is wrong with it
+        }
+        return "cannot turn the picture: no JPEG frame header in its first " + std::to_string(HeaderProbe >> 20) +
+               " MB";
+    }
+    const int components = colourspace == TJCS_GRAY ? 1 : colourspace == TJCS_CMYK || colourspace == TJCS_YCCK ? 4 : 3;
+    const std::uint64_t samples = std::uint64_t(width) * std::uint64_t(height) * std::uint64_t(components);
+    if (fileSize > MetadataAllowance + 2 * samples) {
+        return "the file is " + std::to_string(fileSize >> 20) + " MB, far more than a JPEG of " +
+               std::to_string(width) + " x " + std::to_string(height) + " pixels holds: it is left alone";
+    }
+    return {};
+}
+
 } // namespace
 
 CommandRotateJPEG::CommandRotateJPEG(int direction, std::uint32_t fileCount, std::uintptr_t parentWindow,
@@ -72,6 +107,23 @@ void CommandRotateJPEG::perFile(const std::string& path)
         reportFailure(path, why);
         return;
     }
+    const TransformHandle transformer;
+    if (transformer.handle == nullptr) {
+        reportFailure(path, "the JPEG library could not be started");
+        return;
+    }
+    {
+        std::error_code ec;
+        const std::uintmax_t fileSize = fs::file_size(fs::u8path(path), ec);
+        if (ec) {
+            reportFailure(path, ec.message());
+            return;
+        }
+        if (const std::string problem = sizeProblem(path, fileSize, transformer.handle); !problem.empty()) {
+            reportFailure(path, problem);
+            return;
+        }
+    }
     // Read into the buffer the previous picture used: it is already there, and already mapped.
     {
         std::ifstream in(fs::u8path(path), std::ios::binary | std::ios::ate);
@@ -89,11 +141,6 @@ void CommandRotateJPEG::perFile(const std::string& path)
         }
     }
 
-    const TransformHandle transformer;
-    if (transformer.handle == nullptr) {
-        reportFailure(path, "the JPEG library could not be started");
-        return;
-    }
     tjtransform transform{};
     transform.op = operation_;
     // Trimmed like 'jpegtran -trim'; every marker is copied, since TJXOPT_COPYNONE is not given.

@@ -74,14 +74,46 @@ std::string xmlText(const std::string& in)
     return out;
 }
 
+// Puts one file of an export in place: written under a temporary name beside it and renamed
+// over it, so that a symbolic link someone left under its name is replaced, never followed, and
+// no half-written file is ever seen. It gets the mode any new file of the user's gets. A folder
+// in the way is a failure.
 void writeBytes(const fs::path& file, const void* data, std::size_t size)
 {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    std::error_code ec;
+    if (fs::is_directory(fs::symlink_status(file, ec))) {
+        failedExport(file.u8string(), EISDIR);
+    }
+    std::string temporary;
+    try {
+        temporary = Platform::services().createTemporaryFile(file.parent_path().u8string(),
+                                                             "." + file.filename().u8string() + ".lumeno-", false);
+    } catch (const std::system_error& e) {
+        failedExport(file.u8string(), e.code().value());
+    }
+    std::ofstream out(fs::u8path(temporary), std::ios::binary | std::ios::trunc);
     out.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
     out.close();
+    const int error = errno;
     if (!out) {
+        fs::remove(fs::u8path(temporary), ec);
+        failedExport(file.u8string(), error);
+    }
+    fs::rename(fs::u8path(temporary), file, ec);
+    if (ec) {
+        fs::remove(fs::u8path(temporary), ec);
+        failedExport(file.u8string(), ec.value());
+    }
+}
+
+std::string readFileBytes(const fs::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (!in.good() && !in.eof()) {
         failedExport(file.u8string());
     }
+    return bytes;
 }
 
 void initialise()
@@ -151,12 +183,16 @@ void addCaseAliases(const fs::path& folder)
                                                                   {"LumenoGallery.XML", "LumenoGallery.xml"}};
     for (const auto& [alias, file] : aliases) {
         std::error_code ec;
-        if (fs::exists(folder / alias, ec)) {
-            continue;
+        const fs::file_status status = fs::symlink_status(folder / alias, ec);
+        if (fs::is_symlink(status)) {
+            fs::remove(folder / alias, ec); // made anew: an old link may lead anywhere
+        } else if (fs::exists(status)) {
+            continue; // the file itself, on a file system that does not tell letter case apart
         }
         fs::create_symlink(file, folder / alias, ec);
         if (ec) {
-            fs::copy_file(folder / file, folder / alias, fs::copy_options::overwrite_existing, ec);
+            const std::string bytes = readFileBytes(folder / file);
+            writeBytes(folder / alias, bytes.data(), bytes.size());
         }
     }
 }
@@ -402,8 +438,15 @@ void Serializer::writeGallery(GalleryDocument& document, const std::string& fold
     }
 
     const fs::path documentFile = target / DocumentName;
-    if (xmlSaveFormatFileEnc(documentFile.u8string().c_str(), writer.doc(), "UTF-8", 1) < 0) {
-        failedExport(documentFile.u8string());
+    {
+        xmlChar* text = nullptr;
+        int length = 0;
+        xmlDocDumpFormatMemoryEnc(writer.doc(), &text, &length, "UTF-8", 1);
+        if (text == nullptr) {
+            failedExport(documentFile.u8string(), ENOMEM);
+        }
+        const std::unique_ptr<xmlChar, void (*)(void*)> owned(text, xmlFree);
+        writeBytes(documentFile, text, static_cast<std::size_t>(length));
     }
     const std::string stylesheet = stylesheetResource();
     writeBytes(target / "LumenoGallery.XSL", stylesheet.data(), stylesheet.size());
@@ -411,10 +454,11 @@ void Serializer::writeGallery(GalleryDocument& document, const std::string& fold
     writeBytes(target / "__Lumeno.GIF", logo.data(), logo.size());
     const fs::path installed = fs::u8path(installationFolder());
     for (const char* file : {"LumenoGallery.CSS", "__gallery.GIF"}) {
-        fs::copy_file(installed / file, target / file, fs::copy_options::overwrite_existing, ec);
-        if (ec) {
-            failedExport((target / file).u8string(), ec.value());
+        if (!fs::is_regular_file(installed / file, ec)) {
+            failedExport((target / file).u8string(), ENOENT);
         }
+        const std::string bytes = readFileBytes(installed / file);
+        writeBytes(target / file, bytes.data(), bytes.size());
     }
     addCaseAliases(target);
 

@@ -798,6 +798,13 @@ void Store::exportGallery(const std::string& name, const std::string& givenFolde
     const fs::path target = fs::u8path(folder);
     for (const std::string& sub : subGalleries(name)) {
         const std::string subName = sub.substr(sub.rfind('/') + 1);
+        // The folders of sub-galleries are the export's own: a symbolic link found under such a
+        // name would lead the export outside the folder it was given.
+        std::error_code ec;
+        if (fs::is_symlink(fs::symlink_status(target / fs::u8path(subName), ec))) {
+            throw ErrorDb(EEXIST, "Failed to export to: " + (target / fs::u8path(subName)).u8string() +
+                                      " (a symbolic link is in the way)");
+        }
         exportGallery(sub, (target / fs::u8path(subName)).u8string());
         document.subGalleries.push_back({subName, (target / fs::u8path(subName) / "LumenoGallery.XML").u8string()});
     }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <ctime>
 #include <mutex>
+#include <random>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -133,6 +134,19 @@ public:
         return std::make_unique<PosixFileLock>(fd);
     }
 
+    std::unique_ptr<FileLock> tryLockFile(const std::string& path) const override
+    {
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+        if (fd < 0) {
+            return nullptr;
+        }
+        if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+            ::close(fd);
+            return nullptr;
+        }
+        return std::make_unique<PosixFileLock>(fd);
+    }
+
     bool lockedByOthers(const std::string& path) const override
     {
         const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -173,17 +187,39 @@ public:
         return Metadata::randomGUID(); // Boost.UUID over the system's random source
     }
 
-    std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const override
+    std::string createTemporaryFile(const std::string& folder, const std::string& prefix,
+                                    bool privateFile) const override
     {
-        std::string pattern = folder + "/" + prefix + "XXXXXX";
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        const int fd = mkstemp(name.data());
-        if (fd < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot create a temporary file in " + folder);
+        if (privateFile) {
+            std::string pattern = folder + "/" + prefix + "XXXXXX";
+            std::vector<char> name(pattern.begin(), pattern.end());
+            name.push_back('\0');
+            const int fd = mkstemp(name.data());
+            if (fd < 0) {
+                throw std::system_error(errno, std::generic_category(), "cannot create a temporary file in " + folder);
+            }
+            ::close(fd);
+            return name.data();
         }
-        ::close(fd);
-        return name.data();
+        // mkstemp makes files for their owner alone: this one gets the mode the user's umask
+        // gives any new file.
+        static const char Letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+        thread_local std::minstd_rand random(static_cast<unsigned>(std::random_device{}()));
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            std::string name = folder + "/" + prefix;
+            for (int i = 0; i < 6; ++i) {
+                name += Letters[random() % (sizeof Letters - 1)];
+            }
+            const int fd = ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+            if (fd >= 0) {
+                ::close(fd);
+                return name;
+            }
+            if (errno != EEXIST) {
+                break;
+            }
+        }
+        throw std::system_error(errno, std::generic_category(), "cannot create a temporary file in " + folder);
     }
 
     void flushToDisk(const std::string& path) const override

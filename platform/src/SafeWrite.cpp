@@ -37,6 +37,24 @@ std::string temporaryPrefix(const fs::path& file)
     return name.size() <= 200 ? "." + name + ".lumeno-" : std::string(".lumeno-");
 }
 
+// Removes the temporary files of `prefix` in `folder` that no writer holds: a write that was
+// killed left them, and nothing else would ever remove them.
+void removeStaleTemporaries(const fs::path& folder, const std::string& prefix)
+{
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(folder, ec)) {
+        const std::string name = entry.path().filename().u8string();
+        if (name.size() != prefix.size() + 6 || name.compare(0, prefix.size(), prefix) != 0 ||
+            !entry.is_regular_file(ec)) {
+            continue;
+        }
+        if (auto lock = services().tryLockFile(entry.path().u8string())) {
+            std::error_code ignored;
+            fs::remove(entry.path(), ignored);
+        }
+    }
+}
+
 } // namespace
 
 void writeFileSafely(const std::string& target, const std::function<void(const std::string& temporary)>& write,
@@ -64,8 +82,13 @@ void writeFileSafely(const std::string& target, const std::function<void(const s
     if (folder.empty()) {
         folder = ".";
     }
-    const std::string temporary = services().createTemporaryFile(folder.u8string(), temporaryPrefix(file));
+    const std::string prefix = temporaryPrefix(file);
+    removeStaleTemporaries(folder, prefix);
+    const std::string temporary = services().createTemporaryFile(folder.u8string(), prefix);
     try {
+        // Held while the file is written, so that another writer of the same photo does not
+        // take it for one left by a killed write.
+        auto held = services().lockFile(temporary);
         write(temporary);
         if (exists) {
             // The owner first: giving a file away may clear bits that the mode then sets again.
@@ -76,6 +99,7 @@ void writeFileSafely(const std::string& target, const std::function<void(const s
             }
         }
         services().flushToDisk(temporary);
+        held.reset();
         services().replaceFile(temporary, file.u8string());
     } catch (...) {
         std::error_code ignored;
@@ -100,19 +124,35 @@ void writeFileSafely(const std::string& target, const std::string& contents, boo
 std::string makeNumberedBackup(const std::string& path)
 {
     const fs::path original = fs::u8path(path);
-    const fs::path folder = original.parent_path();
+    fs::path folder = original.parent_path();
+    if (folder.empty()) {
+        folder = ".";
+    }
     const std::string name = original.filename().u8string();
     for (int n = 0; n <= 98; ++n) {
         char prefix[16];
         std::snprintf(prefix, sizeof prefix, "Lumeno.%.2d.", n);
         const fs::path backup = folder / fs::u8path(prefix + name);
         std::error_code ec;
-        if (fs::exists(backup, ec)) {
+        if (fs::exists(fs::symlink_status(backup, ec))) {
             continue;
         }
-        // copy_options::none refuses to overwrite, should the name appear in the meantime.
-        fs::copy_file(original, backup, fs::copy_options::none);
-        return backup.u8string();
+        const std::string temporaryPrefix = "." + backup.filename().u8string() + ".lumeno-";
+        removeStaleTemporaries(folder, temporaryPrefix);
+        const std::string temporary = services().createTemporaryFile(folder.u8string(), temporaryPrefix);
+        try {
+            fs::copy_file(original, fs::u8path(temporary), fs::copy_options::overwrite_existing);
+            services().flushToDisk(temporary);
+            // The name is taken only now, and never from another file that took it meanwhile.
+            if (services().moveFileNoReplace(temporary, backup.u8string())) {
+                return backup.u8string();
+            }
+            fs::remove(fs::u8path(temporary), ec);
+        } catch (...) {
+            std::error_code ignored;
+            fs::remove(fs::u8path(temporary), ignored);
+            throw;
+        }
     }
     throw std::runtime_error("every backup name from Lumeno.00 to Lumeno.98 is taken");
 }

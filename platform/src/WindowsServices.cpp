@@ -93,6 +93,22 @@ public:
         return std::make_unique<WindowsFileLock>(file);
     }
 
+    std::unique_ptr<FileLock> tryLockFile(const std::string& path) const override
+    {
+        const HANDLE file = CreateFileW(wide(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file == INVALID_HANDLE_VALUE) {
+            return nullptr;
+        }
+        OVERLAPPED whole{};
+        if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, MAXDWORD, MAXDWORD, &whole)) {
+            CloseHandle(file);
+            return nullptr;
+        }
+        return std::make_unique<WindowsFileLock>(file);
+    }
+
     bool lockedByOthers(const std::string& path) const override
     {
         const HANDLE file = CreateFileW(wide(path).c_str(), GENERIC_READ,
@@ -144,10 +160,16 @@ public:
         return out;
     }
 
-    std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const override
+    std::string createTemporaryFile(const std::string& folder, const std::string& prefix, bool) const override
     {
-        for (unsigned attempt = 0; attempt < 1000; ++attempt) {
-            const std::string name = folder + "\\" + prefix + std::to_string(GetTickCount() + attempt) + ".tmp";
+        // The new file takes the folder's security, as any file the user makes there.
+        static const char Letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+        for (unsigned attempt = 0; attempt < 100; ++attempt) {
+            const Metadata::GUID g = newGUID();
+            std::string name = folder + "\\" + prefix;
+            for (int i = 0; i < 6; ++i) {
+                name += Letters[(g.data4[i] + g.data1 * (i + 1)) % (sizeof Letters - 1)];
+            }
             HANDLE h = CreateFileW(wide(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
                                    nullptr);
             if (h != INVALID_HANDLE_VALUE) {

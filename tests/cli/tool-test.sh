@@ -125,6 +125,27 @@ check "a truncated JPEG is a failure" [ $? -eq 1 ]
 check "a truncated JPEG is left as it was" cmp -s "$tmp/cut.jpg" "$tmp/cut0.jpg"
 check "the reason is given" grep -qF "cut.jpg: cannot turn the picture:" "$tmp/err"
 
+# A file far larger than a JPEG of its picture's size is refused before it is read.
+cp "$tmp/r.jpg" "$tmp/huge.jpg"; head -c 60000000 /dev/zero >>"$tmp/huge.jpg"; cp "$tmp/huge.jpg" "$tmp/huge0.jpg"
+(ulimit -v 400000; "$lumeno" rotate cw --no-backup "$tmp/huge.jpg") 2>"$tmp/err"
+check "a huge file named like a photo is refused" [ $? -eq 1 ] && grep -qF "far more than a JPEG of 100 x 75 pixels holds" "$tmp/err"
+check "and left as it was" cmp -s "$tmp/huge.jpg" "$tmp/huge0.jpg"
+rm -f "$tmp/huge.jpg" "$tmp/huge0.jpg"
+# Paths that are no photo: a folder named like one, a FIFO, nothing at all.
+mkdir "$tmp/odd"; mkdir "$tmp/odd/d.jpg"; mkfifo "$tmp/odd/f.jpg"; cp "$tmp/r.jpg" "$tmp/odd/x.jpg"
+timeout 20 "$lumeno" rotate cw --no-backup "$tmp/odd/d.jpg" "$tmp/odd/f.jpg" "$tmp/odd/x.jpg" 2>"$tmp/err"
+check "rotate goes past a folder and a FIFO" [ $? -eq 1 ] && [ "$(djpeg "$tmp/odd/x.jpg" | head -c 20 | sed -n 2p | tr ' ' x)" = "64x100" ]
+check "and says what they are" grep -qxF "lumeno: $tmp/odd/d.jpg: Is a directory" "$tmp/err" &&
+  grep -qxF "lumeno: $tmp/odd/f.jpg: not a regular file (a FIFO)" "$tmp/err"
+for command in rename columns tip overlay "gallery sync" "export all" "annotate --add Keyword=k"; do
+  timeout 20 "$lumeno" $command "$tmp/odd/missing.jpg" >/dev/null 2>"$tmp/err"; rc=$?
+  check "$command of a missing file exits 1" [ "$rc" -eq 1 ]
+  check "$command says the file is missing" grep -qxF "lumeno: $tmp/odd/missing.jpg: No such file or directory" "$tmp/err"
+  timeout 20 "$lumeno" $command "$tmp/odd/f.jpg" >/dev/null 2>"$tmp/err"; rc=$?
+  check "$command of a FIFO neither hangs nor passes" [ "$rc" -eq 1 ]
+done
+rm -rf "$tmp/odd"
+
 # --- Edits keep what they did not mean to change ---------------------------------------------------
 cp "$data/sample.jpg" "$tmp/when.jpg"
 "$lumeno" annotate --set "Date Created=20240506" --set "Time Created=070809+0200" "$tmp/when.jpg"

@@ -59,6 +59,26 @@ L gallery export Holidays "$tmp/photos/dawn.jpg" 2>"$tmp/err"; rc=$?
 check "an export into a file fails" [ "$rc" -eq 1 ]
 check "and says where" grep -qF "Failed to export to: $tmp/photos/dawn.jpg" "$tmp/err"
 
+# --- links planted in the export's folder are replaced, never followed ---------------------
+mkdir -p "$tmp/outside" "$tmp/planted"
+for f in index.html LumenoGallery.xml __thumb0001.jpg LumenoGallery.CSS; do
+  printf 'precious %s\n' "$f" >"$tmp/outside/$f"
+  ln -s "$tmp/outside/$f" "$tmp/planted/$f"
+done
+L gallery export Holidays/Lakes "$tmp/planted" >/dev/null
+check "export through planted links succeeds" [ $? -eq 0 ]
+check "the files the links led to are untouched" \
+  bash -c 'for f in index.html LumenoGallery.xml __thumb0001.jpg LumenoGallery.CSS; do
+             [ "$(cat "$1/$f")" = "precious $f" ] || exit 1; done' _ "$tmp/outside"
+check "the links were replaced by the export's own files" [ ! -L "$tmp/planted/index.html" ] && [ -s "$tmp/planted/index.html" ]
+mkdir -p "$tmp/planted2"; ln -s "$tmp/outside" "$tmp/planted2/Lakes"
+L gallery export Holidays "$tmp/planted2" 2>"$tmp/err" >/dev/null
+check "a link in place of a sub-gallery's folder is refused" [ $? -eq 1 ] && grep -qF "a symbolic link is in the way" "$tmp/err"
+check "and nothing was written through it" [ "$(ls "$tmp/outside" | wc -l)" -eq 4 ]
+(umask 002 && L gallery export Holidays/Lakes "$tmp/modes" >/dev/null)
+check "export files get the user's usual mode" [ "$(stat -c %a "$tmp/modes/index.html")" = 664 ] &&
+  [ "$(stat -c %a "$tmp/modes/LumenoGallery.xml")" = 664 ] && [ "$(stat -c %a "$tmp/modes/__thumb0001.jpg")" = 664 ]
+
 # --- the store follows a rotation ---------------------------------------------------------
 before=$(cksum <"$thumb")
 check "rotate a stored picture" L rotate cw --no-backup "$tmp/photos/dawn.jpg"

@@ -168,3 +168,19 @@ TEST(MakeNumberedBackup, TakesTheNextFreeNumberAndNeverOverwrites)
     }
     EXPECT_THROW(makeNumberedBackup(photo), std::runtime_error);
 }
+
+TEST(WriteFileSafely, RemovesTheTemporaryFilesKilledWritesLeftAndNoOthers)
+{
+    Folder folder;
+    const std::string photo = folder.file("photo.jpg");
+    put(photo, "original");
+    put(folder.file(".photo.jpg.lumeno-Ab3xQz"), "left by a killed write");
+    put(folder.file(".photo.jpg.lumeno-Busy01"), "being written by another");
+    put(folder.file(".other.jpg.lumeno-Zz9xQz"), "another photo's");
+    const auto busy = services().lockFile(folder.file(".photo.jpg.lumeno-Busy01"));
+    writeFileSafely(photo, [](const std::string& temporary) { put(temporary, "new"); });
+    EXPECT_EQ(get(photo), "new");
+    EXPECT_FALSE(fs::exists(folder.file(".photo.jpg.lumeno-Ab3xQz")));
+    EXPECT_TRUE(fs::exists(folder.file(".photo.jpg.lumeno-Busy01")));
+    EXPECT_TRUE(fs::exists(folder.file(".other.jpg.lumeno-Zz9xQz")));
+}

@@ -6,7 +6,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
+
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 using namespace Lumeno::UI;
@@ -197,4 +200,59 @@ TEST(SettingsFolders, DefaultToTheUsersFoldersAsTheDesktopNamesThem)
     EXPECT_EQ(settings.getSlideshowFolder(), "/srv/docs");
     setenv("HOME", oldHome.c_str(), 1);
     fs::remove_all(home);
+}
+
+TEST_F(SettingsFile, AFileWithFaultsIsReadAsFarAsItCanAndNeverWrittenOver)
+{
+    fs::create_directories(fs::path(path_).parent_path());
+    const std::string original = "[Display]\nGamma=dword:150\n; a comment\n[Shell]\nEnableIconOverlays=dword:0\n"
+                                 "EnableIconOverlays=dword:1\nthis line means nothing\n[General]\nThumbnailCacheSize=dword:42\n";
+    std::ofstream(path_, std::ios::binary) << original;
+    Settings settings(*store_);
+    EXPECT_DOUBLE_EQ(settings.getGamma(), 1.5);
+    EXPECT_TRUE(settings.getEnableIconOverlays()); // the later of two
+    EXPECT_EQ(settings.number(Setting::ThumbnailCacheSize), 42u);
+    ASSERT_EQ(settings.problems().size(), 2u);
+    EXPECT_NE(settings.problems()[0].find(":6: 'EnableIconOverlays' is given twice"), std::string::npos)
+        << settings.problems()[0];
+
+    // A write keeps the whole file aside first, and the new one has every value read.
+    ASSERT_TRUE(settings.setText(Setting::Gamma, "1.3"));
+    std::vector<fs::path> aside;
+    for (const auto& e : fs::directory_iterator(fs::path(path_).parent_path())) {
+        if (e.path().filename().string().rfind("Lumeno.conf.unread-", 0) == 0) {
+            aside.push_back(e.path());
+        }
+    }
+    ASSERT_EQ(aside.size(), 1u);
+    std::ifstream kept(aside[0], std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), std::istreambuf_iterator<char>()), original);
+    const auto again = keyFileSettingsStore(path_);
+    Settings reread(*again);
+    EXPECT_DOUBLE_EQ(reread.getGamma(), 1.3);
+    EXPECT_EQ(reread.number(Setting::ThumbnailCacheSize), 42u);
+    EXPECT_TRUE(reread.getEnableIconOverlays());
+    EXPECT_TRUE(reread.problems().empty());
+}
+
+TEST_F(SettingsFile, HugeFilesAndFilesThatAreNoneAreNotRead)
+{
+    fs::create_directories(fs::path(path_).parent_path());
+    {
+        std::ofstream huge(path_, std::ios::binary);
+        huge << "[Display]\nGamma=dword:150\n";
+        huge << std::string(2u << 20, ';');
+    }
+    Settings settings(*store_);
+    EXPECT_DOUBLE_EQ(settings.getGamma(), 1.2); // the default: the file was not read
+    ASSERT_EQ(settings.problems().size(), 1u);
+    EXPECT_NE(settings.problems()[0].find("far more than settings take"), std::string::npos);
+
+    fs::remove(path_);
+    ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+    const auto fifo = keyFileSettingsStore(path_);
+    Settings onFifo(*fifo);
+    EXPECT_DOUBLE_EQ(onFifo.getGamma(), 1.2); // and no waiting for a writer
+    EXPECT_FALSE(onFifo.setText(Setting::Gamma, "1.5"));
+    EXPECT_TRUE(fs::is_fifo(path_));
 }

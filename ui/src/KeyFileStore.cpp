@@ -1,20 +1,41 @@
-// The key-file store: an INI file read and written with Boost.PropertyTree. Each value keeps
-// its kind, as registry values do: dword:N, sz:TEXT or hex:BYTES.
+// The key-file store: an INI file of [SECTION] lines and NAME=VALUE lines. Each value keeps its
+// kind, as registry values do: dword:N, sz:TEXT or hex:BYTES.
+//
+// The file is read by a reader of our own rather than a strict one: a file that a person edited
+// (a duplicate name, a stray line) is read as far as it can be, and is never written back over
+// while it cannot be read whole.
 #include "Lumeno/UI/Settings.h"
 
 #include <Lumeno/Platform/Services.h>
 
-#include <boost/property_tree/ini_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-
 #include <charconv>
+#include <chrono>
+#include <ctime>
 #include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
 
-namespace pt = boost::property_tree;
+namespace fs = std::filesystem;
 
 namespace Lumeno::UI {
 
 namespace {
+
+// Settings take a few kilobytes; a file much larger is not a settings file.
+constexpr std::uintmax_t MaxFileSize = 1u << 20;
+
+using Section = std::map<std::string, std::string>;
+using Contents = std::map<std::string, Section>;
+
+std::string trimmed(const std::string& text)
+{
+    const std::size_t first = text.find_first_not_of(" \t\r");
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(" \t\r") + 1 - first);
+}
 
 class KeyFileStore final : public SettingsStore {
 public:
@@ -83,50 +104,155 @@ public:
 
     bool remove(const std::string& section, const std::string& name) override
     {
-        pt::ptree tree = load();
-        const auto found = tree.find(section);
-        if (found == tree.not_found()) {
+        Contents contents = load();
+        const auto found = contents.find(section);
+        if (found == contents.end() || found->second.erase(name) == 0) {
             return true;
         }
-        found->second.erase(name);
-        return save(tree);
+        return save(contents);
+    }
+
+    std::vector<std::string> problems() const override
+    {
+        load();
+        return problems_;
     }
 
 private:
-    pt::ptree load() const
+    // The file's contents, read again only when the file changed since the last reading.
+    const Contents& load() const
     {
-        pt::ptree tree;
-        try {
-            pt::read_ini(path_, tree);
-        } catch (const pt::ptree_error&) {
-            // A missing or unreadable file holds nothing: every setting has its default.
+        std::error_code ec;
+        const fs::path file = fs::u8path(path_);
+        const fs::file_status status = fs::status(file, ec);
+        if (ec || !fs::exists(status)) {
+            cached_ = Contents();
+            problems_.clear();
+            whole_ = true;
+            stamp_ = {};
+            return cached_;
         }
-        return tree;
+        const std::uintmax_t size = fs::is_regular_file(status) ? fs::file_size(file, ec) : 0;
+        const fs::file_time_type modified = fs::last_write_time(file, ec);
+        const Stamp stamp{true, size, modified};
+        if (stamp == stamp_) {
+            return cached_;
+        }
+        stamp_ = stamp;
+        cached_ = Contents();
+        problems_.clear();
+        whole_ = false;
+        if (!fs::is_regular_file(status)) {
+            problems_.push_back("the settings file " + path_ + " is not a regular file: it is not read");
+            return cached_;
+        }
+        if (size > MaxFileSize) {
+            problems_.push_back("the settings file " + path_ + " is " + std::to_string(size) +
+                                " bytes, far more than settings take: it is not read");
+            return cached_;
+        }
+        std::ifstream in(file, std::ios::binary);
+        if (!in) {
+            problems_.push_back("the settings file " + path_ + " cannot be read");
+            return cached_;
+        }
+        whole_ = true;
+        Section* section = nullptr;
+        std::string line;
+        for (int number = 1; std::getline(in, line); ++number) {
+            const std::string text = trimmed(line);
+            const auto fault = [&](const std::string& what) {
+                whole_ = false;
+                problems_.push_back(path_ + ":" + std::to_string(number) + ": " + what);
+            };
+            if (text.empty() || text[0] == ';' || text[0] == '#') {
+                continue;
+            }
+            if (text[0] == '[') {
+                if (text.back() != ']') {
+                    fault("a section name without its ']'");
+                    section = nullptr;
+                    continue;
+                }
+                section = &cached_[trimmed(text.substr(1, text.size() - 2))];
+                continue;
+            }
+            const std::size_t equals = text.find('=');
+            if (equals == std::string::npos || section == nullptr) {
+                fault(section == nullptr ? "a value outside any section" : "a line that is no NAME=VALUE");
+                continue;
+            }
+            const std::string name = trimmed(text.substr(0, equals));
+            if (section->count(name) != 0) {
+                // The later one wins, as in most readers of such files; the file is not written
+                // back until a person has seen it.
+                fault("'" + name + "' is given twice; the later value is used");
+            }
+            (*section)[name] = trimmed(text.substr(equals + 1));
+        }
+        return cached_;
     }
 
-    bool save(const pt::ptree& tree)
+    bool save(const Contents& contents)
     {
         try {
-            std::filesystem::create_directories(std::filesystem::u8path(path_).parent_path());
-            Platform::writeFileSafely(path_, [&](const std::string& temporary) { pt::write_ini(temporary, tree); });
+            fs::create_directories(fs::u8path(path_).parent_path());
+            if (!whole_ && stamp_.exists) {
+                keepAside();
+            }
+            std::ostringstream text;
+            for (const auto& [name, values] : contents) {
+                text << '[' << name << "]\n";
+                for (const auto& [key, value] : values) {
+                    text << key << '=' << value << '\n';
+                }
+                text << '\n';
+            }
+            Platform::writeFileSafely(path_, text.str(), true);
+            stamp_ = {};
             return true;
-        } catch (const std::exception&) {
+        } catch (const std::exception& e) {
+            problems_.push_back("the settings file " + path_ + " could not be written: " + e.what());
             return false;
         }
+    }
+
+    // A file that could not be read whole is never written over: it is moved aside, where a
+    // person can take back what the reader could not.
+    void keepAside()
+    {
+        const fs::path file = fs::u8path(path_);
+        if (!fs::is_regular_file(file)) {
+            throw std::runtime_error("it is not a regular file");
+        }
+        const std::time_t now = std::time(nullptr);
+        std::tm local{};
+#ifdef _WIN32
+        localtime_s(&local, &now);
+#else
+        localtime_r(&now, &local);
+#endif
+        char stamp[32];
+        std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
+        fs::path aside = file;
+        aside += std::string(".unread-") + stamp;
+        fs::rename(file, aside);
+        problems_.push_back("the settings file " + path_ + " could not be read whole; it was kept as " +
+                            aside.u8string() + " and a new one written with what could be read");
     }
 
     bool read(const std::string& section, const std::string& name, const std::string& kind, std::string& value) const
     {
-        const pt::ptree tree = load();
-        const auto s = tree.find(section);
-        if (s == tree.not_found()) {
+        const Contents& contents = load();
+        const auto s = contents.find(section);
+        if (s == contents.end()) {
             return false;
         }
         const auto v = s->second.find(name);
-        if (v == s->second.not_found()) {
+        if (v == s->second.end()) {
             return false;
         }
-        const std::string& raw = v->second.data();
+        const std::string& raw = v->second;
         if (raw.compare(0, kind.size(), kind) != 0) {
             return false; // stored as another kind
         }
@@ -136,18 +262,27 @@ private:
 
     bool write(const std::string& section, const std::string& name, const std::string& value)
     {
-        if (section.find_first_of(".[]") != std::string::npos || name.find_first_of(".=") != std::string::npos) {
+        if (section.find_first_of("[]\r\n") != std::string::npos || name.find_first_of("=\r\n") != std::string::npos ||
+            trimmed(section) != section || trimmed(name) != name || name.empty()) {
             return false;
         }
-        pt::ptree tree = load();
-        if (tree.find(section) == tree.not_found()) {
-            tree.push_back({section, pt::ptree()});
-        }
-        tree.find(section)->second.put(pt::ptree::path_type(name, '\0'), value);
-        return save(tree);
+        Contents contents = load();
+        contents[section][name] = value;
+        return save(contents);
     }
 
+    struct Stamp {
+        bool exists = false;
+        std::uintmax_t size = 0;
+        fs::file_time_type modified{};
+        bool operator==(const Stamp& o) const { return exists == o.exists && size == o.size && modified == o.modified; }
+    };
+
     std::string path_;
+    mutable Contents cached_;
+    mutable Stamp stamp_;
+    mutable bool whole_ = true;
+    mutable std::vector<std::string> problems_;
 };
 
 } // namespace

@@ -210,6 +210,11 @@ Settings::Settings() : owned_(userSettingsStore()), accessor_(*owned_) {}
 
 Settings::Settings(SettingsStore& store) : accessor_(store) {}
 
+std::vector<std::string> Settings::problems() const
+{
+    return accessor_.store().problems();
+}
+
 Settings::~Settings() = default;
 
 namespace {

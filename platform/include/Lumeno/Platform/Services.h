@@ -55,15 +55,20 @@ public:
     virtual int utcOffsetMinutes() const = 0;
     // A new GUID from the system's generator.
     virtual Metadata::GUID newGUID() const = 0;
-    // Creates a new empty file with a unique name in `folder`, starting with `prefix`; returns
-    // its path.
-    virtual std::string createTemporaryFile(const std::string& folder, const std::string& prefix) const = 0;
+    // Creates a new empty file with a unique name in `folder`: `prefix` and six letters or
+    // digits. It can be read by its owner alone, or, when not `privateFile`, as any new file of
+    // the user's is. Returns its path.
+    virtual std::string createTemporaryFile(const std::string& folder, const std::string& prefix,
+                                            bool privateFile = true) const = 0;
     // Makes sure the file's contents are on the disk.
     virtual void flushToDisk(const std::string& path) const = 0;
     // Puts `source` in the place of `target` in one step, replacing it.
     virtual void replaceFile(const std::string& source, const std::string& target) const = 0;
     // An exclusive lock on `path` (made when missing), waiting while another process holds it.
     virtual std::unique_ptr<FileLock> lockFile(const std::string& path) const = 0;
+    // The same lock on an existing file, or null at once when another process holds it (or the
+    // file cannot be opened).
+    virtual std::unique_ptr<FileLock> tryLockFile(const std::string& path) const = 0;
     // Whether another process holds a lock on any part of `path` (as programs that mark
     // themselves present in a shared file do); false when the file does not exist.
     virtual bool lockedByOthers(const std::string& path) const = 0;
@@ -133,7 +138,8 @@ struct SafeWriteOptions {
 };
 
 // Writes `target` through `write`, which is given the path of a temporary file beside it
-// (".NAME.lumeno-XXXXXX") to fill. Only when `write` has finished is the file flushed to disk
+// (".NAME.lumeno-XXXXXX", locked while it is written) to fill. Temporary files of the same name
+// that no writer holds (left by a killed write) are removed first. Only when `write` has finished is the file flushed to disk
 // and renamed over the target; on any failure the target stays as it was and the temporary file
 // is removed. A symbolic link stays a link: the file it leads to is the one replaced. The new
 // file keeps the old one's permissions and, where the system allows, its owner and group. A
@@ -147,7 +153,9 @@ void writeFileSafely(const std::string& target, const std::function<void(const s
 void writeFileSafely(const std::string& target, const std::string& contents, bool text);
 
 // Copies `path` to the first free name "Lumeno.NN.NAME" beside it (NN from 00 to 98) and returns
-// that name. Never overwrites; throws std::runtime_error when every name is taken.
+// that name. The copy is made under a temporary name and takes the backup's name only when it is
+// complete, so a failed copy (a full disk) never looks like a backup. Never overwrites; throws
+// std::runtime_error when every name is taken.
 std::string makeNumberedBackup(const std::string& path);
 
 // The offset from UTC that Windows' time-zone information describes: -(Bias + the standard bias

@@ -56,13 +56,19 @@ public:
     virtual bool writeBinary(const std::string& section, const std::string& name, const std::vector<std::uint8_t>& value) = 0;
     // Removes a value; true when it is gone.
     virtual bool remove(const std::string& section, const std::string& name) = 0;
+    // What the store found wrong with what it keeps (a settings file that could not be read
+    // whole, a file kept aside), in words for the user; nothing when all is well.
+    virtual std::vector<std::string> problems() const { return {}; }
 };
 
 // The current user's store: HKEY_CURRENT_USER\Software\LumenoWorks\Lumeno\SECTION on Windows,
 // $XDG_CONFIG_HOME/LumenoWorks/Lumeno.conf elsewhere.
 std::unique_ptr<SettingsStore> userSettingsStore();
 // A key file at `path`, with one [SECTION] per section and NAME=dword:N, NAME=sz:TEXT or
-// NAME=hex:BYTES per value. Writes replace the file safely.
+// NAME=hex:BYTES per value. Writes replace the file safely. A file with faults (a name given
+// twice, a stray line) is read as far as it can be, and never written over: a write first moves
+// it aside (NAME.unread-TIME). A file of more than 1 MB, or one that is not a regular file, is
+// not read. problems() says what happened.
 std::unique_ptr<SettingsStore> keyFileSettingsStore(const std::string& path);
 
 // The read and write operations of every value kind on one store.
@@ -70,6 +76,7 @@ class SettingsAccessor {
 public:
     static constexpr const char* ProductKey = "LumenoWorks\\Lumeno";
     explicit SettingsAccessor(SettingsStore& store) : store_(store) {}
+    const SettingsStore& store() const noexcept { return store_; }
 
     // Every read answers whether the value was found.
     bool readFlag(const std::string& section, const std::string& name, bool& value) const;
@@ -197,6 +204,8 @@ public:
     ~Settings();
 
     SettingsAccessor& accessor() { return accessor_; }
+    // What the store found wrong (see SettingsStore::problems).
+    std::vector<std::string> problems() const;
 
     // Typed reads of any row; `stored` tells whether the value came from the store.
     bool flag(Setting id, bool* stored = nullptr) const;
