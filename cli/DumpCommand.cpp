@@ -48,8 +48,10 @@ const char* const IptcHelp =
     "\n"
     "One line per IPTC dataset of each file, in stored order: the dataset's name,\n"
     "a tab, and its text. Line breaks, tabs and backslashes in the text are written\n"
-    "as \\r, \\n, \\t and \\\\ so that every dataset stays on its line.\n"
-    "Errors and exit status as for 'lumeno dump'.\n";
+    "as \\r, \\n, \\t and \\\\ so that every dataset stays on its line. Datasets\n"
+    "of numbers the library does not know are named 2:NNN; a value longer than its\n"
+    "dataset allows is shown whole, with a warning.\n"
+    "Warnings, errors and exit status as for 'lumeno dump'.\n";
 
 const char* const XmpHelp =
     "Usage: lumeno xmp FILE...\n"
@@ -363,7 +365,9 @@ int runIptc(const std::vector<std::string>& arguments, Streams streams)
         return status;
     }
     return forEachFile(files, streams, true, [&](const std::string& file) {
-        streams.out << Commands::iptcText(open(file)->image->iptc());
+        const auto opened = open(file);
+        reportWarnings(file, *opened->image, streams);
+        streams.out << Commands::iptcText(opened->image->iptc());
     });
 }
 

@@ -63,6 +63,7 @@ bool aboutTheFiles(int code)
 {
     switch (code) {
     case ENOSPC:
+    case ENOMEM:
     case EDQUOT:
     case EACCES:
     case EPERM:
@@ -94,6 +95,16 @@ const char* const RepairAdvice =
     t_engineMessage.clear();
     const bool damaged = aboutTheFiles(code);
     throw ErrorDb(code, damaged ? message + RepairAdvice : message, damaged);
+}
+
+// A table whose files do not open is damaged, whatever the engine's code says (a file cut in
+// half can show as too little memory).
+[[noreturn]] void failToOpen(int code, const std::string& what)
+{
+    if (code == ENOMEM) {
+        code = DB_VERIFY_BAD;
+    }
+    fail(code, what);
 }
 
 void succeed(int code, const std::string& what)
@@ -280,9 +291,10 @@ int extractKey(Db* secondary, const Dbt*, const Dbt* data, Dbt* result)
 
 // Why a store might be in no state to be written: too little room for its files to grow. The
 // engine maps parts of its environment into memory, and a mapped file that cannot grow on a full
-// disk would end the program with a bus error instead of an error code; so a write needs this
-// much free space before it starts.
-constexpr std::uint64_t RequiredFreeSpace = 4u << 20;
+// disk would end the program with a bus error instead of an error code; so a write needs room for
+// everything its environment may still grow by (the cache of 16 MB, 4 MB of locks and transaction
+// details, a log file of 2 MB) before it starts.
+constexpr std::uint64_t RequiredFreeSpace = 24u << 20;
 
 void ensureRoom(const std::string& folder)
 {
@@ -313,7 +325,10 @@ public:
             if (r != 0) {
                 txn->abort();
                 closeFiles();
-                fail(r, what);
+                if (retryable(r)) {
+                    fail(r, what);
+                }
+                failToOpen(r, what);
             }
             succeed(txn->commit(0), what);
         });
@@ -600,6 +615,15 @@ public:
         // full disk could not fill when they are touched.
         succeed(env_.set_flags(DB_REGION_INIT, 1), what);
         succeed(env_.set_cachesize(0, 16 * 1024 * 1024, 1), what);
+        // Room for what snapshots keep: the engine keeps the details of a committed transaction
+        // for as long as a page version it made stays in the cache, at most one per cached page
+        // (16 MB of 4 KB pages). And for the locks of large transactions (a gallery renamed with
+        // thousands of pictures).
+        succeed(env_.set_memory_init(DB_MEM_TRANSACTION, 8192), what);
+        succeed(env_.set_tx_max(8192), what);
+        succeed(env_.set_lk_max_locks(10000), what);
+        succeed(env_.set_lk_max_objects(10000), what);
+        succeed(env_.set_lk_max_lockers(2000), what);
         succeed(env_.set_lg_max(2 * 1024 * 1024), what);
         // Transactions that wait for each other are found at once, and the loser's undone; one
         // that waits on a stopped program gives up after a while.

@@ -153,6 +153,12 @@ cp "$data/sample.jpg" "$tmp/when.jpg"
 check "an hour of 25 is refused" [ $? -eq 1 ]
 check "the refusal says what is wrong" grep -qF "Time Created: '250000+0000' is not a valid time (HHMMSS+HHMM)" "$tmp/err"
 check "the XMP date is kept" [ "$(exiftool -s3 -XMP:DateCreated "$tmp/when.jpg")" = "2024:05:06 07:08:09+02:00" ]
+cp "$data/sample.jpg" "$tmp/long.jpg"   # other programs write captions longer than IPTC allows
+exiftool -q -m -overwrite_original -IPTC:Caption-Abstract="$(printf 'y%.0s' {1..3000})" "$tmp/long.jpg"
+check "a long caption is shown" [ "$("$lumeno" iptc "$tmp/long.jpg" 2>/dev/null | sed -n 's/^Caption\t//p' | wc -c)" -eq 3001 ]
+check "with a warning" grep -qF "warning: Caption: 3000 bytes is longer than its limit of 2000 bytes" <("$lumeno" iptc "$tmp/long.jpg" 2>&1 >/dev/null)
+"$lumeno" annotate --set City=Oslo "$tmp/long.jpg" 2>/dev/null
+check "an unrelated edit keeps it" [ "$(exiftool -s3 -IPTC:Caption-Abstract "$tmp/long.jpg" | wc -c)" -eq 3001 ]
 cp "$camera/IPTC.jpg" "$tmp/digest.jpg"   # its IPTC digest is stale already
 "$lumeno" annotate --set "Caption=Digest made anew" "$tmp/digest.jpg"
 check "the IPTC digest is made anew" [ "$(exiftool -s3 -IPTCDigest "$tmp/digest.jpg")" = "$(exiftool -s3 -CurrentIPTCDigest "$tmp/digest.jpg")" ]

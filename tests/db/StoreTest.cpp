@@ -542,3 +542,22 @@ TEST_F(StoreFolder, EveryDamageIsToldAndRepaired)
         EXPECT_TRUE(s.image(dusk, entry)) << what;
     }
 }
+
+TEST_F(StoreFolder, ManyTransactionsInOneProgramDoNotWearTheEngineOut)
+{
+    // Snapshot readers make the engine keep committed transactions' details while their page
+    // versions stay cached: a long-running program (the file manager's) that stores picture
+    // after picture must not run out of room for them.
+    const std::string original = photo("original.jpg", {{25, {"a", "b", "common"}}});
+    fs::create_directories(file("many"));
+    Store s;
+    s.open(store());
+    constexpr int Pictures = 8000;
+    for (int i = 0; i < Pictures; ++i) {
+        const std::string link = file("many/" + std::to_string(i) + ".jpg");
+        fs::create_symlink(original, link);
+        s.update(link, false);
+    }
+    EXPECT_EQ(s.imageCount(), static_cast<std::size_t>(Pictures));
+    EXPECT_EQ(s.filesWithKeyword("common").size(), static_cast<std::size_t>(Pictures));
+}
