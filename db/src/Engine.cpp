@@ -846,13 +846,22 @@ std::vector<StoreProblem> Engine::check(const std::string& folder, const std::ve
 {
     std::vector<StoreProblem> problems;
     for (const TableDefinition& table : tables) {
-        for (const char* extension : {".GDB", ".NDX"}) {
-            const fs::path file = fs::u8path(folder) / fs::u8path(table.name + extension);
-            std::error_code ec;
-            if (!fs::exists(file, ec)) {
-                problems.push_back({file.filename().u8string(), "missing"});
-            } else if (const std::string why = verifyFile(file); !why.empty()) {
-                problems.push_back({file.filename().u8string(), why});
+        // A table not made yet (a program stopped while it made the store) is made by the next
+        // opener, and a missing index is made anew from its data file; a data file missing
+        // beside its index is records lost.
+        const fs::path data = fs::u8path(folder) / fs::u8path(table.name + ".GDB");
+        const fs::path index = fs::u8path(folder) / fs::u8path(table.name + ".NDX");
+        std::error_code ec;
+        const bool hasData = fs::exists(data, ec);
+        const bool hasIndex = fs::exists(index, ec);
+        if (!hasData && hasIndex) {
+            problems.push_back({data.filename().u8string(), "missing, while its index is there"});
+        }
+        for (const fs::path& file : {data, index}) {
+            if (fs::exists(file, ec)) {
+                if (const std::string why = verifyFile(file); !why.empty()) {
+                    problems.push_back({file.filename().u8string(), why});
+                }
             }
         }
     }

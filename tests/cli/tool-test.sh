@@ -127,7 +127,7 @@ check "the reason is given" grep -qF "cut.jpg: cannot turn the picture:" "$tmp/e
 
 # A file far larger than a JPEG of its picture's size is refused before it is read.
 cp "$tmp/r.jpg" "$tmp/huge.jpg"; head -c 60000000 /dev/zero >>"$tmp/huge.jpg"; cp "$tmp/huge.jpg" "$tmp/huge0.jpg"
-(ulimit -v 400000; "$lumeno" rotate cw --no-backup "$tmp/huge.jpg") 2>"$tmp/err"
+"$lumeno" rotate cw --no-backup "$tmp/huge.jpg" 2>"$tmp/err"
 check "a huge file named like a photo is refused" [ $? -eq 1 ] && grep -qF "far more than a JPEG of 100 x 75 pixels holds" "$tmp/err"
 check "and left as it was" cmp -s "$tmp/huge.jpg" "$tmp/huge0.jpg"
 rm -f "$tmp/huge.jpg" "$tmp/huge0.jpg"
