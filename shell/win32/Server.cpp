@@ -3,7 +3,7 @@
 #include "Server.h"
 
 #include <Lumeno/Platform/Services.h>
-#include <Lumeno/Shell/ImageLibrary.h>
+#include <Lumeno/Platform/Images.h>
 #include <Lumeno/Shell/ShellCore.h>
 
 #include <commctrl.h>
@@ -248,15 +248,11 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
         if (path.empty()) {
             return FALSE;
         }
-        // The image library's client path is the module's folder; its client name is the name
-        // of the library file it has always been given, deliberately not a program's name.
-        const std::size_t slash = path.find_last_of("\\/");
-        const std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash);
-        startImageLibrary("CORE_RL_magick_.dll", Lumeno::Platform::services().nativePath(folder));
+        // The image library of Windows (the Imaging Component) is loaded with the module; its
+        // objects are made per thread when pictures are first made there.
+        Lumeno::Platform::imageService().start();
         // Dates in local time and new GUIDs come from the system.
         Lumeno::Platform::installMetadataServices();
-    } else if (reason == DLL_PROCESS_DETACH) {
-        stopImageLibrary();
     }
     return TRUE;
 }

@@ -1,5 +1,5 @@
-// The thumbnail module: Magick++ behind the module's C entry point.
-#include "ThumbnailModule.h"
+// The image module: Magick++ behind the module's C entry point.
+#include "MagickModule.h"
 
 #include <Magick++.h>
 
@@ -22,7 +22,7 @@ void deliver(LumenoThumbnailSink sink, void* context, const std::string& text)
 
 } // namespace
 
-extern "C" LUMENO_MODULE_EXPORT int lumenoMakeThumbnail(const char* path, unsigned longerSide,
+extern "C" LUMENO_MODULE_EXPORT int lumenoMakeThumbnail(const char* path, unsigned longerSide, int orientation,
                                                         LumenoThumbnailSink jpeg, LumenoThumbnailSink error,
                                                         void* context)
 {
@@ -33,6 +33,9 @@ extern "C" LUMENO_MODULE_EXPORT int lumenoMakeThumbnail(const char* path, unsign
         // The size hint lets the JPEG decoder scale while it decodes: far less work than
         // decoding every pixel of a large photo.
         image.read(Magick::Geometry(2 * longerSide, 2 * longerSide), path);
+        // Turned by the orientation the program read, not by the library's own reading of it.
+        image.orientation(orientation >= 1 && orientation <= 8 ? static_cast<Magick::OrientationType>(orientation)
+                                                                : Magick::TopLeftOrientation);
         image.autoOrient();
         image.thumbnail(Magick::Geometry(longerSide, longerSide));
         image.strip();
