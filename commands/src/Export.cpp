@@ -5,6 +5,7 @@
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 #include <Metadata/IPTC.h>
+#include <Metadata/Text.h>
 #include <Metadata/XMP.h>
 
 #include <filesystem>
@@ -102,7 +103,9 @@ std::string iptcText(const Metadata::IPTC& iptc)
 
 std::string xmpText(const Metadata::ImageMetadata& image)
 {
-    std::string text = image.xmp() ? image.xmp()->packetText() : std::string();
+    // A text file, in UTF-8 whatever encoding the picture's packet is in: a UTF-16 packet's
+    // bytes would not survive the line ends of a text file, nor be read as text by most tools.
+    std::string text = image.xmp() ? Metadata::Text::unicodeToUtf8(image.xmp()->packetText()) : std::string();
     if (!text.empty() && text.back() != '\n') {
         text += '\n'; // a text file ends with a line end
     }

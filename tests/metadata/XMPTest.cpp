@@ -1,4 +1,5 @@
 #include <Metadata/Exceptions.h>
+#include <Metadata/Text.h>
 #include <Metadata/XMP.h>
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <cstring>
 #include <regex>
 #include <sstream>
+#include <vector>
 
 using namespace Metadata;
 
@@ -166,6 +168,48 @@ TEST(XMP, WritesLongPacketsInPiecesAndKeepsUnparsablePacketsAsTheyAre)
     bad.clear();
     EXPECT_TRUE(bad.empty());
     EXPECT_TRUE(bad.parsed());
+}
+
+// Packets come in any of Unicode's encodings; exports and the tool's output are UTF-8 text.
+TEST(XMP, PacketsInEveryUnicodeEncodingBecomeUtf8)
+{
+    // "<x é 𝄞>": ASCII, a two-byte character and one beyond the basic plane (a surrogate pair).
+    const std::u32string chars = U"<x \u00E9 \U0001D11E>";
+    const std::string utf8 = "<x \xC3\xA9 \xF0\x9D\x84\x9E>";
+    const auto encode = [&](int width, bool bigEndian, bool mark) {
+        std::u32string units = mark ? U"\uFEFF" + chars : chars;
+        std::string out;
+        for (char32_t c : units) {
+            std::vector<std::uint32_t> pieces;
+            if (width == 2 && c > 0xFFFF) {
+                pieces = {0xD800 + ((c - 0x10000) >> 10), 0xDC00 + ((c - 0x10000) & 0x3FF)};
+            } else {
+                pieces = {static_cast<std::uint32_t>(c)};
+            }
+            for (std::uint32_t unit : pieces) {
+                for (int k = 0; k < width; ++k) {
+                    const int shift = 8 * (bigEndian ? width - 1 - k : k);
+                    out += static_cast<char>((unit >> shift) & 0xFF);
+                }
+            }
+        }
+        return out;
+    };
+    for (int width : {2, 4}) {
+        for (bool bigEndian : {false, true}) {
+            for (bool mark : {false, true}) {
+                SCOPED_TRACE(std::to_string(width * 8) + (bigEndian ? " BE" : " LE") + (mark ? " with a mark" : ""));
+                EXPECT_EQ(Text::unicodeToUtf8(encode(width, bigEndian, mark)), utf8);
+            }
+        }
+    }
+    EXPECT_EQ(Text::unicodeToUtf8(utf8), utf8);
+    EXPECT_EQ(Text::unicodeToUtf8("\xEF\xBB\xBF" + utf8), utf8);
+    EXPECT_EQ(Text::unicodeToUtf8(""), "");
+    // A lone surrogate, a cut-off unit and a value beyond Unicode are each one U+FFFD.
+    EXPECT_EQ(Text::unicodeToUtf8(std::string("<\0\x00\xD8" "a\0", 6)), "<\xEF\xBF\xBD" "a");
+    EXPECT_EQ(Text::unicodeToUtf8(std::string("<\0a", 3)), "<\xEF\xBF\xBD");
+    EXPECT_EQ(Text::unicodeToUtf8(std::string("<\0\0\0\0\0\x11\0", 8)), "<\xEF\xBF\xBD");
 }
 
 TEST(GUID, TextHasTheUsualLayout)

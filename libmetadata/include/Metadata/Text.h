@@ -18,4 +18,10 @@ std::string toUtf8(std::string_view bytes);
 // Every byte taken as Latin-1 (ISO 8859-1), whose characters are the first 256 of Unicode.
 std::string latin1ToUtf8(std::string_view bytes);
 
+// UTF-8 for XML text (an XMP packet) in any of Unicode's encodings: UTF-8, UTF-16 or UTF-32 of
+// either byte order, told by a byte-order mark or by where the zero bytes of its first
+// character ('<' or white space) fall, as XML and XMP tell it. A leading byte-order mark is
+// dropped; a broken UTF-16 or UTF-32 sequence becomes U+FFFD; UTF-8 text is given back as it is.
+std::string unicodeToUtf8(std::string_view bytes);
+
 } // namespace Metadata::Text
