@@ -50,7 +50,8 @@ int main(int argc, char** argv)
 {
     std::ios::sync_with_stdio(false);
     Lumeno::Platform::installMetadataServices();
-    std::vector<std::string> args(argv + 1, argv + argc);
+    Lumeno::Platform::services().prepareConsole();
+    std::vector<std::string> args = Lumeno::Platform::services().arguments(argc, argv);
     Lumeno::Cli::Streams streams{std::cout, std::cerr};
 
     if (args.empty()) {

@@ -105,7 +105,7 @@ std::unique_ptr<ImageMetadata> openImage(const std::string& path, ImageStreamT& 
     if (std::string why = whyNotARegularFile(path); !why.empty()) {
         METADATA_THROW(IOOpenError, std::move(why));
     }
-    stream.open(path, std::ios::in | std::ios::binary);
+    stream.open(std::filesystem::u8path(path), std::ios::in | std::ios::binary);
     if (!stream.good() || !stream.is_open()) {
         const int error = errno;
         METADATA_THROW(IOOpenError, error != 0 ? std::error_code(error, std::generic_category()).message()

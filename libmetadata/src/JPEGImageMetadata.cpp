@@ -4,6 +4,7 @@
 #include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
 
+#include <filesystem>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -291,7 +292,7 @@ void JPEGImageMetadata::clearXMPAndWrite(const std::string& path)
 void JPEGImageMetadata::writeFile(const std::string& path, bool iptcFlag)
 {
     ImageStreamT destination;
-    destination.open(path, std::ios::in | std::ios::out | std::ios::trunc | std::ios::binary);
+    destination.open(std::filesystem::u8path(path), std::ios::in | std::ios::out | std::ios::trunc | std::ios::binary);
     if (!destination.is_open()) {
         METADATA_THROW0(IOOpenError);
     }

@@ -4,6 +4,8 @@
 
 #include <tiffio.h>
 
+#include <fstream>
+#include <memory>
 #include <string>
 
 namespace Metadata {
@@ -24,7 +26,16 @@ public:
     // The last message libtiff reported on this thread.
     static std::string lastMessage();
 
+    // The file under the handle: opened by us, through the path type that names any file on
+    // every system (libtiff's own opening takes Windows' narrow names, in the ANSI code page).
+    struct File {
+        std::filebuf buffer;
+        bool writing = false;
+        bool failed = false;
+    };
+
 private:
+    std::unique_ptr<File> file_;
     TIFF* tiff_ = nullptr;
 };
 

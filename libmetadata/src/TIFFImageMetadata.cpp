@@ -5,6 +5,7 @@
 #include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
 
+#include <filesystem>
 #include <array>
 #include <fstream>
 
@@ -85,7 +86,7 @@ void TIFFImageMetadata::writeFile(const std::string& path, bool iptcFlag)
 {
     // A byte-for-byte copy first...
     {
-        std::ofstream copy(path, std::ios::binary | std::ios::trunc);
+        std::ofstream copy(std::filesystem::u8path(path), std::ios::binary | std::ios::trunc);
         if (!copy.is_open()) {
             METADATA_THROW0(IOOpenError);
         }
@@ -161,7 +162,7 @@ void TIFFImageMetadata::patchRewrittenDirectory(const std::string& path,
     // the same four bytes as a LONG, so the type is written as LONG instead. libtiff writes the
     // IPTC record (33723) as UNDEFINED; picture editors write it as LONGs, and other readers call
     // anything else non-standard, so it becomes LONGs too (its length is a multiple of four).
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    std::fstream file(std::filesystem::u8path(path), std::ios::in | std::ios::out | std::ios::binary);
     std::uint8_t header[8] = {};
     file.read(reinterpret_cast<char*>(header), sizeof header);
     const bool big = header[0] == 'M';

@@ -3,6 +3,7 @@
 #include "TerminalProgress.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include <cerrno>
@@ -235,6 +236,19 @@ public:
         ::close(fd);
     }
 
+    std::vector<std::string> arguments(int argc, char** argv) const override
+    {
+        return std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc);
+    }
+
+    void prepareConsole() const override {}
+
+    void copyFile(const std::string& source, const std::string& target) const override
+    {
+        std::filesystem::copy_file(std::filesystem::u8path(source), std::filesystem::u8path(target),
+                                   std::filesystem::copy_options::overwrite_existing);
+    }
+
     bool moveFileNoReplace(const std::string& source, const std::string& target) const override
     {
         if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
@@ -281,7 +295,6 @@ public:
         return std::make_unique<TerminalProgress>(::isatty(STDERR_FILENO) != 0);
     }
 
-    std::string nativePath(const std::string& path) const override { return path; }
 
     std::string programFolder() const override
     {

@@ -141,7 +141,7 @@ std::string makeNumberedBackup(const std::string& path)
         removeStaleTemporaries(folder, temporaryPrefix);
         const std::string temporary = services().createTemporaryFile(folder.u8string(), temporaryPrefix);
         try {
-            fs::copy_file(original, fs::u8path(temporary), fs::copy_options::overwrite_existing);
+            services().copyFile(original.u8string(), temporary);
             services().flushToDisk(temporary);
             // The name is taken only now, and never from another file that took it meanwhile.
             if (services().moveFileNoReplace(temporary, backup.u8string())) {

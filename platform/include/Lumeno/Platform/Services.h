@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Lumeno::Platform {
 
@@ -81,6 +82,14 @@ public:
     // Moves `source` to `target` in one step unless `target` exists: false (and nothing moved)
     // when it does; other failures throw.
     virtual bool moveFileNoReplace(const std::string& source, const std::string& target) const = 0;
+    // Copies the contents of `source` over `target` (made when missing).
+    virtual void copyFile(const std::string& source, const std::string& target) const = 0;
+
+    // The program's arguments after its name, in UTF-8 (from the wide command line on Windows,
+    // where `argv` is in the ANSI code page).
+    virtual std::vector<std::string> arguments(int argc, char** argv) const = 0;
+    // Makes the console, when the output is one, show the UTF-8 the program writes.
+    virtual void prepareConsole() const = 0;
 
     // The user's picture and document folders; empty when the system cannot say.
     virtual std::string picturesFolder() const = 0;
@@ -95,10 +104,6 @@ public:
     // The system's default alert sound.
     virtual void beep() const = 0;
     virtual std::unique_ptr<ProgressDisplay> makeProgressDisplay() const = 0;
-    // The path the portable code opens for a path the system handed over: the same on POSIX
-    // and on Windows; under Wine, the host path of a Windows path ("Z:\photos\a.jpg" gives
-    // "/photos/a.jpg"), since the portable code opens files through the host's C++ library.
-    virtual std::string nativePath(const std::string& path) const = 0;
 
     // The folder of the program file this code is part of (the server's DLL when the file
     // manager loaded it).
