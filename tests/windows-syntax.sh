@@ -4,7 +4,8 @@
 set -u
 compiler=$1 top=$2
 failed=0
-sources=(platform/src/WindowsServices.cpp platform/src/ShellProgressDialog.cpp ui/src/RegistryStore.cpp
+sources=(platform/src/WindowsServices.cpp platform/src/ShellProgressDialog.cpp platform/src/WicImages.cpp
+         ui/src/RegistryStore.cpp
          shell/win32/Server.cpp shell/win32/Registration.cpp shell/win32/ColumnProvider.cpp
          shell/win32/InfoTip.cpp shell/win32/Overlays.cpp shell/win32/tests/ServerTest.cpp)
 for source in "${sources[@]}"; do

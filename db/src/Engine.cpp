@@ -64,7 +64,9 @@ bool aboutTheFiles(int code)
     switch (code) {
     case ENOSPC:
     case ENOMEM:
+#ifdef EDQUOT
     case EDQUOT:
+#endif
     case EACCES:
     case EPERM:
     case EROFS:

@@ -1,43 +1,21 @@
 #include "Lumeno/Platform/Services.h"
 
 #include "ShellProgressDialog.h"
+#include "WindowsText.h"
 
 #include <objbase.h>
+#include <shellapi.h>
 #include <shlobj.h>
 #include <windows.h>
 
+#include <cstdlib>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace Lumeno::Platform {
 
 namespace {
-
-// UTF-16 in WCHAR strings: std::wstring does not fit builds where wchar_t is 16 bits wide.
-using WideString = std::basic_string<WCHAR>;
-
-WideString wide(const std::string& utf8)
-{
-    if (utf8.empty()) {
-        return WideString();
-    }
-    const int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    WideString out(static_cast<std::size_t>(n), 0);
-    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &out[0], n);
-    return out;
-}
-
-std::string narrow(const WCHAR* text)
-{
-    const int n = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (n <= 1) {
-        return std::string();
-    }
-    std::string out(static_cast<std::size_t>(n), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, &out[0], n, nullptr, nullptr);
-    out.resize(static_cast<std::size_t>(n - 1));
-    return out;
-}
 
 std::string shellFolder(int csidl)
 {
@@ -75,6 +53,17 @@ private:
     HANDLE file_;
 };
 
+// Windows' locks are mandatory: a lock on the bytes a file holds would stop its own writer
+// writing them through another handle (a temporary file is locked while it is written). The
+// lock is on one byte far past any end a file can have, which no write ever touches.
+OVERLAPPED lockPlace()
+{
+    OVERLAPPED at{};
+    at.Offset = MAXDWORD - 1;
+    at.OffsetHigh = 0x7FFFFFFF;
+    return at;
+}
+
 class WindowsServices final : public Services {
 public:
     std::unique_ptr<FileLock> lockFile(const std::string& path) const override
@@ -85,8 +74,8 @@ public:
         if (file == INVALID_HANDLE_VALUE) {
             fail("cannot open " + path);
         }
-        OVERLAPPED whole{};
-        if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, MAXDWORD, MAXDWORD, &whole)) {
+        OVERLAPPED at = lockPlace();
+        if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &at)) {
             CloseHandle(file);
             fail("cannot lock " + path);
         }
@@ -101,8 +90,8 @@ public:
         if (file == INVALID_HANDLE_VALUE) {
             return nullptr;
         }
-        OVERLAPPED whole{};
-        if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, MAXDWORD, MAXDWORD, &whole)) {
+        OVERLAPPED at = lockPlace();
+        if (!LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &at)) {
             CloseHandle(file);
             return nullptr;
         }
@@ -185,8 +174,9 @@ public:
 
     void flushToDisk(const std::string& path) const override
     {
-        HANDLE h = CreateFileW(wide(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        // Shared with the writer's own handles (the lock's among them), which may still be open.
+        HANDLE h = CreateFileW(wide(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
         if (h == INVALID_HANDLE_VALUE) {
             fail("cannot flush " + path);
         }
@@ -194,6 +184,15 @@ public:
         CloseHandle(h);
         if (!ok) {
             fail("cannot flush " + path);
+        }
+    }
+
+    // (Not std::filesystem::copy_file: the MinGW runtime's takes any two files of one drive for
+    // the same file, and refuses to copy over an existing one.)
+    void copyFile(const std::string& source, const std::string& target) const override
+    {
+        if (!CopyFileW(wide(source).c_str(), wide(target).c_str(), FALSE)) {
+            fail("cannot copy " + source);
         }
     }
 
@@ -207,6 +206,33 @@ public:
             return false;
         }
         fail("cannot move " + source);
+    }
+
+    std::vector<std::string> arguments(int argc, char** argv) const override
+    {
+        // The narrow arguments are in the ANSI code page, which cannot name every file: the wide
+        // command line can.
+        int count = 0;
+        LPWSTR* wideArguments = CommandLineToArgvW(GetCommandLineW(), &count);
+        if (wideArguments == nullptr) {
+            return std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc);
+        }
+        std::vector<std::string> out;
+        for (int i = 1; i < count; ++i) {
+            out.push_back(narrow(wideArguments[i]));
+        }
+        LocalFree(wideArguments);
+        return out;
+    }
+
+    void prepareConsole() const override
+    {
+        // The program writes UTF-8; a console shows it as such only in the UTF-8 code page, and
+        // gets its own back when the program ends.
+        static const UINT before = GetConsoleOutputCP();
+        if (before != 0 && before != CP_UTF8 && SetConsoleOutputCP(CP_UTF8)) {
+            std::atexit([] { SetConsoleOutputCP(before); });
+        }
     }
 
     std::string picturesFolder() const override { return shellFolder(CSIDL_MYPICTURES); }
@@ -230,25 +256,6 @@ public:
     std::unique_ptr<ProgressDisplay> makeProgressDisplay() const override
     {
         return std::make_unique<Lumeno::Shell::CShellProgressDialog>();
-    }
-
-    std::string nativePath(const std::string& path) const override
-    {
-        // Wine offers its host-path conversion from kernel32; Windows itself has no such call,
-        // and there the path is already the one to open.
-        using Convert = char*(CDECL*)(const WCHAR*);
-        static const auto convert = reinterpret_cast<Convert>(
-            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "wine_get_unix_file_name")));
-        if (convert == nullptr) {
-            return path;
-        }
-        char* host = convert(wide(path).c_str());
-        if (host == nullptr) {
-            return path;
-        }
-        std::string result(host);
-        HeapFree(GetProcessHeap(), 0, host);
-        return result;
     }
 
     std::string programFolder() const override

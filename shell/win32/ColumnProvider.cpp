@@ -11,20 +11,17 @@ namespace {
 
 // The column numbering is fixed at the first call of each operation in the process, from the
 // settings then in force: a change of the settings renumbers columns only in a new process.
-// (Win32's own interlocked exchange: the C++ library's thread primitives are not for Winelib code.)
-const ColumnLayout& frozenLayout(void* volatile* slot, bool exif, bool iptc)
+const ColumnLayout& infoLayout(bool exif, bool iptc)
 {
-    if (*slot == nullptr) {
-        auto* fresh = new ColumnLayout(exif, iptc);
-        if (InterlockedCompareExchangePointer(slot, fresh, nullptr) != nullptr) {
-            delete fresh; // another thread was first
-        }
-    }
-    return *static_cast<const ColumnLayout*>(*slot);
+    static const ColumnLayout layout(exif, iptc);
+    return layout;
 }
 
-void* volatile g_infoLayout = nullptr;
-void* volatile g_dataLayout = nullptr;
+const ColumnLayout& dataLayout(bool exif, bool iptc)
+{
+    static const ColumnLayout layout(exif, iptc);
+    return layout;
+}
 
 // The property-key format of every column.
 const GUID ColumnFormat = {0x394C3DE0, 0x3C6F, 0x11D2, {0x81, 0x7B, 0x00, 0xC0, 0x4F, 0x79, 0x7A, 0xB7}};
@@ -61,7 +58,7 @@ public:
             if (info == nullptr) {
                 return E_POINTER;
             }
-            const ColumnLayout& layout = frozenLayout(&g_infoLayout, exif_, iptc_);
+            const ColumnLayout& layout = infoLayout(exif_, iptc_);
             if (!exif_ && !iptc_) {
                 return S_FALSE;
             }
@@ -90,7 +87,7 @@ public:
             if (key == nullptr || data == nullptr || value == nullptr) {
                 return S_FALSE;
             }
-            const ColumnLayout& layout = frozenLayout(&g_dataLayout, exif_, iptc_);
+            const ColumnLayout& layout = dataLayout(exif_, iptc_);
             if ((!exif_ && !iptc_) || data->pwszExt == nullptr || lstrlenW(data->pwszExt) > 32) {
                 return S_FALSE;
             }

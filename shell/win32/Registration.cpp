@@ -3,6 +3,8 @@
 // types.
 #include "Server.h"
 
+#include <Lumeno/Shell/ShellCore.h>
+
 #include <string>
 
 namespace Lumeno::Shell {
@@ -148,20 +150,50 @@ HRESULT registerExtensions()
     return HRESULT_FROM_WIN32(status);
 }
 
+// Deletes HKCR\path, then each key above it, up to `depth` of them, that it leaves with neither
+// keys nor values: the ShellEx folders registration made for our handlers hold nothing once they
+// go, and a machine that had them with other handlers keeps them.
+void deleteHandler(const std::string& path, int depth)
+{
+    std::string key = path;
+    RegDeleteKeyA(HKEY_CLASSES_ROOT, key.c_str());
+    for (int up = 0; up < depth; ++up) {
+        const std::size_t cut = key.rfind('\\');
+        if (cut == std::string::npos) {
+            return;
+        }
+        key.erase(cut);
+        HKEY open = nullptr;
+        if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ, &open) != ERROR_SUCCESS) {
+            return;
+        }
+        DWORD subkeys = 0;
+        DWORD values = 0;
+        const LONG info = RegQueryInfoKeyA(open, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr,
+                                           nullptr, nullptr, nullptr);
+        RegCloseKey(open);
+        if (info != ERROR_SUCCESS || subkeys != 0 || values != 0 || RegDeleteKeyA(HKEY_CLASSES_ROOT, key.c_str()) != ERROR_SUCCESS) {
+            return;
+        }
+    }
+}
+
 void unregisterExtensions()
 {
     for (int i = 0; i < static_cast<int>(sizeof Extensions / sizeof Extensions[0]); ++i) {
         std::string fileType;
         fileTypeOf(Extensions[i], fileType);
+        // Below the file type: its ShellEx\<handlers> folders and ShellEx, never the type itself.
         if (i < InfoTipExtensions) {
-            RegDeleteKeyA(HKEY_CLASSES_ROOT, (fileType + InfoTipKey).c_str());
+            deleteHandler(fileType + InfoTipKey, 1);
         }
-        RegDeleteKeyA(HKEY_CLASSES_ROOT, (fileType + PropertySheetKey).c_str());
-        RegDeleteKeyA(HKEY_CLASSES_ROOT, (fileType + ContextMenuKey).c_str());
+        deleteHandler(fileType + PropertySheetKey, 2);
+        deleteHandler(fileType + ContextMenuKey, 2);
         const std::string application = userApplication(Extensions[i]);
         if (!application.empty()) {
-            RegDeleteKeyA(HKEY_CLASSES_ROOT, ("Applications\\" + application + PropertySheetKey).c_str());
-            RegDeleteKeyA(HKEY_CLASSES_ROOT, ("Applications\\" + application + ContextMenuKey).c_str());
+            // Applications\<program> was made for our handlers alone when it is empty now.
+            deleteHandler("Applications\\" + application + PropertySheetKey, 3);
+            deleteHandler("Applications\\" + application + ContextMenuKey, 3);
         }
     }
 }
@@ -184,43 +216,47 @@ void removeApprovals()
     RegCloseKey(key);
 }
 
-// Registers the module's type library (its TYPELIB resource 1) under the module's path. Where
-// the system cannot read the library out of the module itself (Wine cannot, from a Winelib
-// module), it is read from a temporary copy of the resource and registered for the module.
+// The overlay names are keys the scripts must not remove (the shell lists overlays by them), so
+// unregistering leaves them behind: empty where Windows' registrar deleted their value, still
+// naming our class under Wine's. A name that is ours and holds nothing else goes here, so that
+// removing the server leaves no trace; a name some other program took meanwhile stays.
+void removeOverlayNames()
+{
+    const std::string root = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\ShellIconOverlayIdentifiers\\";
+    std::size_t count = 0;
+    const ClassEntry* table = classTable(count);
+    for (const OverlayInfo& overlay : overlays()) {
+        HKEY key = nullptr;
+        if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, (root + overlay.name).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+            continue;
+        }
+        char data[64] = {};
+        DWORD size = sizeof data - 1;
+        DWORD type = 0;
+        const LONG read = RegQueryValueExA(key, nullptr, nullptr, &type, reinterpret_cast<BYTE*>(data), &size);
+        DWORD subkeys = 0;
+        DWORD values = 0;
+        RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr, nullptr,
+                         nullptr);
+        RegCloseKey(key);
+        bool ours = read == ERROR_FILE_NOT_FOUND && values == 0;
+        for (std::size_t i = 0; i < count && read == ERROR_SUCCESS && type == REG_SZ; ++i) {
+            ours = ours || lstrcmpiA(data, table[i].clsid) == 0;
+        }
+        if (ours && subkeys == 0 && values <= 1) {
+            RegDeleteKeyA(HKEY_LOCAL_MACHINE, (root + overlay.name).c_str());
+        }
+    }
+}
+
+// Registers the module's type library (its TYPELIB resource 1) under the module's path.
 HRESULT registerTypeLibrary()
 {
     ITypeLib* library = nullptr;
-    if (SUCCEEDED(LoadTypeLibEx(modulePath().c_str(), REGKIND_REGISTER, &library))) {
-        library->Release();
-        return S_OK;
-    }
-    const WCHAR typelibType[] = {'T', 'Y', 'P', 'E', 'L', 'I', 'B', 0};
-    HRSRC found = FindResourceW(moduleHandle(), MAKEINTRESOURCEW(1), typelibType);
-    HGLOBAL loaded = found != nullptr ? LoadResource(moduleHandle(), found) : nullptr;
-    const void* data = loaded != nullptr ? LockResource(loaded) : nullptr;
-    if (data == nullptr) {
-        return TYPE_E_CANTLOADLIBRARY;
-    }
-    WCHAR folder[MAX_PATH] = {};
-    WCHAR file[MAX_PATH] = {};
-    const WCHAR prefix[] = {'L', 'u', 'm', 0};
-    if (GetTempPathW(MAX_PATH, folder) == 0 || GetTempFileNameW(folder, prefix, 0, file) == 0) {
-        return HRESULT_FROM_WIN32(GetLastError());
-    }
-    HANDLE handle = CreateFileW(file, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY, nullptr);
-    DWORD written = 0;
-    const DWORD size = SizeofResource(moduleHandle(), found);
-    const bool ok = handle != INVALID_HANDLE_VALUE && WriteFile(handle, data, size, &written, nullptr) && written == size;
-    if (handle != INVALID_HANDLE_VALUE) {
-        CloseHandle(handle);
-    }
-    HRESULT hr = ok ? LoadTypeLibEx(file, REGKIND_NONE, &library) : HRESULT_FROM_WIN32(GetLastError());
+    const HRESULT hr = LoadTypeLibEx(modulePath().c_str(), REGKIND_REGISTER, &library);
     if (SUCCEEDED(hr)) {
-        std::basic_string<WCHAR> path = modulePath();
-        hr = RegisterTypeLib(library, &path[0], nullptr);
         library->Release();
     }
-    DeleteFileW(file);
     return hr;
 }
 
@@ -233,6 +269,7 @@ HRESULT registerServer(bool install)
             unregisterExtensions();
             const HRESULT scripts = runScripts(false);
             removeApprovals();
+            removeOverlayNames();
             UnRegisterTypeLib(TypeLibrary, 1, 0, LOCALE_NEUTRAL, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
             return scripts;
         }

@@ -182,7 +182,7 @@ std::basic_string<WCHAR> toUtf16(const std::string& text)
 
 std::string portablePath(const WCHAR* path)
 {
-    return Platform::services().nativePath(toUtf8(path));
+    return toUtf8(path);
 }
 
 // ---- ComObject -------------------------------------------------------------------------------

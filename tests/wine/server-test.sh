@@ -1,29 +1,15 @@
 #!/usr/bin/env bash
-# The COM server under Wine: registration, objects and unloading (server-test.exe check), then
-# the column provider, info tip and overlays compared with lumeno columns, tip and overlay.
-# Runs in a private WINEPREFIX that this script creates and stops again.
-# Usage: server-test.sh BIN-DIR DATA-DIR   (WINE and WINESERVER name Wine's programs; by default
-# wine and wineserver)
+# The COM server (the Windows build's lumeno.dll) under Wine: registered by regsvr32 in a fresh
+# prefix and unregistered again with the registry left as it was; registration, objects and
+# unloading checked key by key (server-test.exe check); the column provider, info tip and
+# overlays compared with the Linux tool's lumeno columns, tip and overlay.
+# Usage: server-test.sh WINDOWS-DIR LINUX-LUMENO DATA-DIR
 set -u
-bin=$(cd "$1" && pwd) data=$(cd "$2" && pwd)
-wine() { "${WINE:-wine}" "$@"; }
-wineserver() { "${WINESERVER:-wineserver}" "$@"; }
-work=$(mktemp -d)
-export WINEPREFIX=$work/prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
-export XDG_CONFIG_HOME=$work/config # the command line's settings: defaults, as in the new prefix
-cleanup() { wineserver -k >/dev/null 2>&1; rm -rf "$work"; }
-trap cleanup EXIT
-. "$(dirname "$0")/../support/checks.sh"
-windows() { printf 'Z:%s' "${1//\//\\}"; }
+windir=$(cd "$1" && pwd) linux=$(cd "$(dirname "$2")" && pwd)/$(basename "$2") data=$(cd "$3" && pwd)
+. "$(dirname "$0")/prefix.sh"
 
-# Wine's own services inherit the first process's output: start them with it redirected.
-wineserver -p >/dev/null 2>&1
-wine wineboot -i >/dev/null 2>&1
-# Without this a dialog in a headless prefix waits for a display for ever.
-wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
-
-test=$bin/server-test.exe.so
-dll=$(windows "$bin/lumeno.dll")
+test=$windir/server-test.exe
+dll=$(windows "$windir/lumeno.dll")
 mkdir "$work/files"
 cp "$data/sample.jpg" "$data/sample.tif" "$work/files/"
 cp "$data/sample.jpg" "$work/files/copy.png"
@@ -32,9 +18,24 @@ files=("$work/files/sample.jpg" "$work/files/sample.tif" "$work/files/copy.png" 
 pairs=()
 for f in "${files[@]}"; do pairs+=("$f" "$(windows "$f")"); done
 
-out=$(wine "$test" check "$dll" "$(windows "$work/files/sample.jpg")" 2>&1 | tr -d '\r')
-echo "$out" | grep -v '^[0-9]* passed' || true
-line=$(echo "$out" | grep -E '^[0-9]+ passed, [0-9]+ failed$' | tail -n 1)
+# --- regsvr32, as a user's installation registers the server ----------------------------------
+windows_machine_keys
+reg_snapshot "$work/before.reg"
+wine regsvr32 /s "$dll" >/dev/null 2>&1
+check "regsvr32 registers the server in a fresh prefix" [ $? -eq 0 ]
+reg_snapshot "$work/registered.reg"
+check "registration writes the classes" grep -q 'LumenoColumnProvider' "$work/registered.reg"
+check "registration names the server's own file" grep -qiF "$(printf '%s' "$dll" | sed 's/\\/\\\\/g')" "$work/registered.reg"
+wine regsvr32 /u /s "$dll" >/dev/null 2>&1
+check "regsvr32 /u unregisters the server" [ $? -eq 0 ]
+reg_snapshot "$work/after.reg"
+check "unregistration leaves the registry as it was before" \
+  bash -c 'diff "$1" "$2" | head -n 20; cmp -s "$1" "$2"' _ "$work/before.reg" "$work/after.reg"
+
+# --- key by key, objects, unloading -------------------------------------------------------------
+wine "$test" check "$dll" "$(windows "$work/files/sample.jpg")" >"$work/check.out" 2>&1
+tr -d '\r' <"$work/check.out" | grep -v '^[0-9]* passed'
+line=$(tr -d '\r' <"$work/check.out" | grep -E '^[0-9]+ passed, [0-9]+ failed$' | tail -n 1)
 if [ -n "$line" ]; then
   passed=$((passed + $(echo "$line" | cut -d' ' -f1)))
   failed=$((failed + $(echo "$line" | cut -d' ' -f3)))
@@ -42,15 +43,19 @@ else
   echo "FAIL: the check run printed no result"; failed=$((failed + 1))
 fi
 
-check "columns through COM match lumeno columns" \
-  cmp -s <(wine "$test" columns "$dll" "${pairs[@]}" 2>/dev/null | tr -d '\r') <("$bin/lumeno" columns --json "${files[@]}")
+# --- the shell's answers against the tool's ----------------------------------------------------
+through_com() { # through_com NAME ARGS...: server-test's answer, in $work/NAME without CRs
+  wine "$test" "$@" >"$work/$1.crlf" 2>/dev/null
+  tr -d '\r' <"$work/$1.crlf" >"$work/$1"
+}
+through_com columns "$dll" "${pairs[@]}"
+check "columns through COM match lumeno columns" cmp -s "$work/columns" <("$linux" columns --json "${files[@]}")
 for f in "$work/files/sample.jpg" "$work/files/sample.tif" "$work/files/copy.png"; do
-  check "tip through COM matches lumeno tip for $(basename "$f")" \
-    cmp -s <(wine "$test" tip "$dll" "$(windows "$f")" 2>/dev/null | tr -d '\r') <("$bin/lumeno" tip "$f")
+  through_com tip "$dll" "$(windows "$f")"
+  check "tip through COM matches lumeno tip for $(basename "$f")" cmp -s "$work/tip" <("$linux" tip "$f")
 done
-check "overlays through COM match lumeno overlay" \
-  cmp -s <(wine "$test" overlay "$dll" "${pairs[@]}" 2>/dev/null | tr -d '\r') <("$bin/lumeno" overlay "${files[@]}")
-check "the sample JPEG gets the EXIF & XMP & IPTC overlay" \
-  grep -q "sample.jpg	Lumeno EXIF & XMP & IPTC" <(wine "$test" overlay "$dll" "${pairs[@]}" 2>/dev/null | tr -d '\r')
+through_com overlay "$dll" "${pairs[@]}"
+check "overlays through COM match lumeno overlay" cmp -s "$work/overlay" <("$linux" overlay "${files[@]}")
+check "the sample JPEG gets the EXIF & XMP & IPTC overlay" grep -q "sample.jpg	Lumeno EXIF & XMP & IPTC" "$work/overlay"
 
 finish

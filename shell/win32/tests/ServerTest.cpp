@@ -418,12 +418,20 @@ int runChecks(const char* dll, const char* jpeg)
         check(m.canUnload() == S_FALSE, "no clipboard: stay");
     }
 
-    // Unregistration removes what registration wrote (keys written NoRemove stay).
+    // Unregistration removes what registration wrote, our overlay names among them; a name that
+    // another program has taken since stays.
+    const std::string taken = std::string(Overlays) + "Lumeno EXIF";
+    setString(taken, nullptr, "{11111111-2222-3333-4444-555555555555}");
     check(SUCCEEDED(m.unreg()), "unregistration succeeds");
     for (const ClassRow& r : Rows) {
         check(!keyExists(std::string("HKCR\\CLSID\\") + r.clsid), std::string(r.description) + ": CLSID key removed");
         check(value(Approved, r.clsid) == Missing, std::string(r.description) + ": approval removed");
+        if (r.overlay != nullptr && std::string(r.overlay) != "Lumeno EXIF") {
+            check(!keyExists(std::string(Overlays) + r.overlay), std::string(r.overlay) + ": overlay name removed");
+        }
     }
+    check(value(taken) == "{11111111-2222-3333-4444-555555555555}", "an overlay name another program took stays");
+    deleteTree(taken);
     check(!keyExists("HKCR\\jpegfile\\ShellEx\\PropertySheetHandlers\\LumenoPropertySheet"), "handlers removed");
     check(!keyExists("HKCR\\jpegfile\\ShellEx\\{00021500-0000-0000-C000-000000000046}"), "info tip handler removed");
     check(!keyExists("HKCR\\Applications\\viewer.exe\\ShellEx\\ContextMenuHandlers\\LumenoContextMenu"),
