@@ -37,7 +37,9 @@ extern "C" LUMENO_MODULE_EXPORT int lumenoMakeThumbnail(const char* path, unsign
         image.orientation(orientation >= 1 && orientation <= 8 ? static_cast<Magick::OrientationType>(orientation)
                                                                 : Magick::TopLeftOrientation);
         image.autoOrient();
-        image.thumbnail(Magick::Geometry(longerSide, longerSide));
+        Magick::Geometry fit(longerSide, longerSide);
+        fit.greater(true); // only ever smaller: a small picture is not blown up
+        image.thumbnail(fit);
         image.strip();
         image.magick("JPEG");
         image.quality(85);

@@ -11,8 +11,11 @@
 #include <wincodec.h>
 
 #include <cstdio>
+#include <cstring>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Lumeno::Platform {
 
@@ -64,32 +67,46 @@ private:
     HRESULT result_;
 };
 
-// The turns of the EXIF orientations (EXIF 2.2, 4.6.4 A), as a turn clockwise and then a flip.
-struct Turn {
-    WICBitmapTransformOptions rotation;
-    bool flip;
+// Pixels of three bytes a row after another, rows padded to four bytes as bitmaps have them.
+struct Pixels {
+    UINT width = 0;
+    UINT height = 0;
+    UINT stride = 0;
+    std::vector<BYTE> bytes;
+
+    Pixels(UINT w, UINT h) : width(w), height(h), stride((w * 3 + 3) & ~3u), bytes(static_cast<std::size_t>(stride) * h) {}
+    BYTE* at(UINT x, UINT y) { return &bytes[static_cast<std::size_t>(y) * stride + x * 3]; }
 };
 
-Turn turnFor(int orientation)
+// The picture as it is meant to be seen, from the pixels as stored and the EXIF orientation
+// (EXIF 2.2, 4.6.4 A). Done here rather than by the component's flip-rotator, which under Wine
+// cannot turn by a quarter.
+Pixels upright(Pixels& stored, int orientation)
 {
-    switch (orientation) {
-    case 2:
-        return {WICBitmapTransformRotate0, true};
-    case 3:
-        return {WICBitmapTransformRotate180, false};
-    case 4:
-        return {WICBitmapTransformRotate180, true};
-    case 5:
-        return {WICBitmapTransformRotate90, true};
-    case 6:
-        return {WICBitmapTransformRotate90, false};
-    case 7:
-        return {WICBitmapTransformRotate270, true};
-    case 8:
-        return {WICBitmapTransformRotate270, false};
-    default:
-        return {WICBitmapTransformRotate0, false};
+    if (orientation < 2 || orientation > 8) {
+        return std::move(stored);
     }
+    const bool swaps = orientation >= 5;
+    const UINT w = stored.width;
+    const UINT h = stored.height;
+    Pixels out(swaps ? h : w, swaps ? w : h);
+    for (UINT y = 0; y < h; ++y) {
+        for (UINT x = 0; x < w; ++x) {
+            UINT tx = x;
+            UINT ty = y;
+            switch (orientation) {
+            case 2: tx = w - 1 - x; break;                 // mirrored
+            case 3: tx = w - 1 - x; ty = h - 1 - y; break; // upside down
+            case 4: ty = h - 1 - y; break;                 // mirrored upside down
+            case 5: tx = y; ty = x; break;                 // transposed
+            case 6: tx = h - 1 - y; ty = x; break;         // a quarter clockwise
+            case 7: tx = h - 1 - y; ty = w - 1 - x; break; // transversed
+            case 8: tx = y; ty = w - 1 - x; break;         // a quarter counter-clockwise
+            }
+            std::memcpy(out.at(tx, ty), stored.at(x, y), 3);
+        }
+    }
+    return out;
 }
 
 class WicImages final : public ImageService {
@@ -133,21 +150,19 @@ public:
         check(factory->CreateBitmapScaler(scaler.put()), "scale the picture");
         check(scaler->Initialize(frame.get(), targetWidth, targetHeight, WICBitmapInterpolationModeFant),
               "scale the picture");
-        // The turn, then the flip, each on its own: how one transform orders the two is not
-        // something to rely on.
-        const Turn turn = turnFor(orientation);
-        Com<IWICBitmapFlipRotator> rotator;
-        check(factory->CreateBitmapFlipRotator(rotator.put()), "turn the picture");
-        check(rotator->Initialize(scaler.get(), turn.rotation), "turn the picture");
-        Com<IWICBitmapFlipRotator> flipper;
-        check(factory->CreateBitmapFlipRotator(flipper.put()), "turn the picture");
-        check(flipper->Initialize(rotator.get(), turn.flip ? WICBitmapTransformFlipHorizontal : WICBitmapTransformRotate0),
-              "turn the picture");
         Com<IWICFormatConverter> converter;
         check(factory->CreateFormatConverter(converter.put()), "convert the picture");
-        check(converter->Initialize(flipper.get(), GUID_WICPixelFormat24bppBGR, WICBitmapDitherTypeNone, nullptr, 0.0,
+        check(converter->Initialize(scaler.get(), GUID_WICPixelFormat24bppBGR, WICBitmapDitherTypeNone, nullptr, 0.0,
                                     WICBitmapPaletteTypeCustom),
               "convert the picture");
+        Pixels stored(targetWidth, targetHeight);
+        check(converter->CopyPixels(nullptr, stored.stride, static_cast<UINT>(stored.bytes.size()), stored.bytes.data()),
+              "read the picture's pixels");
+        Pixels seen = upright(stored, orientation);
+        Com<IWICBitmap> bitmap;
+        check(factory->CreateBitmapFromMemory(seen.width, seen.height, GUID_WICPixelFormat24bppBGR, seen.stride,
+                                              static_cast<UINT>(seen.bytes.size()), seen.bytes.data(), bitmap.put()),
+              "turn the picture");
 
         IStream* raw = SHCreateMemStream(nullptr, 0);
         if (raw == nullptr) {
@@ -169,13 +184,10 @@ public:
         value.fltVal = 0.85f; // the store's thumbnails' quality
         options->Write(1, &quality, &value);
         check(out->Initialize(options.get()), "encode a JPEG");
-        UINT outWidth = 0;
-        UINT outHeight = 0;
-        check(converter->GetSize(&outWidth, &outHeight), "encode a JPEG");
-        check(out->SetSize(outWidth, outHeight), "encode a JPEG");
+        check(out->SetSize(seen.width, seen.height), "encode a JPEG");
         WICPixelFormatGUID format = GUID_WICPixelFormat24bppBGR;
         check(out->SetPixelFormat(&format), "encode a JPEG");
-        check(out->WriteSource(converter.get(), nullptr), "encode a JPEG");
+        check(out->WriteSource(bitmap.get(), nullptr), "encode a JPEG");
         check(out->Commit(), "encode a JPEG");
         check(encoder->Commit(), "encode a JPEG");
 

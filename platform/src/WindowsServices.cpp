@@ -119,8 +119,12 @@ public:
 
     std::uint64_t freeSpace(const std::string& folder) const override
     {
+        // Asked by the full name: a relative one makes the system look at the current drive's
+        // root device itself.
+        WCHAR full[32768];
+        const DWORD length = GetFullPathNameW(wide(folder).c_str(), 32768, full, nullptr);
         ULARGE_INTEGER available{};
-        if (!GetDiskFreeSpaceExW(wide(folder).c_str(), &available, nullptr, nullptr)) {
+        if (length == 0 || length >= 32768 || !GetDiskFreeSpaceExW(full, &available, nullptr, nullptr)) {
             fail("cannot ask the free space of " + folder);
         }
         return available.QuadPart;

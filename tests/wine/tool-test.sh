@@ -131,4 +131,26 @@ check "a gallery store in a folder of any name works on Windows" grep -q "Ωμέ
 check "a gallery is exported into a folder of any name, thumbnails made by the system's image component" \
   bash -c 'ls "$1"/*.jpg "$1"/*.xml >/dev/null && [ "$(ls "$1"/*.jpg | wc -l)" -ge 1 ]' _ "$work/windows/names/Σελίδα"
 
+# Thumbnails come from the system's image component on Windows, ImageMagick on Linux: the pixels
+# differ, but not the pages' files nor the pictures' sizes, turned by our own reading of the
+# orientation (the component under Wine reads none).
+mkdir -p "$work/thumbs"
+cp "$data/sample.jpg" "$work/thumbs/"
+cp "$data/camera/GPS.jpg" "$work/thumbs/turned.jpg"
+exiftool -q -overwrite_original -Orientation#=6 "$work/thumbs/turned.jpg"
+(cd "$work/thumbs" &&
+  "$linux" --store linux-store gallery create G >/dev/null 2>&1 &&
+  "$linux" --store linux-store gallery add G sample.jpg turned.jpg >/dev/null 2>&1 &&
+  "$linux" --store linux-store gallery export G linux-page >/dev/null 2>&1
+  wine "$exe" --store windows-store gallery create G >/dev/null 2>&1 &&
+  wine "$exe" --store windows-store gallery add G sample.jpg turned.jpg >/dev/null 2>&1 &&
+  wine "$exe" --store windows-store gallery export G windows-page >/dev/null 2>&1)
+# (Windows' file names are case-insensitive: the page's files of two spellings are one there.)
+sizes() { (cd "$1" && ls | tr "A-Z" "a-z" | LC_ALL=C sort -u && exiftool -q -s3 -ImageSize __thumb*.jpg) >"$1.sizes" 2>&1; }
+sizes "$work/thumbs/linux-page"
+sizes "$work/thumbs/windows-page"
+check "a gallery page exported on Windows has the same files and thumbnail sizes" \
+  diff "$work/thumbs/linux-page.sizes" "$work/thumbs/windows-page.sizes"
+check "the turned picture's thumbnail is upright on Windows" [ "$(exiftool -s3 -ImageSize "$work/thumbs/windows-page/__thumb0002.jpg")" = "80x120" ]
+
 finish
