@@ -153,8 +153,14 @@ IPTC::IPTC(const std::uint8_t* block, std::size_t size) : IPTC()
                                 " bytes is longer than its limit of " + std::to_string(row->maxLength) + " bytes");
         }
     }
+    if (!inRecord && at < size && size - at >= 2) {
+        // No whole dataset, the reading stopped at a broken one: the record written into this
+        // block goes before it. Kept in front, the broken header would take the record's own
+        // first bytes as its value when read back.
+        recordStart = at;
+    }
     before_.assign(block, block + std::min(recordStart, size));
-    if (inRecord) {
+    if (recordStart < size) {
         // What follows record 2 (other records, what the reader stopped at), without the zeros
         // writers pad blocks with.
         std::size_t end = size;

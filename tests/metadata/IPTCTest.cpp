@@ -149,6 +149,17 @@ TEST(IPTCReader, KeepsEveryDatasetAsStoredAndWritesBackOnlyWhatChanged)
     EXPECT_EQ(contents(read(cut)).size(), 1u);
     EXPECT_EQ(contents(read(Bytes{0x1C, 2, 25, 0})).size(), 0u);
     EXPECT_EQ(contents(read(Bytes{0x1C})).size(), 0u);
+    // With no whole dataset before the cut, a record written into the block goes in front of
+    // the broken bytes, which would otherwise take its first bytes as their value.
+    const Bytes broken = Bytes{0x1C, 1, 90, 0, 0, 0x1C, 2, 5, 0, 1};
+    IPTC none = read(broken);
+    EXPECT_TRUE(none.empty());
+    EXPECT_TRUE(read(none.serialize()).empty());
+    none.set(5, "Title");
+    const Bytes written = Bytes{0x1C, 1, 90, 0, 0} + dataSet(2, 0, std::string("\0\2", 2)) + dataSet(2, 5, "Title") +
+                          Bytes{0x1C, 2, 5, 0, 1};
+    EXPECT_EQ(none.serialize(), written);
+    EXPECT_EQ(contents(read(none.serialize())), contents(none));
     // The zeros writers pad blocks with are not kept.
     EXPECT_EQ(read(record + Bytes{0, 0, 0}).serialize(), record);
 }
