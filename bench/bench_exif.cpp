@@ -39,7 +39,6 @@ void ParseAndDumpCameraExif(benchmark::State& state)
     const std::vector<std::uint8_t> bytes = Bench::cameraExif();
     NullBuffer sink;
     std::ostream out(&sink);
-    Metadata::setLineEnds(true);
     for (auto _ : state) {
         const Metadata::EXIF tree = Metadata::EXIF::read(std::make_shared<Metadata::MemorySource>(bytes));
         tree.dump(out);

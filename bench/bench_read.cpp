@@ -79,7 +79,6 @@ void ReadAndDumpExif(benchmark::State& state)
     const auto& paths = corpus().paths();
     NullBuffer sink;
     std::ostream out(&sink);
-    Metadata::setLineEnds(true);
     for (auto _ : state) {
         for (const std::string& path : paths) {
             Metadata::ImageStreamT stream;
@@ -101,7 +100,6 @@ void ColumnCells(benchmark::State& state)
     {
         Metadata::ImageStreamT stream;
         const auto image = Metadata::openImage(paths.front(), stream);
-        image->exif().useResolutionUnit();
         for (std::size_t i = 0; i < layout.count(); ++i) {
             if (Lumeno::Shell::itemText(paths.front(), layout, i) != Lumeno::Shell::columnText(*image, layout, i)) {
                 state.SkipWithError("kept answers differ from the file's own");

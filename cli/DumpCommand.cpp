@@ -11,6 +11,7 @@
 #include <Metadata/XMP.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <ostream>
 
 namespace Lumeno::Cli {
@@ -172,7 +173,7 @@ void writeValues(JsonWriter& json, const Metadata::EXIF& exif, const Metadata::F
 void writeDump(JsonWriter& json, const std::string& file, const Metadata::ImageMetadata& image)
 {
     const Metadata::EXIF& exif = image.exif();
-    exif.useResolutionUnit();
+    const Metadata::DisplayContext& context = exif.displayContext();
     json.beginObject();
     json.key("SourceFile");
     json.value(file);
@@ -191,7 +192,7 @@ void writeDump(JsonWriter& json, const std::string& file, const Metadata::ImageM
             json.key("Tag");
             json.value(std::uint32_t{f.tag()});
             json.key("Name");
-            json.value(f.label());
+            json.value(f.label(context));
             json.key("Type");
             json.value(Metadata::typeName(f.type()));
             json.key("Count");
@@ -202,7 +203,7 @@ void writeDump(JsonWriter& json, const std::string& file, const Metadata::ImageM
             // form for tags no row shows.
             std::string text;
             json.key("Text");
-            json.value(f.displayText(text) ? text : f.genericValueText());
+            json.value(f.displayText(text, context) ? text : f.genericValueText());
             json.endObject();
         }
         json.endArray();
@@ -292,7 +293,6 @@ int runDump(const std::vector<std::string>& arguments, Streams streams)
     if (const int status = parseFiles(rest, "dump", DumpHelp, streams, files); status >= 0) {
         return status;
     }
-    Metadata::setLineEnds(true);
     if (!asJson) {
         return forEachFile(files, streams, true, [&](const std::string& file) {
             const auto opened = open(file);
@@ -329,7 +329,6 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
     if (const int status = parseFiles(arguments, "show", ShowHelp, streams, files); status >= 0) {
         return status;
     }
-    Metadata::setLineEnds(true);
     return forEachFile(files, streams, false, [&](const std::string& file) {
         const auto opened = open(file);
         const Metadata::ImageMetadata& image = *opened->image;
@@ -342,6 +341,13 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
             out << "(none)\n";
         } else {
             image.exif().dump(out);
+            double latitude = 0;
+            double longitude = 0;
+            if (image.exif().gpsPosition(latitude, longitude)) {
+                char text[64];
+                std::snprintf(text, sizeof text, "%.6f, %.6f", latitude, longitude);
+                out << "GPS position: " << text << '\n';
+            }
         }
 
         out << "\n=== IPTC ===\n";

@@ -81,11 +81,11 @@ std::string exportPath(const std::string& imagePath, ExportKind kind)
 std::string exifText(const Metadata::ImageMetadata& image)
 {
     std::string text;
-    image.exif().useResolutionUnit();
+    const Metadata::DisplayContext& context = image.exif().displayContext();
     for (const Metadata::IFD* directory : image.exif().directories()) {
         text += "IFD: " + directory->name() + "\n";
         for (const Metadata::Field& field : *directory) {
-            text += field.label() + "\t" + field.valueText() + "\n";
+            text += field.label(context) + "\t" + field.valueText(context) + "\n";
         }
         text += "\n";
     }

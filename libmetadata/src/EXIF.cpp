@@ -25,9 +25,22 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
             reader->dropWarnings(before);
         }
     }
+    gps_ = primary_->subIFD(DirectoryId::Gps);
     const std::uint32_t next = primary_->nextOffset();
     if (next != 0 && !reader->directoryRead(next)) {
         thumbnail_ = std::make_shared<IFD>(reader, DirectoryId::Thumbnail, next);
+    }
+
+    std::uint32_t unit = 2; // TIFF's default when IFD0 names none
+    try {
+        getUInt32(DirectoryId::Primary, 296, unit);
+    } catch (const Error&) {
+        unit = 0; // a ResolutionUnit of the wrong type names no unit
+    }
+    display_.setResolutionUnit(unit);
+    display_.setTable(DirectoryId::Gps, gpsTagTable());
+    for (const auto& d : {primary_, exif_, interoperability_, gps_, thumbnail_, makerNote_}) {
+        display_.addDirectory(d);
     }
 }
 
@@ -55,6 +68,8 @@ const IFD* EXIF::directory(std::uint32_t id) const noexcept
         return interoperability_.get();
     case DirectoryId::MakerNote:
         return makerNote_.get();
+    case DirectoryId::Gps:
+        return gps_.get();
     default:
         return nullptr;
     }
@@ -63,7 +78,8 @@ const IFD* EXIF::directory(std::uint32_t id) const noexcept
 std::vector<const IFD*> EXIF::directories() const
 {
     std::vector<const IFD*> present;
-    for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), thumbnail_.get(), makerNote_.get()}) {
+    for (const IFD* d :
+         {primary_.get(), exif_.get(), interoperability_.get(), gps_.get(), thumbnail_.get(), makerNote_.get()}) {
         if (d != nullptr) {
             present.push_back(d);
         }
@@ -113,6 +129,26 @@ bool EXIF::getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_
     return f != nullptr && f->getBytes(value);
 }
 
+bool EXIF::gpsPosition(double& latitude, double& longitude) const noexcept
+{
+    const auto coordinate = [this](std::uint16_t tag, char negative, double& value) {
+        const Field* field = find(DirectoryId::Gps, tag);
+        std::string ref;
+        try {
+            if (field == nullptr || !gpsDegrees(*field, value) || !getText(DirectoryId::Gps, tag - 1, ref)) {
+                return false;
+            }
+        } catch (const Error&) {
+            return false; // a field of the wrong type holds no position
+        }
+        if (!ref.empty() && ref[0] == negative) {
+            value = -value;
+        }
+        return true;
+    };
+    return coordinate(2, 'S', latitude) && coordinate(4, 'W', longitude);
+}
+
 std::vector<double> EXIF::realValues(const Field& field) const
 {
     const auto type = static_cast<FieldType>(field.type());
@@ -147,23 +183,12 @@ std::vector<double> EXIF::realValues(const Field& field) const
     return values;
 }
 
-void EXIF::useResolutionUnit() const
-{
-    std::uint32_t unit = 2;
-    try {
-        getUInt32(DirectoryId::Primary, 296, unit);
-    } catch (const Error&) {
-        unit = 0; // a ResolutionUnit of the wrong type names no unit
-    }
-    setResolutionUnit(unit);
-}
-
 void EXIF::dump(std::ostream& out) const
 {
-    useResolutionUnit();
-    for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), thumbnail_.get()}) {
+    const DisplayContext lines = display_.withLineEnds(true);
+    for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), gps_.get(), thumbnail_.get()}) {
         if (d != nullptr) {
-            d->dump(out);
+            d->dump(out, lines);
         }
     }
 }

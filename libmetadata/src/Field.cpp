@@ -315,36 +315,52 @@ bool Field::getBytes(std::vector<std::uint8_t>& value) const
     return true;
 }
 
-bool Field::display(std::ostream& out) const
+const TagRow* Field::row(const DisplayContext& context, bool needFormatter) const noexcept
 {
-    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, true);
-    return row != nullptr && row->formatter(out, row->name, *this);
+    return findTagRow(context.table(directoryId_), tag_, needFormatter);
 }
 
-bool Field::name(std::string& value) const
+bool Field::display(std::ostream& out, const DisplayContext& context) const
 {
-    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, false);
-    if (row == nullptr) {
+    const TagRow* r = row(context, true);
+    std::string value;
+    ValueText text(value);
+    if (r == nullptr || !r->formatter(text, *this, context)) {
         return false;
     }
-    value = row->name;
+    if (r->formatter != &Formatters::silent) { // silent rows show no line, deliberately
+        out << r->name << ": " << value;
+        if (context.lineEnds()) {
+            out << '\n';
+        }
+    }
     return true;
 }
 
-bool Field::description(std::string& value) const
+bool Field::name(std::string& value, const DisplayContext& context) const
 {
-    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, false);
-    if (row == nullptr) {
+    const TagRow* r = row(context, false);
+    if (r == nullptr) {
         return false;
     }
-    value = row->description;
+    value = r->name;
     return true;
 }
 
-void Field::dump(std::ostream& out) const
+bool Field::description(std::string& value, const DisplayContext& context) const
 {
-    if (!display(out)) {
-        dumpGeneric(out);
+    const TagRow* r = row(context, false);
+    if (r == nullptr) {
+        return false;
+    }
+    value = r->description;
+    return true;
+}
+
+void Field::dump(std::ostream& out, const DisplayContext& context) const
+{
+    if (!display(out, context)) {
+        dumpGeneric(out, context);
     }
 }
 
@@ -426,7 +442,7 @@ std::string Field::genericValueText() const
     return out.str();
 }
 
-void Field::dumpGeneric(std::ostream& out) const
+void Field::dumpGeneric(std::ostream& out, const DisplayContext& context) const
 {
     // Straight into the output: a string stream per field costs more than the field itself.
     out << hexTag(tag_) << " (" << typeName(type_) << ", " << count_ << ")";
@@ -434,46 +450,36 @@ void Field::dumpGeneric(std::ostream& out) const
         out << ": ";
         writeGenericValue(out);
     }
-    if (lineEnds()) {
+    if (context.lineEnds()) {
         out << '\n';
     }
 }
 
-bool Field::displayText(std::string& value) const
+bool Field::displayText(std::string& value, const DisplayContext& context) const
 {
-    const TagRow* row = findTagRow(tagTableFor(directoryId_), tag_, true);
-    if (row == nullptr) {
+    const TagRow* r = row(context, true);
+    std::string text;
+    ValueText out(text);
+    if (r == nullptr || !r->formatter(out, *this, context)) {
         return false;
     }
-    // The formatter writes ": value" after an empty label, and a line end when they are on.
-    std::ostringstream out;
-    if (!row->formatter(out, "", *this)) {
-        return false;
-    }
-    std::string text = out.str();
-    if (text.compare(0, 2, ": ") == 0) {
-        text.erase(0, 2);
-    }
-    if (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
-    value = text;
+    value = std::move(text);
     return true;
 }
 
-std::string Field::valueText() const
+std::string Field::valueText(const DisplayContext& context) const
 {
     std::string text;
-    if (displayText(text) && !text.empty()) {
+    if (displayText(text, context) && !text.empty()) {
         return text;
     }
     return genericValueText();
 }
 
-std::string Field::label() const
+std::string Field::label(const DisplayContext& context) const
 {
     std::string text;
-    return name(text) ? text : hexTag(tag_);
+    return name(text, context) ? text : hexTag(tag_);
 }
 
 } // namespace Metadata

@@ -142,6 +142,8 @@ std::string IFD::nameFor(std::uint32_t id)
         return "Interoperability";
     case DirectoryId::MakerNote:
         return "MakerNote";
+    case DirectoryId::Gps:
+        return "GPS";
     default: {
         char text[16];
         std::snprintf(text, sizeof text, "IFD: %x", static_cast<unsigned>(id));
@@ -150,7 +152,7 @@ std::string IFD::nameFor(std::uint32_t id)
     }
 }
 
-void IFD::dump(std::ostream& out) const
+void IFD::dump(std::ostream& out, const DisplayContext& context) const
 {
     const char* header = nullptr;
     switch (id_) {
@@ -166,6 +168,9 @@ void IFD::dump(std::ostream& out) const
     case DirectoryId::Interoperability:
         header = "----------- INTEROPERABILITY IFD -----------";
         break;
+    case DirectoryId::Gps:
+        header = "----------- GPS IFD -----------";
+        break;
     case DirectoryId::MakerNote:
         // The two blanks are part of the header as it has always been written.
         header = "-----------  MAKERNOTE IFD -----------";
@@ -177,7 +182,7 @@ void IFD::dump(std::ostream& out) const
         out << '\n' << header << "\n\n";
     }
     for (const Field& field : fields_) {
-        field.dump(out);
+        field.dump(out, context);
     }
 }
 

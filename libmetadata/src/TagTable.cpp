@@ -2,85 +2,19 @@
 
 #include "Metadata/Exceptions.h"
 #include "Metadata/Field.h"
+#include "Metadata/IFD.h"
+#include "FormatterSupport.h"
 
-#include <atomic>
+#include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <iterator>
-#include <map>
-#include <mutex>
-#include <ostream>
+#include <cstdio>
 
 namespace Metadata {
 
+using namespace FormatterSupport;
+
 namespace {
-
-std::atomic<bool> g_lineEnds{false};
-std::atomic<std::uint32_t> g_resolutionUnit{0};
-
-// A value that cannot be read makes the formatter answer false with nothing written; so does
-// anything a getter throws. Otherwise the line is "label: value".
-template <class Read, class Write>
-bool formatLine(std::ostream& out, const char* label, Read read, Write write) noexcept
-{
-    try {
-        if (!read()) {
-            return false;
-        }
-        out << label << ": ";
-        write();
-        if (lineEnds()) {
-            out << '\n';
-        }
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
-
-double quotient(const URational& r)
-{
-    // Components are unsigned 32-bit: one that would read negative as a signed value counts
-    // 2^32 more, which holding them unsigned already gives.
-    return static_cast<double>(r.numerator) / static_cast<double>(r.denominator);
-}
-
-double quotient(const SRational& r)
-{
-    return static_cast<double>(r.numerator) / static_cast<double>(r.denominator);
-}
-
-template <class Write>
-bool formatURational(std::ostream& out, const char* label, const Field& field, Write write)
-{
-    URational r;
-    return formatLine(out, label, [&] { return field.getURational(r); }, [&] { write(r); });
-}
-
-template <class Write> bool formatSRational(std::ostream& out, const char* label, const Field& field, Write write)
-{
-    SRational r;
-    return formatLine(out, label, [&] { return field.getSRational(r); }, [&] { write(r); });
-}
-
-struct EnumName {
-    std::uint32_t value;
-    const char* text;
-};
-
-template <const auto& Names> bool formatEnum(std::ostream& out, const char* label, const Field& field)
-{
-    std::uint32_t v = 0;
-    return formatLine(out, label, [&] { return field.getUInt32(v); },
-                      [&] {
-                          for (const EnumName& n : Names) {
-                              if (n.value == v) {
-                                  out << n.text;
-                                  return;
-                              }
-                          }
-                          out << "...";
-                      });
-}
 
 constexpr EnumName CompressionNames[] = {{1, "uncompressed"}, {2, "CCITT 1D"}, {3, "Group 3 FAX"}, {4, "Group 4 Fax"},
                                          {5, "LZW"},          {6, "JPEG"},     {32773, "PackBits"}};
@@ -126,34 +60,33 @@ constexpr EnumName SensingMethodNames[] = {{1, "Not defined"},
 
 namespace Formatters {
 
-bool silent(std::ostream&, const char*, const Field&)
+bool silent(ValueText&, const Field&, const DisplayContext&)
 {
     return true; // the tags so marked deliberately produce no line
 }
 
-bool text(std::ostream& out, const char* label, const Field& field)
+bool text(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::string value;
-    return formatLine(out, label, [&] { return field.getText(value); }, [&] { out << value; });
+    return formatValue([&] { return field.getText(value); }, [&] { out << value; });
 }
 
-bool number(std::ostream& out, const char* label, const Field& field)
+bool number(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::uint32_t v = 0;
-    return formatLine(out, label, [&] { return field.getUInt32(v); }, [&] { out << v; });
+    return formatValue([&] { return field.getUInt32(v); }, [&] { out << v; });
 }
 
-bool pixels(std::ostream& out, const char* label, const Field& field)
+bool pixels(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::uint32_t v = 0;
-    return formatLine(out, label, [&] { return field.getUInt32(v); }, [&] { out << v << " pixels"; });
+    return formatValue([&] { return field.getUInt32(v); }, [&] { out << v << " pixels"; });
 }
 
-bool list(std::ostream& out, const char* label, const Field& field)
+bool list(ValueText& out, const Field& field, const DisplayContext&)
 {
     const ValueList<std::uint32_t>* values = nullptr;
-    return formatLine(
-        out, label,
+    return formatValue(
         [&] {
             values = &field.unsignedValues();
             return true;
@@ -167,16 +100,16 @@ bool list(std::ostream& out, const char* label, const Field& field)
         });
 }
 
-bool firstNumber(std::ostream& out, const char* label, const Field& field)
+bool firstNumber(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::uint32_t v = 0;
-    return formatLine(out, label, [&] { return field.getUInt32(v, 0); }, [&] { out << v; });
+    return formatValue([&] { return field.getUInt32(v, 0); }, [&] { out << v; });
 }
 
-bool version(std::ostream& out, const char* label, const Field& field)
+bool version(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::vector<std::uint8_t> bytes;
-    return formatLine(out, label, [&] { return field.getBytes(bytes); },
+    return formatValue([&] { return field.getBytes(bytes); },
                       [&] {
                           for (std::uint8_t b : bytes) {
                               out << (b >= 32 && b <= 126 ? static_cast<char>(b) : ' ');
@@ -184,10 +117,10 @@ bool version(std::ostream& out, const char* label, const Field& field)
                       });
 }
 
-bool components(std::ostream& out, const char* label, const Field& field)
+bool components(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::vector<std::uint8_t> bytes;
-    return formatLine(out, label, [&] { return field.getBytes(bytes); },
+    return formatValue([&] { return field.getBytes(bytes); },
                       [&] {
                           static const std::vector<std::uint8_t> Rgb{4, 5, 6, 0};
                           static const std::vector<std::uint8_t> YCbCr{1, 2, 3, 0};
@@ -195,31 +128,29 @@ bool components(std::ostream& out, const char* label, const Field& field)
                       });
 }
 
-bool ellipsis(std::ostream& out, const char* label, const Field&)
+bool ellipsis(ValueText& out, const Field&, const DisplayContext&)
 {
-    return formatLine(out, label, [] { return true; }, [&] { out << "..."; });
+    return formatValue([] { return true; }, [&] { out << "..."; });
 }
 
-bool unit(std::ostream& out, const char* label, const Field& field)
+bool unit(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::uint32_t v = 0;
-    return formatLine(out, label, [&] { return field.getUInt32(v); },
-                      [&] {
-                          setResolutionUnit(v);
-                          out << resolutionUnitText();
-                      });
+    return formatValue([&] { return field.getUInt32(v); },
+                      [&] { out << DisplayContext::unitText(v); });
 }
 
-bool resolution(std::ostream& out, const char* label, const Field& field)
+bool resolution(ValueText& out, const Field& field, const DisplayContext& context)
 {
-    return formatURational(out, label, field, [&](const URational& r) {
-        out << quotient(r) << " pixels/" << resolutionUnitText();
+    // The unit of the tree's primary directory, for the thumbnail's resolutions too.
+    return formatURational(field, [&](const URational& r) {
+        out << quotient(r) << " pixels/" << context.resolutionUnitText();
     });
 }
 
-bool fraction(std::ostream& out, const char* label, const Field& field)
+bool fraction(ValueText& out, const Field& field, const DisplayContext&)
 {
-    return formatURational(out, label, field, [&](const URational& r) {
+    return formatURational(field, [&](const URational& r) {
         if (r.numerator == 0) {
             out << '0';
         } else if (r.denominator == 1) {
@@ -230,69 +161,67 @@ bool fraction(std::ostream& out, const char* label, const Field& field)
     });
 }
 
-bool ratio(std::ostream& out, const char* label, const Field& field)
+bool ratio(ValueText& out, const Field& field, const DisplayContext&)
 {
-    return formatURational(out, label, field, [&](const URational& r) { out << quotient(r); });
+    return formatURational(field, [&](const URational& r) { out << quotient(r); });
 }
 
-bool exposureTime(std::ostream& out, const char* label, const Field& field)
+bool exposureTime(ValueText& out, const Field& field, const DisplayContext&)
 {
-    return formatURational(out, label, field, [&](const URational& r) {
+    return formatURational(field, [&](const URational& r) {
         out << r.numerator << '/' << r.denominator << " second(s)";
     });
 }
 
-bool shutter(std::ostream& out, const char* label, const Field& field)
+bool shutter(ValueText& out, const Field& field, const DisplayContext&)
 {
     // APEX time value (EXIF 2.2 annex C): the exposure time is 1 / 2^v seconds.
-    return formatSRational(out, label, field, [&](const SRational& r) {
+    return formatSRational(field, [&](const SRational& r) {
         out << roundTo(1.0 / std::pow(2.0, quotient(r)), 4) << " second(s)";
     });
 }
 
-bool aperture(std::ostream& out, const char* label, const Field& field)
+bool aperture(ValueText& out, const Field& field, const DisplayContext&)
 {
     // APEX aperture value: the F number is sqrt(2)^v.
-    return formatURational(out, label, field, [&](const URational& r) {
+    return formatURational(field, [&](const URational& r) {
         out << 'F' << roundTo(std::pow(std::sqrt(2.0), quotient(r)), 2);
     });
 }
 
-bool ev(std::ostream& out, const char* label, const Field& field)
+bool ev(ValueText& out, const Field& field, const DisplayContext&)
 {
-    return formatSRational(out, label, field, [&](const SRational& r) { out << roundTo(quotient(r), 2) << " EV"; });
+    return formatSRational(field, [&](const SRational& r) { out << roundTo(quotient(r), 2) << " EV"; });
 }
 
-bool distance(std::ostream& out, const char* label, const Field& field)
+bool distance(ValueText& out, const Field& field, const DisplayContext&)
 {
-    return formatURational(out, label, field,
-                                      [&](const URational& r) { out << roundTo(quotient(r), 2) << " meters"; });
+    return formatURational(field, [&](const URational& r) { out << roundTo(quotient(r), 2) << " meters"; });
 }
 
-bool focalLength(std::ostream& out, const char* label, const Field& field)
+bool focalLength(ValueText& out, const Field& field, const DisplayContext&)
 {
-    return formatURational(out, label, field,
-                                      [&](const URational& r) { out << roundTo(quotient(r), 1) << " mm"; });
+    return formatURational(field, [&](const URational& r) { out << roundTo(quotient(r), 1) << " mm"; });
 }
 
-bool fileSource(std::ostream& out, const char* label, const Field& field)
+bool fileSource(ValueText& out, const Field& field, const DisplayContext&)
 {
     std::vector<std::uint8_t> bytes;
-    return formatLine(out, label, [&] { return field.getBytes(bytes); },
+    return formatValue([&] { return field.getBytes(bytes); },
                       [&] { out << (!bytes.empty() && bytes[0] == 3 ? "DSC" : "..."); });
 }
 
-bool compression(std::ostream& o, const char* l, const Field& f) { return formatEnum<CompressionNames>(o, l, f); }
-bool photometric(std::ostream& o, const char* l, const Field& f) { return formatEnum<PhotometricNames>(o, l, f); }
-bool orientation(std::ostream& o, const char* l, const Field& f) { return formatEnum<OrientationNames>(o, l, f); }
-bool planar(std::ostream& o, const char* l, const Field& f) { return formatEnum<PlanarNames>(o, l, f); }
-bool positioning(std::ostream& o, const char* l, const Field& f) { return formatEnum<PositioningNames>(o, l, f); }
-bool colorSpace(std::ostream& o, const char* l, const Field& f) { return formatEnum<ColorSpaceNames>(o, l, f); }
-bool exposureProgram(std::ostream& o, const char* l, const Field& f) { return formatEnum<ExposureProgramNames>(o, l, f); }
-bool meteringMode(std::ostream& o, const char* l, const Field& f) { return formatEnum<MeteringModeNames>(o, l, f); }
-bool lightSource(std::ostream& o, const char* l, const Field& f) { return formatEnum<LightSourceNames>(o, l, f); }
-bool flash(std::ostream& o, const char* l, const Field& f) { return formatEnum<FlashNames>(o, l, f); }
-bool sensingMethod(std::ostream& o, const char* l, const Field& f) { return formatEnum<SensingMethodNames>(o, l, f); }
+bool compression(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<CompressionNames>(o, f); }
+bool photometric(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<PhotometricNames>(o, f); }
+bool orientation(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<OrientationNames>(o, f); }
+bool planar(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<PlanarNames>(o, f); }
+bool positioning(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<PositioningNames>(o, f); }
+bool colorSpace(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<ColorSpaceNames>(o, f); }
+bool exposureProgram(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<ExposureProgramNames>(o, f); }
+bool meteringMode(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<MeteringModeNames>(o, f); }
+bool lightSource(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<LightSourceNames>(o, f); }
+bool flash(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<FlashNames>(o, f); }
+bool sensingMethod(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<SensingMethodNames>(o, f); }
 
 } // namespace Formatters
 
@@ -393,13 +322,6 @@ constexpr TagRow ExifTable[ExifTagCount + 1] = {
     EndRow,
 };
 
-std::mutex g_registryMutex;
-std::map<std::uint32_t, const TagRow*>& makerNoteTables()
-{
-    static std::map<std::uint32_t, const TagRow*> tables;
-    return tables;
-}
-
 } // namespace
 
 const TagRow* primaryTagTable() noexcept
@@ -423,7 +345,7 @@ const TagRow& globalTagRow(std::size_t index)
     METADATA_THROW(LogicError, "tag index out of range");
 }
 
-const TagRow* tagTableFor(std::uint32_t directoryId) noexcept
+const TagRow* standardTagTable(std::uint32_t directoryId) noexcept
 {
     switch (directoryId) {
     case 1:
@@ -432,11 +354,8 @@ const TagRow* tagTableFor(std::uint32_t directoryId) noexcept
     case 34665:
     case 40965:
         return ExifTable;
-    default: {
-        std::lock_guard<std::mutex> lock(g_registryMutex);
-        auto found = makerNoteTables().find(directoryId);
-        return found != makerNoteTables().end() ? found->second : nullptr;
-    }
+    default:
+        return nullptr;
     }
 }
 
@@ -453,34 +372,15 @@ const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormat
     return nullptr;
 }
 
-void registerMakerNoteTable(std::uint32_t directoryId, const TagRow* table)
+const DisplayContext& DisplayContext::standard() noexcept
 {
-    std::lock_guard<std::mutex> lock(g_registryMutex);
-    if (table == nullptr) {
-        makerNoteTables().erase(directoryId);
-    } else {
-        makerNoteTables()[directoryId] = table;
-    }
+    static const DisplayContext context;
+    return context;
 }
 
-void setLineEnds(bool on) noexcept
+const char* DisplayContext::unitText(std::uint32_t unit) noexcept
 {
-    g_lineEnds.store(on, std::memory_order_relaxed);
-}
-
-bool lineEnds() noexcept
-{
-    return g_lineEnds.load(std::memory_order_relaxed);
-}
-
-void setResolutionUnit(std::uint32_t unit) noexcept
-{
-    g_resolutionUnit.store(unit, std::memory_order_relaxed);
-}
-
-const char* resolutionUnitText() noexcept
-{
-    switch (g_resolutionUnit.load(std::memory_order_relaxed)) {
+    switch (unit) {
     case 2:
         return "inch";
     case 3:
@@ -488,6 +388,81 @@ const char* resolutionUnitText() noexcept
     default:
         return "?";
     }
+}
+
+DisplayContext DisplayContext::withLineEnds(bool on) const
+{
+    DisplayContext copy = *this;
+    copy.lineEnds_ = on;
+    return copy;
+}
+
+const TagRow* DisplayContext::table(std::uint32_t directoryId) const noexcept
+{
+    if (const TagRow* standard = standardTagTable(directoryId)) {
+        return standard;
+    }
+    for (const auto& [id, table] : tables_) {
+        if (id == directoryId) {
+            return table;
+        }
+    }
+    return nullptr;
+}
+
+void DisplayContext::setTable(std::uint32_t directoryId, const TagRow* table)
+{
+    const auto found = std::find_if(tables_.begin(), tables_.end(), [&](const auto& t) { return t.first == directoryId; });
+    if (found != tables_.end()) {
+        tables_.erase(found);
+    }
+    if (table != nullptr) {
+        tables_.emplace_back(directoryId, table);
+    }
+}
+
+void DisplayContext::addDirectory(std::shared_ptr<const IFD> directory)
+{
+    if (directory) {
+        directories_.push_back(std::move(directory));
+    }
+}
+
+const Field* DisplayContext::field(std::uint32_t directoryId, std::uint16_t tag) const noexcept
+{
+    for (const auto& d : directories_) {
+        if (d->id() == directoryId) {
+            return d->find(tag);
+        }
+    }
+    return nullptr;
+}
+
+ValueText& ValueText::operator<<(double v)
+{
+    // What a stream writes with its default settings: six significant digits, "%g".
+    char buffer[32];
+    const int n = std::snprintf(buffer, sizeof buffer, "%g", v);
+    if (n > 0) {
+        text_.append(buffer, static_cast<std::size_t>(std::min(n, static_cast<int>(sizeof buffer) - 1)));
+    }
+    return *this;
+}
+
+ValueText& ValueText::appendUnsigned(std::uint64_t v)
+{
+    char buffer[24];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, v);
+    text_.append(buffer, result.ptr);
+    return *this;
+}
+
+ValueText& ValueText::appendSigned(std::int64_t v)
+{
+    char buffer[24];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, v);
+    text_.append(buffer, result.ptr);
+    return *this;
 }
 
 double roundTo(double value, int decimals) noexcept

@@ -1,6 +1,6 @@
 #!/usr/bin/perl
 # Real camera files against exiftool: every tag of IFD0, the EXIF directory, the
-# interoperability directory and IFD1 that exiftool reads (tests/data/camera/exiftool.json,
+# interoperability directory, the GPS directory and IFD1 that exiftool reads (tests/data/camera/exiftool.json,
 # made once with exiftool) must be read by `lumeno dump --json` with the same value, and shown
 # by `lumeno dump` (a line of its own, unless the display rules keep the tag silent).
 # Usage: camera-samples-test.pl LUMENO CAMERA-DATA-DIR
@@ -9,7 +9,7 @@ use warnings;
 use JSON::PP;
 
 my ($lumeno, $data) = @ARGV;
-my %directoryOf = (IFD0 => 1, ExifIFD => 34665, InteropIFD => 40965, IFD1 => 2);
+my %directoryOf = (IFD0 => 1, ExifIFD => 34665, InteropIFD => 40965, GPS => 34853, IFD1 => 2);
 # exiftool's numeric form (-n) still converts some values: APEX units to seconds and F numbers,
 # and the thumbnail's offset to one from the start of the file.
 my %conversion = (
@@ -50,6 +50,15 @@ sub same_value {
         return defined $size && $size * $entry->{Count} == $1;
     }
     return 0 unless defined $values;
+    if ($entry->{Directory} == 34853 && $type eq 'rational_t' && @$values == 3) {
+        my @v = map { $_->[1] ? $_->[0] / $_->[1] : 0 } @$values;
+        # Positions as decimal degrees; the time stamp as H:M:S, the seconds with their fraction.
+        return close_to($v[0] + $v[1] / 60 + $v[2] / 3600, $theirs) if grep { $entry->{Tag} == $_ } 2, 4, 20, 22;
+        if ($entry->{Tag} == 7) {
+            my ($h, $m, $sec) = split /:/, $theirs;
+            return defined $sec && close_to($v[0] * 3600 + $v[1] * 60 + $v[2], $h * 3600 + $m * 60 + $sec);
+        }
+    }
     if ($type eq 'ASCII') {
         (my $m = $values) =~ s/\s+$//;
         (my $t = $theirs) =~ s/\s+$//;

@@ -182,11 +182,8 @@ TEST(EXIF, DumpWritesEachDirectoryHeaderAndItsLinesInOrder)
     const auto bytes = b.build();
     const std::string exifOffset = std::to_string(b.offsetOf(exif));
     const std::string interopOffset = std::to_string(b.offsetOf(interop));
-    setLineEnds(true);
-    setResolutionUnit(0);
     std::ostringstream out;
     EXIF(TestSupport::readerFor(bytes)).dump(out);
-    setLineEnds(false);
     // The primary directory's unit names the resolutions of every directory, even the ones
     // listed before the unit's own line.
     EXPECT_EQ(out.str(),
@@ -214,4 +211,63 @@ TEST(EXIF, DumpWritesEachDirectoryHeaderAndItsLinesInOrder)
     std::ostringstream other;
     IFD(reader, 330, 0).dump(other);
     EXPECT_EQ(other.str(), "");
+}
+
+TEST(GpsDirectory, ShowsPositionsAltitudeAndUnitsAsPeopleReadThem)
+{
+    TiffBuilder b;
+    TiffBuilder::Dir& gps = b.newDir();
+    b.ifd0().ascii(271, "Acme").pointer(34853, gps);
+    gps.bytes(0, {2, 3, 0, 0}, 1)
+        .ascii(1, "S")
+        .rationals(2, {{33, 1}, {5190, 100}, {0, 1}}) // minutes with a fraction, no seconds
+        .ascii(3, "E")
+        .rationals(4, {{151, 1}, {12, 1}, {599999, 10000}}) // seconds that round up to a minute
+        .bytes(5, {1}, 1)
+        .rationals(6, {{12345, 1000}})
+        .rationals(7, {{9, 1}, {5, 1}, {305, 10}})
+        .ascii(12, "N")
+        .rationals(13, {{12, 1}})
+        .ascii(16, "M")
+        .rationals(17, {{9050, 100}})
+        .bytes(27, {'A', 'S', 'C', 'I', 'I', 0, 0, 0, 'G', 'P', 'S'})
+        .shorts(30, {1});
+    const EXIF tree(TestSupport::readerFor(b.build()));
+    std::ostringstream out;
+    tree.dump(out);
+    const std::string text = out.str();
+    EXPECT_NE(text.find("\n----------- GPS IFD -----------\n\n"
+                        "GPSVersionID: 2.3.0.0\n"
+                        "GPSLatitudeRef: South\n"
+                        "GPSLatitude: 33 deg 51' 54.00\" S\n"
+                        "GPSLongitudeRef: East\n"
+                        "GPSLongitude: 151 deg 13' 0.00\" E\n"
+                        "GPSAltitudeRef: Below Sea Level\n"
+                        "GPSAltitude: 12.35 m below sea level\n"
+                        "GPSTimeStamp: 09:05:30.5\n"
+                        "GPSSpeedRef: knots\n"
+                        "GPSSpeed: 12 knots\n"
+                        "GPSImgDirectionRef: Magnetic North\n"
+                        "GPSImgDirection: 90.5 deg (Magnetic North)\n"
+                        "GPSProcessingMethod: GPS\n"
+                        "GPSDifferential: Differential Corrected\n"),
+              std::string::npos)
+        << text;
+    EXPECT_EQ(tree.directory(DirectoryId::Gps)->name(), "GPS");
+
+    double latitude = 0;
+    double longitude = 0;
+    ASSERT_TRUE(tree.gpsPosition(latitude, longitude));
+    EXPECT_NEAR(latitude, -(33 + 51.9 / 60), 1e-9);
+    EXPECT_NEAR(longitude, 151 + 12.0 / 60 + 59.9999 / 3600, 1e-9);
+
+    // A position of the wrong type, or without its reference, is no position; the tree reads on.
+    TiffBuilder c;
+    TiffBuilder::Dir& bad = c.newDir();
+    c.ifd0().pointer(34853, bad);
+    bad.ascii(1, "N").ascii(2, "33").ascii(3, "E").rationals(4, {{1, 1}});
+    const EXIF other(TestSupport::readerFor(c.build()));
+    EXPECT_FALSE(other.gpsPosition(latitude, longitude));
+    ASSERT_NE(other.directory(DirectoryId::Gps), nullptr);
+    EXPECT_EQ(other.directory(DirectoryId::Gps)->at(1).valueText(other.displayContext()), "\"33\"");
 }

@@ -19,39 +19,42 @@ struct Shown {
     std::string text;
 };
 
+// What the tests show fields with: resolutions in inches, no line ends.
+DisplayContext inches()
+{
+    DisplayContext context;
+    context.setResolutionUnit(2);
+    return context;
+}
+
 // The display of the single field that `add` puts into a directory with id `id`.
-Shown display(std::uint32_t id, const std::function<void(TiffBuilder::Dir&)>& add)
+Shown display(std::uint32_t id, const std::function<void(TiffBuilder::Dir&)>& add,
+              const DisplayContext& context = inches())
 {
     TiffBuilder b;
     add(b.ifd0());
     const IFD d = TestSupport::directoryOf(b, id);
     std::ostringstream out;
-    const bool ok = d.at(0).display(out);
+    const bool ok = d.at(0).display(out, context);
+    std::string value;
+    // The value alone is the line's text after its label.
+    if (ok != d.at(0).displayText(value, context)) {
+        ADD_FAILURE() << "display and displayText disagree";
+    }
     return {ok, out.str()};
 }
 
-std::string line(std::uint32_t id, const std::function<void(TiffBuilder::Dir&)>& add)
+std::string line(std::uint32_t id, const std::function<void(TiffBuilder::Dir&)>& add,
+                 const DisplayContext& context = inches())
 {
-    const Shown s = display(id, add);
+    const Shown s = display(id, add, context);
     return s.ok ? s.text : "(false)";
 }
 
 constexpr std::uint32_t A = DirectoryId::Primary;
 constexpr std::uint32_t B = DirectoryId::Exif;
 
-class Display : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        setLineEnds(false);
-        setResolutionUnit(2);
-    }
-    void TearDown() override
-    {
-        setLineEnds(false);
-        setResolutionUnit(0);
-    }
-};
+class Display : public ::testing::Test {};
 
 } // namespace
 
@@ -84,9 +87,11 @@ TEST(TagTables, HoldTheirRowsOnceEachWithConsistentKeys)
     EXPECT_EQ(globalTagRow(24).count, AnyCount);
     EXPECT_THROW(globalTagRow(74), LogicError);
 
-    EXPECT_EQ(tagTableFor(1), tagTableFor(2));
-    EXPECT_EQ(tagTableFor(34665), tagTableFor(40965));
-    EXPECT_EQ(tagTableFor(12345), nullptr);
+    EXPECT_EQ(standardTagTable(1), standardTagTable(2));
+    EXPECT_EQ(standardTagTable(34665), standardTagTable(40965));
+    EXPECT_EQ(standardTagTable(12345), nullptr);
+    EXPECT_EQ(DisplayContext::standard().table(1), primaryTagTable());
+    EXPECT_EQ(DisplayContext::standard().table(DirectoryId::MakerNote), nullptr);
 }
 
 TEST_F(Display, SilentRowsAnswerTrueAndWriteNothing)
@@ -185,14 +190,17 @@ TEST_F(Display, RationalsAndApexValues)
     EXPECT_EQ(u(B, 37386, 50, 1), "FocalLength: 50 mm");
 }
 
-TEST_F(Display, ResolutionNamesTheLastUnitShown)
+TEST_F(Display, ResolutionNamesTheUnitOfTheContext)
 {
     EXPECT_EQ(line(A, [](auto& d) { d.rationals(282, {{300, 1}}); }), "XResolution: 300 pixels/inch");
+    // A unit line shows its own value and changes nothing else.
     EXPECT_EQ(line(A, [](auto& d) { d.shorts(296, {3}); }), "ResolutionUnit: centimeter");
-    EXPECT_STREQ(resolutionUnitText(), "centimeter");
-    EXPECT_EQ(line(A, [](auto& d) { d.rationals(283, {{7, 2}}); }), "YResolution: 3.5 pixels/centimeter");
     EXPECT_EQ(line(B, [](auto& d) { d.shorts(41488, {5}); }), "FocalPlaneResolutionUnit: ?");
-    EXPECT_EQ(line(A, [](auto& d) { d.rationals(282, {{72, 1}}); }), "XResolution: 72 pixels/?");
+    EXPECT_EQ(line(A, [](auto& d) { d.rationals(283, {{7, 2}}); }), "YResolution: 3.5 pixels/inch");
+    DisplayContext centimeters;
+    centimeters.setResolutionUnit(3);
+    EXPECT_EQ(line(A, [](auto& d) { d.rationals(283, {{7, 2}}); }, centimeters), "YResolution: 3.5 pixels/centimeter");
+    EXPECT_EQ(line(A, [](auto& d) { d.rationals(282, {{72, 1}}); }, DisplayContext()), "XResolution: 72 pixels/?");
 }
 
 TEST_F(Display, RoundingStepsDownBelowZero)
@@ -206,12 +214,14 @@ TEST_F(Display, RoundingStepsDownBelowZero)
     EXPECT_DOUBLE_EQ(roundTo(5.5990, 2), 5.6);
 }
 
-TEST_F(Display, LineEndsFollowTheLibrarySwitch)
+TEST_F(Display, LineEndsFollowTheContext)
 {
     EXPECT_EQ(display(A, [](auto& d) { d.ascii(271, "Acme"); }).text, "Make: Acme");
-    setLineEnds(true);
-    EXPECT_EQ(display(A, [](auto& d) { d.ascii(271, "Acme"); }).text, "Make: Acme\n");
-    EXPECT_EQ(display(A, [](auto& d) { d.longs(256, {1}); }).text, "");
+    const DisplayContext lines = inches().withLineEnds(true);
+    EXPECT_EQ(display(A, [](auto& d) { d.ascii(271, "Acme"); }, lines).text, "Make: Acme\n");
+    EXPECT_EQ(display(A, [](auto& d) { d.longs(256, {1}); }, lines).text, "");
+    // An empty text is still a line.
+    EXPECT_EQ(display(A, [](auto& d) { d.ascii(271, ""); }, lines).text, "Make: \n");
 }
 
 TEST_F(Display, UnreadableValuesAndUnknownTagsAreNotDisplayed)
@@ -250,9 +260,8 @@ TEST_F(Display, GenericFormShowsTagTypeCountAndValues)
         .ascii(274, "6");
     const IFD d = TestSupport::directoryOf(b);
     std::ostringstream out;
-    setLineEnds(true);
     for (const Field& f : d) {
-        f.dump(out);
+        f.dump(out, DisplayContext().withLineEnds(true));
     }
     EXPECT_EQ(out.str(),
               "Tag 0x9999 (SHORT, 2): 1 2\n"
@@ -264,16 +273,22 @@ TEST_F(Display, GenericFormShowsTagTypeCountAndValues)
               "Tag 0x0112 (ASCII, 2): \"6\"\n");
 }
 
-TEST_F(Display, MakerNoteDirectoriesUseTheirRegisteredTable)
+TEST_F(Display, OtherDirectoriesUseTheTableTheContextHasForThem)
 {
     static constexpr TagRow Table[] = {
         {(3u << 16) | 1, 0, "Macro mode", "MacroMode", 1, Formatters::number},
         {0, 0, nullptr, nullptr, 0, nullptr},
     };
-    const auto shown = [] { return display(DirectoryId::MakerNote, [](auto& d) { d.shorts(1, {2}); }); };
-    EXPECT_FALSE(shown().ok);
-    registerMakerNoteTable(DirectoryId::MakerNote, Table);
-    EXPECT_EQ(shown().text, "MacroMode: 2");
-    registerMakerNoteTable(DirectoryId::MakerNote, nullptr);
-    EXPECT_FALSE(shown().ok);
+    const auto shown = [](const DisplayContext& context) {
+        return display(DirectoryId::MakerNote, [](auto& d) { d.shorts(1, {2}); }, context);
+    };
+    DisplayContext context;
+    EXPECT_FALSE(shown(context).ok);
+    context.setTable(DirectoryId::MakerNote, Table);
+    EXPECT_EQ(shown(context).text, "MacroMode: 2");
+    // Standard directories keep their own tables whatever is set for their ids.
+    context.setTable(DirectoryId::Exif, Table);
+    EXPECT_EQ(context.table(DirectoryId::Exif), exifTagTable());
+    context.setTable(DirectoryId::MakerNote, nullptr);
+    EXPECT_FALSE(shown(context).ok);
 }

@@ -1,9 +1,11 @@
 // The EXIF directory tree of one TIFF structure: IFD0, its EXIF sub-directory with the
-// interoperability and maker-note directories below it, and IFD1 (EXIF 2.2 section 4.6).
+// interoperability and maker-note directories below it, its GPS sub-directory, and IFD1 (EXIF 2.3
+// section 4.6).
 #pragma once
 
 #include "Metadata/IFD.h"
 #include "Metadata/ReadWarning.h"
+#include "Metadata/TagTable.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -35,7 +37,7 @@ public:
 
     // The directory with this id (DirectoryId), or null when the file has none.
     const IFD* directory(std::uint32_t id) const noexcept;
-    // The present directories in the order IFD0, EXIF, interoperability, IFD1, maker note.
+    // The present directories in the order IFD0, EXIF, interoperability, GPS, IFD1, maker note.
     std::vector<const IFD*> directories() const;
 
     // The field `tag` of directory `id`, or null.
@@ -50,25 +52,32 @@ public:
     bool getText(std::uint32_t id, std::uint16_t tag, std::string& value) const;
     bool getBytes(std::uint32_t id, std::uint16_t tag, std::vector<std::uint8_t>& value) const;
 
+    // The GPS position in signed decimal degrees (south and west below zero); false when the
+    // tree has no readable latitude and longitude.
+    bool gpsPosition(double& latitude, double& longitude) const noexcept;
+
     // The values of a FLOAT or DOUBLE field of this tree (IEEE 754 single or double precision).
     // Fields keep no such values; they are read from the tree's bytes on request. Empty for
     // fields of other types, or when the values lie past the end of the data.
     std::vector<double> realValues(const Field& field) const;
 
-    // The dump of IFD0, EXIF, interoperability and IFD1, each with its header, after
-    // useResolutionUnit().
+    // How this tree's fields are shown: resolutions name the unit of IFD0's ResolutionUnit
+    // (inches when it has none, the TIFF default), no line ends, the table of each directory.
+    const DisplayContext& displayContext() const noexcept { return display_; }
+
+    // The dump of IFD0, EXIF, interoperability, GPS and IFD1, each with its header, one line
+    // per field.
     void dump(std::ostream& out) const;
-    // Makes resolution lines name the unit of IFD0's ResolutionUnit (inches when it has none,
-    // the TIFF default), as they should before any of this tree's values are shown.
-    void useResolutionUnit() const;
 
 private:
     std::shared_ptr<TIFFReader> reader_;
     std::shared_ptr<IFD> primary_;
     std::shared_ptr<IFD> exif_;
     std::shared_ptr<IFD> interoperability_;
+    std::shared_ptr<IFD> gps_;
     std::shared_ptr<IFD> thumbnail_;
     std::shared_ptr<IFD> makerNote_;
+    DisplayContext display_;
 };
 
 } // namespace Metadata

@@ -2,6 +2,8 @@
 // into typed storage as soon as it is read.
 #pragma once
 
+#include "Metadata/TagTable.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <algorithm>
@@ -15,6 +17,7 @@
 namespace Metadata {
 
 class TIFFReader;
+struct TagRow;
 
 // The twelve TIFF field types (TIFF 6.0 section 2, "Types").
 enum class FieldType : std::uint16_t {
@@ -184,29 +187,32 @@ public:
     bool getBytes(std::vector<std::uint8_t>& value) const;
 
     // The display line "Name: value" of the tag's row, when a row with a formatter exists for
-    // this tag in the directory's table and the value could be read; false otherwise. Rows marked
-    // silent write nothing and still answer true.
-    bool display(std::ostream& out) const;
-    bool name(std::string& value) const;
-    bool description(std::string& value) const;
+    // this tag in the table the context has for the field's directory and the value could be
+    // read; false otherwise. Rows marked silent write nothing and still answer true. Without a
+    // context: the standard tables, no line ends, no resolution unit ("?"); a tree's fields are
+    // shown with the tree's context (EXIF::displayContext()).
+    bool display(std::ostream& out, const DisplayContext& context = DisplayContext::standard()) const;
+    bool name(std::string& value, const DisplayContext& context = DisplayContext::standard()) const;
+    bool description(std::string& value, const DisplayContext& context = DisplayContext::standard()) const;
     // The display line, or, when there is none, the generic form:
     // "Tag 0x829a (rational_t, 1): 1/60".
-    void dump(std::ostream& out) const;
-    void dumpGeneric(std::ostream& out) const;
+    void dump(std::ostream& out, const DisplayContext& context = DisplayContext::standard()) const;
+    void dumpGeneric(std::ostream& out, const DisplayContext& context = DisplayContext::standard()) const;
     // The value alone, as the display line shows it ("1/60 second(s)"); false, like display(),
     // when no row with a formatter shows it. A silent row gives true and an empty text.
-    bool displayText(std::string& value) const;
+    bool displayText(std::string& value, const DisplayContext& context = DisplayContext::standard()) const;
     // The display text, or the generic form ("1 2") when no display row shows it.
-    std::string valueText() const;
+    std::string valueText(const DisplayContext& context = DisplayContext::standard()) const;
     // The values in the generic form; empty for FLOAT and DOUBLE fields.
     std::string genericValueText() const;
     // The row's name, or "Tag 0x829a" for a tag no table names.
-    std::string label() const;
+    std::string label(const DisplayContext& context = DisplayContext::standard()) const;
 
 private:
     void load(TIFFReader& reader);
     void keepWithoutValues(TIFFReader& reader, const char* why);
     void writeGenericValue(std::ostream& out) const;
+    const TagRow* row(const DisplayContext& context, bool needFormatter) const noexcept;
 
     std::uint32_t directoryId_;
     std::uint16_t tag_ = 0;

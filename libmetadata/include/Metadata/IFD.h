@@ -23,6 +23,7 @@ constexpr std::uint32_t Thumbnail = 2;        // IFD1
 constexpr std::uint32_t Exif = 34665;         // EXIF sub-directory
 constexpr std::uint32_t Interoperability = 40965;
 constexpr std::uint32_t MakerNote = 37500;
+constexpr std::uint32_t Gps = 34853;          // GPS sub-directory of IFD0
 } // namespace DirectoryId
 
 class IFD {
@@ -53,21 +54,22 @@ public:
     // The field with this tag; when a tag occurs twice the later entry is found.
     const Field* find(std::uint16_t tag) const;
 
-    // The directory a pointer tag leads to (EXIF 34665, interoperability 40965, maker note
-    // 37500), read on the first request and kept. Null when there is no such field, when it has
+    // The directory a pointer tag leads to (EXIF 34665, interoperability 40965, GPS 34853,
+    // maker note 37500), read on the first request and kept. Null when there is no such field, when it has
     // no value, or when the directory it names was read already (a loop).
     std::shared_ptr<IFD> subIFD(std::uint16_t tag);
 
     // Appends `field` when no field with its tag is present; an existing field is never replaced.
     bool addField(Field field);
 
-    // "Primary Image", "Thumbnail Image", "EXIF", "Interoperability", "MakerNote", or
+    // "Primary Image", "Thumbnail Image", "EXIF", "Interoperability", "MakerNote", "GPS", or
     // "IFD: " and the id in lower-case hex.
     std::string name() const { return nameFor(id_); }
     static std::string nameFor(std::uint32_t id);
 
-    // The header line of the directory's kind, then every field's display line in entry order.
-    void dump(std::ostream& out) const;
+    // The header line of the directory's kind, then every field's display line in entry order,
+    // as the context shows them.
+    void dump(std::ostream& out, const DisplayContext& context = DisplayContext::standard()) const;
 
 private:
     void buildIndex();

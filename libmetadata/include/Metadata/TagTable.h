@@ -4,16 +4,43 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <iosfwd>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Metadata {
 
 class Field;
+class IFD;
 
-// Writes the display line of `field` under `label`; false, with nothing written, when the value
-// cannot be read as the formatter needs it. Formatters never throw.
-using Formatter = bool (*)(std::ostream& out, const char* label, const Field& field);
+class DisplayContext;
+
+// The value text a formatter builds. It appends to a string: a stream per value would cost more
+// than the value. Numbers are written as a standard stream writes them (doubles as "%g").
+class ValueText {
+public:
+    explicit ValueText(std::string& text) noexcept : text_(text) {}
+    ValueText& operator<<(const char* s) { text_ += s; return *this; }
+    ValueText& operator<<(const std::string& s) { text_ += s; return *this; }
+    ValueText& operator<<(char c) { text_ += c; return *this; }
+    ValueText& operator<<(double v);
+    ValueText& operator<<(std::uint32_t v) { return appendUnsigned(v); }
+    ValueText& operator<<(std::uint16_t v) { return appendUnsigned(v); }
+    ValueText& operator<<(std::uint64_t v) { return appendUnsigned(v); }
+    ValueText& operator<<(std::int32_t v) { return appendSigned(v); }
+    ValueText& operator<<(std::int64_t v) { return appendSigned(v); }
+
+private:
+    ValueText& appendUnsigned(std::uint64_t v);
+    ValueText& appendSigned(std::int64_t v);
+    std::string& text_;
+};
+
+// Writes the value text of `field` (no label, no line end) as the context shows it; false, with
+// nothing written, when the value cannot be read as the formatter needs it. Formatters never
+// throw, and depend on nothing but their arguments.
+using Formatter = bool (*)(ValueText& out, const Field& field, const DisplayContext& context);
 
 // One known tag. A table is an array of rows ended by a row whose name is null.
 struct TagRow {
@@ -43,24 +70,57 @@ constexpr std::size_t GlobalTagCount = PrimaryTagCount + ExifTagCount;
 // Throws LogicError for an index of GlobalTagCount or more.
 const TagRow& globalTagRow(std::size_t index);
 
-// The table for a directory id: Table A for 1 and 2, Table B for 34665 and 40965, otherwise the
-// maker-note table registered for that id; null when there is none.
-const TagRow* tagTableFor(std::uint32_t directoryId) noexcept;
+// The table of a standard directory: Table A for 1 and 2, Table B for 34665 and 40965; null for
+// any other id (maker notes get theirs from the tree's display context).
+const TagRow* standardTagTable(std::uint32_t directoryId) noexcept;
 // The first row with this tag (and, when `needFormatter`, a formatter); null when none.
 const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormatter) noexcept;
 
-// Maker-note tables, keyed by the directory id (the maker-note directory is keyed by 37500).
-// A table must stay alive while registered; registering null removes it.
-void registerMakerNoteTable(std::uint32_t directoryId, const TagRow* table);
+// How the fields of one EXIF tree are shown: the unit its resolutions name, whether display
+// lines end with a line end, and the table of each of its directories. A tree makes its own when
+// it is read, so two files shown at once never see each other's unit or maker-note tables.
+class DisplayContext {
+public:
+    // Resolution unit "?", no line ends, the standard tables only.
+    DisplayContext() = default;
+    static const DisplayContext& standard() noexcept;
 
-// Whether display lines end with a line end. Library-wide; starts off.
-void setLineEnds(bool on) noexcept;
-bool lineEnds() noexcept;
+    // 2 inch, 3 centimeter; anything else names no unit ("?").
+    std::uint32_t resolutionUnit() const noexcept { return resolutionUnit_; }
+    const char* resolutionUnitText() const noexcept { return unitText(resolutionUnit_); }
+    void setResolutionUnit(std::uint32_t unit) noexcept { resolutionUnit_ = unit; }
+    static const char* unitText(std::uint32_t unit) noexcept;
 
-// The unit that resolution lines name: "inch" for 2, "centimeter" for 3, "?" otherwise.
-// Library-wide; starts as "?". Unit lines set it, and so does the tree before a dump.
-void setResolutionUnit(std::uint32_t unit) noexcept;
-const char* resolutionUnitText() noexcept;
+    bool lineEnds() const noexcept { return lineEnds_; }
+    void setLineEnds(bool on) noexcept { lineEnds_ = on; }
+    // A copy with line ends on or off.
+    DisplayContext withLineEnds(bool on) const;
+
+    // The table of a standard directory, or the one set for this id; null when there is none.
+    const TagRow* table(std::uint32_t directoryId) const noexcept;
+    // Sets the table of a non-standard directory (a maker note, GPS); null removes it. The
+    // table must outlive the context (tables are static data).
+    void setTable(std::uint32_t directoryId, const TagRow* table);
+
+    // The directories of the tree, for values shown with the help of another field (a latitude
+    // with its reference, a maker's value with the camera model).
+    void addDirectory(std::shared_ptr<const IFD> directory);
+    // The field `tag` of directory `directoryId`; null when the tree has none.
+    const Field* field(std::uint32_t directoryId, std::uint16_t tag) const noexcept;
+
+private:
+    std::uint32_t resolutionUnit_ = 0;
+    bool lineEnds_ = false;
+    std::vector<std::pair<std::uint32_t, const TagRow*>> tables_;
+    std::vector<std::shared_ptr<const IFD>> directories_;
+};
+
+// The GPS directory (EXIF 2.3 section 4.6.6): every tag of the standard, 32 rows.
+const TagRow* gpsTagTable() noexcept;
+constexpr std::size_t GpsTagCount = 32;
+// A GPS position field (degrees, minutes, seconds, any of them fractional) as unsigned decimal
+// degrees; false when it has no degrees. Throws LogicError for a field of another type.
+bool gpsDegrees(const Field& field, double& value);
 
 // Rounds to `decimals` places by adding (or, below zero, subtracting) half a unit of the last
 // place and flooring. Below zero this lands one step further down than rounding half away from
@@ -69,37 +129,39 @@ double roundTo(double value, int decimals) noexcept;
 
 // The formatters, for maker-note tables built elsewhere.
 namespace Formatters {
-bool silent(std::ostream&, const char*, const Field&);
-bool text(std::ostream&, const char*, const Field&);
-bool number(std::ostream&, const char*, const Field&);
-bool pixels(std::ostream&, const char*, const Field&);
-bool list(std::ostream&, const char*, const Field&);
-bool firstNumber(std::ostream&, const char*, const Field&);
-bool version(std::ostream&, const char*, const Field&);
-bool components(std::ostream&, const char*, const Field&);
-bool ellipsis(std::ostream&, const char*, const Field&);
-bool unit(std::ostream&, const char*, const Field&);
-bool resolution(std::ostream&, const char*, const Field&);
-bool fraction(std::ostream&, const char*, const Field&);
-bool ratio(std::ostream&, const char*, const Field&);
-bool exposureTime(std::ostream&, const char*, const Field&);
-bool shutter(std::ostream&, const char*, const Field&);
-bool aperture(std::ostream&, const char*, const Field&);
-bool ev(std::ostream&, const char*, const Field&);
-bool distance(std::ostream&, const char*, const Field&);
-bool focalLength(std::ostream&, const char*, const Field&);
-bool fileSource(std::ostream&, const char*, const Field&);
-bool compression(std::ostream&, const char*, const Field&);
-bool photometric(std::ostream&, const char*, const Field&);
-bool orientation(std::ostream&, const char*, const Field&);
-bool planar(std::ostream&, const char*, const Field&);
-bool positioning(std::ostream&, const char*, const Field&);
-bool colorSpace(std::ostream&, const char*, const Field&);
-bool exposureProgram(std::ostream&, const char*, const Field&);
-bool meteringMode(std::ostream&, const char*, const Field&);
-bool lightSource(std::ostream&, const char*, const Field&);
-bool flash(std::ostream&, const char*, const Field&);
-bool sensingMethod(std::ostream&, const char*, const Field&);
+#define METADATA_FORMATTER(name) bool name(ValueText&, const Field&, const DisplayContext&)
+METADATA_FORMATTER(silent);
+METADATA_FORMATTER(text);
+METADATA_FORMATTER(number);
+METADATA_FORMATTER(pixels);
+METADATA_FORMATTER(list);
+METADATA_FORMATTER(firstNumber);
+METADATA_FORMATTER(version);
+METADATA_FORMATTER(components);
+METADATA_FORMATTER(ellipsis);
+METADATA_FORMATTER(unit);
+METADATA_FORMATTER(resolution);
+METADATA_FORMATTER(fraction);
+METADATA_FORMATTER(ratio);
+METADATA_FORMATTER(exposureTime);
+METADATA_FORMATTER(shutter);
+METADATA_FORMATTER(aperture);
+METADATA_FORMATTER(ev);
+METADATA_FORMATTER(distance);
+METADATA_FORMATTER(focalLength);
+METADATA_FORMATTER(fileSource);
+METADATA_FORMATTER(compression);
+METADATA_FORMATTER(photometric);
+METADATA_FORMATTER(orientation);
+METADATA_FORMATTER(planar);
+METADATA_FORMATTER(positioning);
+METADATA_FORMATTER(colorSpace);
+METADATA_FORMATTER(exposureProgram);
+METADATA_FORMATTER(meteringMode);
+METADATA_FORMATTER(lightSource);
+METADATA_FORMATTER(flash);
+METADATA_FORMATTER(sensingMethod);
+#undef METADATA_FORMATTER
 } // namespace Formatters
 
 } // namespace Metadata

@@ -144,7 +144,7 @@ std::optional<std::string> columnText(const Metadata::ImageMetadata& image, cons
     if (index < layout.exifCount()) {
         const Metadata::Field* field = fieldOfRow(image.exif(), index);
         std::string text;
-        if (field == nullptr || !field->displayText(text)) {
+        if (field == nullptr || !field->displayText(text, image.exif().displayContext())) {
             return std::nullopt;
         }
         return text;
@@ -161,12 +161,6 @@ std::optional<std::string> columnText(const Metadata::ImageMetadata& image, cons
 }
 
 namespace {
-
-std::mutex& displayMutex()
-{
-    static std::mutex mutex;
-    return mutex;
-}
 
 // Answers kept per file, while the file stays as it was.
 class ColumnCache {
@@ -254,11 +248,6 @@ private:
             Metadata::ImageStreamT stream;
             const auto image = Metadata::openImage(path, stream);
             std::vector<std::optional<std::string>> texts(layout.count());
-            // Resolutions name this file's own unit, not the last one any formatter saw. The
-            // formatters keep that unit for the whole process, so files are formatted one at a
-            // time: another thread setting its file's unit in between would change this one's.
-            std::lock_guard<std::mutex> lock(displayMutex());
-            image->exif().useResolutionUnit();
             for (std::size_t i = 0; i < texts.size(); ++i) {
                 texts[i] = columnText(*image, layout, i);
             }
@@ -329,7 +318,7 @@ std::optional<std::string> infoTipText(const Metadata::ImageMetadata& image, boo
     if (exifTip && !exif.empty()) {
         auto value = [&exif](std::uint16_t tag, std::string& text) {
             const Metadata::Field* field = exif.find(DirectoryId::Exif, tag);
-            return field != nullptr && field->displayText(text);
+            return field != nullptr && field->displayText(text, exif.displayContext());
         };
         std::string line;
         std::string date;
@@ -355,7 +344,8 @@ std::optional<std::string> infoTipText(const Metadata::ImageMetadata& image, boo
             std::string text;
             const Metadata::Field* field = exif.find(DirectoryId::Exif, tag);
             std::string description;
-            if (field != nullptr && field->displayText(text) && field->description(description)) {
+            if (field != nullptr && field->displayText(text, exif.displayContext()) &&
+                field->description(description, exif.displayContext())) {
                 out << description << separator << text << '\n';
                 endsWithIptc = false;
             }
