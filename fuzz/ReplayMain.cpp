@@ -5,15 +5,58 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fs = std::filesystem;
+
+// As under libFuzzer's memory limit, one allocation larger than this is a finding: a size read
+// from the file and trusted. No input of ours comes near it.
+constexpr std::size_t MaxAllocation = std::size_t{2} << 30;
+
+void* operator new(std::size_t size)
+{
+    if (size > MaxAllocation) {
+        std::fprintf(stderr, "an allocation of %zu bytes\n", size);
+        std::abort();
+    }
+    if (void* p = std::malloc(size == 0 ? 1 : size)) {
+        return p;
+    }
+    throw std::bad_alloc();
+}
+
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+
+void operator delete[](void* p) noexcept
+{
+    std::free(p);
+}
+
+void operator delete(void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+
+void operator delete[](void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
 
 int main(int argc, char** argv)
 {

@@ -50,12 +50,17 @@ TIFFImageMetadata::TIFFImageMetadata(ImageStreamT& stream) : ImageMetadata(strea
 std::vector<std::uint8_t> TIFFImageMetadata::tagBytes(std::uint16_t tag) const
 {
     const Field* field = exif_->find(DirectoryId::Primary, tag);
-    if (field == nullptr) {
+    // A damaged field's value does not fit in the file (its warning says so): nothing to read.
+    if (field == nullptr || field->damaged()) {
         return {};
     }
     // Whatever type the writer chose (UNDEFINED, BYTE, LONG), the value is a run of bytes. Its
     // size was checked against the file when the field was read.
-    std::vector<std::uint8_t> bytes(std::size_t{typeSize(field->type())} * field->count());
+    const std::uint64_t size = std::uint64_t{typeSize(field->type())} * field->count();
+    if (field->valueOffset() > reader_->size() || size > reader_->size() - field->valueOffset()) {
+        return {};
+    }
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
     reader_->read(field->valueOffset(), bytes.data(), bytes.size());
     return bytes;
 }
