@@ -4,6 +4,7 @@
 #include "Metadata/ImageStream.h"
 #include "Metadata/TIFFReader.h"
 #include "Metadata/TagTable.h"
+#include "makernotes/MakerNotes.h"
 
 #include <cstring>
 
@@ -15,17 +16,30 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
     exif_ = primary_->subIFD(DirectoryId::Exif);
     if (exif_) {
         interoperability_ = exif_->subIFD(DirectoryId::Interoperability);
-        // A maker note is read as a plain directory when it is one. Its layout is the camera
-        // maker's own, so a note that does not read cleanly as a directory is left out, without
-        // a word: it is not damaged, only unknown.
-        const std::size_t before = reader->warnings().size();
-        makerNote_ = exif_->subIFD(DirectoryId::MakerNote);
-        if (reader->warnings().size() > before) {
-            makerNote_.reset();
-            reader->dropWarnings(before);
-        }
     }
     gps_ = primary_->subIFD(DirectoryId::Gps);
+    if (exif_) {
+        if (const Field* note = exif_->find(DirectoryId::MakerNote)) {
+            std::string make;
+            std::string model;
+            try {
+                getText(DirectoryId::Primary, 271, make);
+                getText(DirectoryId::Primary, 272, model);
+            } catch (const Error&) {
+                // a Make of the wrong type names no maker
+            }
+            MakerNotes::Reading reading = MakerNotes::read(reader, *note, make, model);
+            makerNote_ = std::move(reading.main);
+            makerDirectories_ = std::move(reading.subDirectories);
+            makerReader_ = std::move(reading.reader);
+            if (reading.form != nullptr) {
+                makerGroup_ = reading.form->group;
+            }
+            for (const auto& [id, table] : reading.tables) {
+                display_.setTable(id, table);
+            }
+        }
+    }
     const std::uint32_t next = primary_->nextOffset();
     if (next != 0 && !reader->directoryRead(next)) {
         thumbnail_ = std::make_shared<IFD>(reader, DirectoryId::Thumbnail, next);
@@ -40,6 +54,9 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
     display_.setResolutionUnit(unit);
     display_.setTable(DirectoryId::Gps, gpsTagTable());
     for (const auto& d : {primary_, exif_, interoperability_, gps_, thumbnail_, makerNote_}) {
+        display_.addDirectory(d);
+    }
+    for (const auto& d : makerDirectories_) {
         display_.addDirectory(d);
     }
 }
@@ -83,6 +100,9 @@ std::vector<const IFD*> EXIF::directories() const
         if (d != nullptr) {
             present.push_back(d);
         }
+    }
+    for (const auto& d : makerDirectories_) {
+        present.push_back(d.get());
     }
     return present;
 }
@@ -149,19 +169,31 @@ bool EXIF::gpsPosition(double& latitude, double& longitude) const noexcept
     return coordinate(2, 'S', latitude) && coordinate(4, 'W', longitude);
 }
 
+std::vector<const IFD*> EXIF::makerNoteDirectories() const
+{
+    std::vector<const IFD*> found;
+    for (const auto& d : makerDirectories_) {
+        found.push_back(d.get());
+    }
+    return found;
+}
+
 std::vector<double> EXIF::realValues(const Field& field) const
 {
     const auto type = static_cast<FieldType>(field.type());
     if (!reader_ || (type != FieldType::Float && type != FieldType::Double)) {
         return {};
     }
+    // The maker's fields count their offsets as the note does.
+    const bool maker = field.directoryId() == DirectoryId::MakerNote || field.directoryId() > 0xFFFF;
+    const TIFFReader& reader = maker && makerReader_ ? *makerReader_ : *reader_;
     const std::uint64_t size = std::uint64_t{typeSize(field.type())} * field.count();
-    if (field.valueOffset() > reader_->size() || size > reader_->size() - field.valueOffset()) {
+    if (field.valueOffset() > reader.size() || size > reader.size() - field.valueOffset()) {
         return {};
     }
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
-    reader_->read(field.valueOffset(), bytes.data(), bytes.size());
-    const bool big = reader_->bigEndian();
+    reader.read(field.valueOffset(), bytes.data(), bytes.size());
+    const bool big = reader.bigEndian();
     std::vector<double> values;
     values.reserve(field.count());
     for (std::size_t i = 0; i < field.count(); ++i) {
@@ -186,10 +218,8 @@ std::vector<double> EXIF::realValues(const Field& field) const
 void EXIF::dump(std::ostream& out) const
 {
     const DisplayContext lines = display_.withLineEnds(true);
-    for (const IFD* d : {primary_.get(), exif_.get(), interoperability_.get(), gps_.get(), thumbnail_.get()}) {
-        if (d != nullptr) {
-            d->dump(out, lines);
-        }
+    for (const IFD* d : directories()) {
+        d->dump(out, lines);
     }
 }
 

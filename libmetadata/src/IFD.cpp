@@ -4,6 +4,7 @@
 #include "Metadata/TIFFReader.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <ostream>
 
@@ -50,6 +51,12 @@ IFD::IFD(std::shared_ptr<TIFFReader> reader, std::uint32_t id, std::uint32_t off
     if (whole == count) {
         nextOffset_ = reader_->read32(end - 4);
     }
+}
+
+IFD::IFD(std::shared_ptr<TIFFReader> reader, std::uint32_t id, std::vector<Field> fields, std::string name)
+    : reader_(std::move(reader)), id_(id), offset_(0), fields_(std::move(fields)), name_(std::move(name))
+{
+    buildIndex();
 }
 
 void IFD::buildIndex()
@@ -180,6 +187,12 @@ void IFD::dump(std::ostream& out, const DisplayContext& context) const
     }
     if (header != nullptr) {
         out << '\n' << header << "\n\n";
+    } else if (!name_.empty()) {
+        // A maker's directory, in the style of the others: "----------- CANON CAMERASETTINGS IFD".
+        std::string upper = name_;
+        std::transform(upper.begin(), upper.end(), upper.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        out << "\n----------- " << upper << " IFD -----------\n\n";
     }
     for (const Field& field : fields_) {
         field.dump(out, context);

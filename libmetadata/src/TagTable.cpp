@@ -223,6 +223,70 @@ bool lightSource(ValueText& o, const Field& f, const DisplayContext&) { return f
 bool flash(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<FlashNames>(o, f); }
 bool sensingMethod(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<SensingMethodNames>(o, f); }
 
+bool values(ValueText& out, const Field& field, const DisplayContext&)
+{
+    // At most this many values of a long list; the rest is counted.
+    constexpr std::size_t Shown = 16;
+    return formatValue(
+        [&] {
+            // FLOAT and DOUBLE fields hold no values; their generic form says so.
+            const auto type = static_cast<FieldType>(field.type());
+            return !field.damaged() && field.count() > 0 && typeSize(field.type()) != 0 && type != FieldType::Float &&
+                   type != FieldType::Double;
+        },
+        [&] {
+            std::size_t n = 0;
+            auto separate = [&] { return n++ > 0 ? " " : ""; };
+            switch (static_cast<FieldType>(field.type())) {
+            case FieldType::Ascii: {
+                std::string text;
+                field.getText(text);
+                out << text;
+                return;
+            }
+            case FieldType::Byte:
+            case FieldType::Short:
+            case FieldType::Long:
+                for (std::uint32_t v : field.unsignedValues()) {
+                    if (n == Shown) break;
+                    out << separate() << v;
+                }
+                break;
+            case FieldType::SByte:
+            case FieldType::SShort:
+            case FieldType::SLong:
+                for (std::int32_t v : field.signedValues()) {
+                    if (n == Shown) break;
+                    out << separate() << v;
+                }
+                break;
+            case FieldType::Undefined:
+                for (std::uint8_t v : field.rawBytes()) {
+                    if (n == Shown) break;
+                    out << separate() << std::uint32_t{v};
+                }
+                break;
+            case FieldType::Rational:
+                for (const URational& r : field.unsignedRationals()) {
+                    if (n == Shown) break;
+                    out << separate() << (r.denominator == 0 ? 0.0 : quotient(r));
+                }
+                break;
+            case FieldType::SRational:
+                for (const SRational& r : field.signedRationals()) {
+                    if (n == Shown) break;
+                    out << separate() << (r.denominator == 0 ? 0.0 : quotient(r));
+                }
+                break;
+            default:
+                break;
+            }
+            if (field.count() > Shown) {
+                out << " ... (" << field.count() << " values)";
+            }
+        });
+}
+
 } // namespace Formatters
 
 namespace {

@@ -271,3 +271,57 @@ TEST(GpsDirectory, ShowsPositionsAltitudeAndUnitsAsPeopleReadThem)
     ASSERT_NE(other.directory(DirectoryId::Gps), nullptr);
     EXPECT_EQ(other.directory(DirectoryId::Gps)->at(1).valueText(other.displayContext()), "\"33\"");
 }
+
+TEST(MakerNotes, AKnownMakersNoteIsReadInItsLayoutAndABrokenOneCostsNothing)
+{
+    // A note in the layout of the maker the Make names: a plain directory whose offsets count
+    // from the TIFF header, an array of 16-bit settings among its entries.
+    auto read = [](const std::string& make, bool broken) {
+        TiffBuilder b;
+        b.setPreamble(std::vector<std::uint8_t>(64, 0xEE)); // no directory in any byte order
+        TiffBuilder::Dir& exif = b.newDir();
+        TiffBuilder::Dir& note = b.newDir();
+        b.ifd0().ascii(271, make).ascii(272, "Canon EOS 300D DIGITAL").pointer(34665, exif);
+        exif.rationals(33434, {{1, 60}}).raw(37500, 7, 0, 0);
+        note.shorts(1, {12, 1, 0, 3, 0, 1}).ascii(6, "CRW:TEST").longs(12, {560018150}).shorts(0xAE, {5200});
+        const std::size_t size = b.build().size();
+        // The note's value is the directory itself, to the end of the file: its place is known
+        // once the file is laid out.
+        exif.entries.back().valueField = broken ? 8 : b.offsetOf(note);
+        exif.entries.back().count = static_cast<std::uint32_t>(size - b.offsetOf(note) - 1);
+        return EXIF(TestSupport::readerFor(b.build()));
+    };
+
+    const EXIF canon = read("Canon", false);
+    EXPECT_EQ(canon.makerNoteGroup(), "Canon");
+    std::ostringstream out;
+    canon.dump(out);
+    const std::string text = out.str();
+    for (const char* line : {"\n-----------  MAKERNOTE IFD -----------\n\n", "\nCanonImageType: CRW:TEST\n",
+                             "\nSerialNumber: 560018150\n", "\nColorTemperature: 5200 K\n",
+                             "\n----------- CANON CAMERASETTINGS IFD -----------\n\nMacroMode: Macro\nSelfTimer: 0\n"
+                             "Quality: Fine\nCanonFlashMode: Off\nContinuousDrive: Continuous\n"}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
+    }
+    // The array entry itself shows no line; its values have their own directory.
+    EXPECT_EQ(text.find("Tag 0x0001"), std::string::npos);
+    ASSERT_EQ(canon.makerNoteDirectories().size(), 1u);
+    EXPECT_EQ(canon.makerNoteDirectories()[0]->name(), "Canon CameraSettings");
+    // Two trees shown at once keep their own tables: a tree without the note shows none.
+    const EXIF plain = read("Acme", true);
+    EXPECT_EQ(plain.makerNoteGroup(), "");
+
+    // A note that holds no directory where its maker puts one is left out, without a warning;
+    // everything else is read.
+    const EXIF broken = read("Canon", true);
+    EXPECT_EQ(broken.makerNoteGroup(), "");
+    EXPECT_EQ(broken.directory(DirectoryId::MakerNote), nullptr);
+    EXPECT_TRUE(broken.warnings().empty());
+    ASSERT_NE(broken.find(DirectoryId::Exif, 33434), nullptr);
+
+    // A maker the library does not know: the note is shown as a plain directory when it is one.
+    const EXIF other = read("Acme", false);
+    EXPECT_EQ(other.makerNoteGroup(), "");
+    ASSERT_NE(other.directory(DirectoryId::MakerNote), nullptr);
+    EXPECT_EQ(other.directory(DirectoryId::MakerNote)->size(), 4u);
+}

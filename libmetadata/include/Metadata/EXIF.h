@@ -23,8 +23,9 @@ public:
     // An empty tree: no directories.
     EXIF() = default;
     // Reads every directory of the tree from the structure `reader` describes. Broken entries
-    // and directories cost themselves, not the tree (see warnings()). A maker note that is not a
-    // plain directory is left out: its layout is the camera maker's own.
+    // and directories cost themselves, not the tree (see warnings()). A maker's note is read
+    // in the maker's own layout when the library knows it, as a plain directory when it reads as
+    // one, and left out otherwise: never a fault of the file.
     explicit EXIF(std::shared_ptr<TIFFReader> reader);
 
     // Reads the TIFF header at `base` of `source`, then the tree.
@@ -37,8 +38,15 @@ public:
 
     // The directory with this id (DirectoryId), or null when the file has none.
     const IFD* directory(std::uint32_t id) const noexcept;
-    // The present directories in the order IFD0, EXIF, interoperability, GPS, IFD1, maker note.
+    // The present directories in the order IFD0, EXIF, interoperability, GPS, IFD1, maker note
+    // and the maker's other directories.
     std::vector<const IFD*> directories() const;
+
+    // The maker's group name ("Canon", "Nikon", "Olympus"), or empty when the note's maker is
+    // not known (or there is no note).
+    const std::string& makerNoteGroup() const noexcept { return makerGroup_; }
+    // The maker's directories other than the note's main one, in the order the dump shows them.
+    std::vector<const IFD*> makerNoteDirectories() const;
 
     // The field `tag` of directory `id`, or null.
     const Field* find(std::uint32_t id, std::uint16_t tag) const noexcept;
@@ -65,8 +73,8 @@ public:
     // (inches when it has none, the TIFF default), no line ends, the table of each directory.
     const DisplayContext& displayContext() const noexcept { return display_; }
 
-    // The dump of IFD0, EXIF, interoperability, GPS and IFD1, each with its header, one line
-    // per field.
+    // The dump of IFD0, EXIF, interoperability, GPS, IFD1, the maker's note and its other
+    // directories, each with its header, one line per field.
     void dump(std::ostream& out) const;
 
 private:
@@ -77,6 +85,9 @@ private:
     std::shared_ptr<IFD> gps_;
     std::shared_ptr<IFD> thumbnail_;
     std::shared_ptr<IFD> makerNote_;
+    std::vector<std::shared_ptr<IFD>> makerDirectories_;
+    std::shared_ptr<TIFFReader> makerReader_; // what the note's offsets count from
+    std::string makerGroup_;
     DisplayContext display_;
 };
 

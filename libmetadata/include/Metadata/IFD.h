@@ -38,6 +38,9 @@ public:
     // already (a loop) or past the end of the data (empty), one cut short by the end of the data
     // (its whole entries kept). Broken entries cost themselves (see Field).
     IFD(std::shared_ptr<TIFFReader> reader, std::uint32_t id, std::uint32_t offset);
+    // A directory of fields made elsewhere (the values of a maker's array, one field each),
+    // under its own name.
+    IFD(std::shared_ptr<TIFFReader> reader, std::uint32_t id, std::vector<Field> fields, std::string name);
 
     std::uint32_t id() const noexcept { return id_; }
     std::uint32_t offset() const noexcept { return offset_; }
@@ -62,9 +65,11 @@ public:
     // Appends `field` when no field with its tag is present; an existing field is never replaced.
     bool addField(Field field);
 
-    // "Primary Image", "Thumbnail Image", "EXIF", "Interoperability", "MakerNote", "GPS", or
-    // "IFD: " and the id in lower-case hex.
-    std::string name() const { return nameFor(id_); }
+    // "Primary Image", "Thumbnail Image", "EXIF", "Interoperability", "MakerNote", "GPS", the
+    // name it was given (a maker's directories: "Canon CameraSettings"), or "IFD: " and the id
+    // in lower-case hex.
+    std::string name() const { return name_.empty() ? nameFor(id_) : name_; }
+    void setName(std::string name) { name_ = std::move(name); }
     static std::string nameFor(std::uint32_t id);
 
     // The header line of the directory's kind, then every field's display line in entry order,
@@ -81,6 +86,7 @@ private:
     std::vector<Field> fields_;
     std::vector<std::pair<std::uint16_t, std::uint32_t>> index_; // tag -> position, sorted by tag
     std::map<std::uint16_t, std::shared_ptr<IFD>> subDirectories_;
+    std::string name_;
 };
 
 } // namespace Metadata

@@ -76,6 +76,7 @@ public:
 
     bool bigEndian() const noexcept { return bigEndian_; }
     std::uint64_t base() const noexcept { return base_; }
+    const std::shared_ptr<const ByteSource>& source() const noexcept { return source_; }
     std::uint32_t firstIFDOffset() const noexcept { return firstIFDOffset_; }
     // Bytes of the source from the base to its end.
     std::uint64_t size() const noexcept { return size_; }

@@ -161,6 +161,9 @@ METADATA_FORMATTER(meteringMode);
 METADATA_FORMATTER(lightSource);
 METADATA_FORMATTER(flash);
 METADATA_FORMATTER(sensingMethod);
+// The values as they are: a text, numbers separated by blanks, rationals as decimals; a long
+// list cut after 16 values with its count. Makers' tags without a text of their own use it.
+METADATA_FORMATTER(values);
 #undef METADATA_FORMATTER
 } // namespace Formatters
 

@@ -1,0 +1,252 @@
+#include "MakerNotes.h"
+
+#include "Metadata/Exceptions.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+namespace Metadata::MakerNotes {
+
+namespace {
+
+bool startsWithAnyCase(const std::string& text, const char* prefix)
+{
+    const std::size_t n = std::strlen(prefix);
+    if (text.size() < n) {
+        return false;
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+        if (std::tolower(static_cast<unsigned char>(text[i])) != std::tolower(static_cast<unsigned char>(prefix[i]))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whether a directory could start at `offset`: an entry count a directory has, entries within
+// the data, each of one of the twelve types (or the pointer type). A note read in the wrong byte
+// order fails this at once.
+bool plausibleDirectory(const TIFFReader& reader, std::uint32_t offset)
+{
+    if (offset == 0 || offset > reader.size() || reader.size() - offset < 2 + 12) {
+        return false;
+    }
+    const std::uint16_t count = reader.read16(offset);
+    if (count == 0 || count > IFD::MaxEntries || std::uint64_t{offset} + 2 + 12 * std::uint64_t{count} > reader.size()) {
+        return false;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint16_t type = reader.read16(std::uint64_t{offset} + 2 + 12 * std::uint64_t{i} + 2);
+        if (type < 1 || type > IFDType) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The reader the form's offsets count from, and where its directory starts; false when the
+// note is too short for the form or its header is not one.
+bool locate(const std::shared_ptr<TIFFReader>& tree, const Form& form, std::uint32_t noteAt, std::uint32_t noteSize,
+            bool bigEndian, std::shared_ptr<TIFFReader>& reader, std::uint32_t& directory)
+{
+    const auto& source = tree->source();
+    const std::uint64_t noteBase = tree->base() + noteAt;
+    switch (form.base) {
+    case Base::Tiff:
+        reader = bigEndian == tree->bigEndian() ? tree
+                                                : std::make_shared<TIFFReader>(source, tree->base(), bigEndian, 0);
+        directory = noteAt + form.directoryAt;
+        break;
+    case Base::Note:
+        reader = std::make_shared<TIFFReader>(source, noteBase, bigEndian, 0);
+        directory = form.directoryAt;
+        break;
+    case Base::OwnHeader:
+        if (noteSize < form.directoryAt + 8) {
+            return false;
+        }
+        try {
+            reader = TIFFReader::open(source, noteBase + form.directoryAt);
+        } catch (const Exception&) {
+            return false;
+        }
+        directory = reader->firstIFDOffset();
+        return true;
+    }
+    if (form.directoryAtIsPointer) {
+        if (noteSize < form.directoryAt + 4) {
+            return false;
+        }
+        directory = reader->read32(directory);
+    }
+    return true;
+}
+
+bool orderOf(const std::shared_ptr<TIFFReader>& tree, const Form& form, std::uint32_t noteAt, bool& bigEndian)
+{
+    switch (form.order) {
+    case Order::Parent:
+        bigEndian = tree->bigEndian();
+        return true;
+    case Order::Little:
+        bigEndian = false;
+        return false;
+    case Order::Big:
+        bigEndian = true;
+        return false;
+    case Order::Marked: {
+        std::uint8_t mark[2] = {0, 0};
+        tree->read(std::uint64_t{noteAt} + form.orderAt, mark, 2);
+        bigEndian = mark[0] == 'M' && mark[1] == 'M' ? true : mark[0] == 'I' && mark[1] == 'I' ? false : tree->bigEndian();
+        return false;
+    }
+    }
+    return false;
+}
+
+const std::vector<const std::vector<Form>*>& makers()
+{
+    // Makers whose notes start with a signature come before those known by the camera's Make
+    // alone, within each maker; a note is the first maker's that matches.
+    static const std::vector<const std::vector<Form>*> all = {
+        &canonForms(),  &nikonForms(),  &olympusForms(), &fujifilmForms(), &pentaxForms(), &panasonicForms(),
+        &sonyForms(),   &casioForms(),  &minoltaForms(), &ricohForms(),    &sanyoForms(),  &sigmaForms(),
+        &appleForms()};
+    return all;
+}
+
+} // namespace
+
+void Builder::add(std::shared_ptr<IFD> directory, const TagRow* table)
+{
+    reading_.tables.emplace_back(directory->id(), table);
+    reading_.subDirectories.push_back(std::move(directory));
+}
+
+void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit)
+{
+    const Field* values = main().find(tag);
+    if (values == nullptr || values->damaged()) {
+        return;
+    }
+    const std::uint64_t bytes = std::uint64_t{typeSize(values->type())} * values->count();
+    const std::uint32_t id = subDirectoryId(tag);
+    const TIFFReader& reader = *reading_.reader;
+    std::shared_ptr<TIFFReader> reversed; // made when a row needs it; fields keep no reader
+    std::vector<Field> fields;
+    for (const TagRow* row = table; row->name != nullptr; ++row) {
+        const auto type = static_cast<std::uint16_t>(row->type() & ~Reversed);
+        const std::uint64_t start = std::uint64_t{row->tag()} * unit;
+        const std::uint64_t size = std::uint64_t{typeSize(type)} * row->count;
+        if (size == 0 || start + size > bytes) {
+            continue; // a shorter array, of an older camera: the value is not there
+        }
+        if ((row->type() & Reversed) != 0 && !reversed) {
+            reversed = std::make_shared<TIFFReader>(reader.source(), reader.base(), !reader.bigEndian(), 0);
+        }
+        TIFFReader& from = (row->type() & Reversed) != 0 ? *reversed : *reading_.reader;
+        fields.emplace_back(from, id, row->tag(), type, row->count,
+                            static_cast<std::uint32_t>(values->valueOffset() + start));
+    }
+    if (!fields.empty()) {
+        add(std::make_shared<IFD>(reading_.reader, id, std::move(fields), name), table);
+    }
+}
+
+void Builder::directory(std::uint16_t tag, const char* name, const TagRow* table)
+{
+    const Field* pointer = main().find(tag);
+    if (pointer == nullptr || (pointer->damaged() && pointer->type() != IFDType)) {
+        return;
+    }
+    std::uint32_t offset = 0;
+    if (pointer->type() == static_cast<std::uint16_t>(FieldType::Undefined)) {
+        offset = pointer->valueOffset(); // the directory is the value itself
+    } else if (pointer->type() == IFDType) {
+        offset = reading_.reader->read32(pointer->valueOffset());
+    } else {
+        try {
+            if (!pointer->getUInt32(offset)) {
+                return;
+            }
+        } catch (const Error&) {
+            return; // a pointer of the wrong type points nowhere
+        }
+    }
+    if (!plausibleDirectory(*reading_.reader, offset) || reading_.reader->directoryRead(offset)) {
+        return;
+    }
+    auto directory = std::make_shared<IFD>(reading_.reader, subDirectoryId(tag), offset);
+    directory->setName(name);
+    add(std::move(directory), table);
+}
+
+Reading read(const std::shared_ptr<TIFFReader>& tree, const Field& note, const std::string& make,
+             const std::string& model)
+{
+    Reading reading;
+    const std::uint64_t size = std::uint64_t{typeSize(note.type())} * note.count();
+    if (note.damaged() || size < 2 || size > tree->size()) {
+        return reading;
+    }
+    const std::uint32_t noteAt = note.valueOffset();
+    const auto noteSize = static_cast<std::uint32_t>(size);
+    std::uint8_t head[16] = {};
+    tree->read(noteAt, head, std::min<std::size_t>(sizeof head, noteSize));
+
+    // A note's directories are the maker's own: what they cost the reader is not the file's
+    // damage, so the tree's warnings stay as they were.
+    const std::size_t warnings = tree->warnings().size();
+    auto attempt = [&](const Form& form) {
+        bool bigEndian = false;
+        const bool mayFlip = orderOf(tree, form, noteAt, bigEndian);
+        for (int pass = 0; pass < (mayFlip ? 2 : 1); ++pass) {
+            std::shared_ptr<TIFFReader> reader;
+            std::uint32_t directory = 0;
+            if (!locate(tree, form, noteAt, noteSize, pass == 0 ? bigEndian : !bigEndian, reader, directory)) {
+                return false;
+            }
+            if (!plausibleDirectory(*reader, directory) || reader->directoryRead(directory)) {
+                continue;
+            }
+            reading.form = &form;
+            reading.reader = reader;
+            reading.main = std::make_shared<IFD>(reader, DirectoryId::MakerNote, directory);
+            reading.tables.emplace_back(DirectoryId::MakerNote, form.table);
+            if (form.subDirectories != nullptr) {
+                Builder builder(reading, make, model);
+                form.subDirectories(builder);
+            }
+            return true;
+        }
+        return false;
+    };
+    for (const std::vector<Form>* forms : makers()) {
+        for (const Form& form : *forms) {
+            if (form.signature != nullptr &&
+                (noteSize < form.signatureSize || std::memcmp(head, form.signature, form.signatureSize) != 0)) {
+                continue;
+            }
+            if (form.make != nullptr && !startsWithAnyCase(make, form.make)) {
+                continue;
+            }
+            if (attempt(form)) {
+                tree->dropWarnings(warnings);
+                return reading;
+            }
+        }
+    }
+    // A maker we do not know: its note shown as a plain directory when it reads as one.
+    if (plausibleDirectory(*tree, noteAt) && !tree->directoryRead(noteAt)) {
+        auto directory = std::make_shared<IFD>(tree, DirectoryId::MakerNote, noteAt);
+        if (tree->warnings().size() == warnings) {
+            reading.reader = tree;
+            reading.main = std::move(directory);
+        }
+    }
+    tree->dropWarnings(warnings);
+    return reading;
+}
+
+} // namespace Metadata::MakerNotes

@@ -1,0 +1,134 @@
+// Makers' notes: which maker wrote a note (its first bytes and the camera's Make), where its
+// directory lies and what its offsets count from, the table of each of its directories, and the
+// arrays and sub-directories its entries hold. One file per maker describes its notes as data.
+#pragma once
+
+#include "Metadata/Field.h"
+#include "Metadata/IFD.h"
+#include "Metadata/TagTable.h"
+#include "Metadata/TIFFReader.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Metadata::MakerNotes {
+
+// What a note's offsets count from.
+enum class Base : std::uint8_t {
+    Tiff,       // the TIFF header of the EXIF block, as in the camera's other directories
+    Note,       // the first byte of the note
+    OwnHeader,  // a TIFF header of the note's own, at `directoryAt`
+};
+
+// The note's byte order.
+enum class Order : std::uint8_t {
+    Parent,  // that of the EXIF block, or the other one when the directory only reads so
+    Little,
+    Big,
+    Marked,  // "II" or "MM" at `orderAt`; the parent's when neither
+};
+
+class Builder;
+
+// One form of a maker's notes.
+struct Form {
+    const char* group;                 // the maker's group name, as exiftool names it ("Canon")
+    const char* signature;             // the note's first bytes; null: any
+    std::size_t signatureSize;
+    const char* make;                  // the start of the camera's Make, any letter case; null: any
+    std::uint32_t directoryAt;         // where in the note the directory (or own header) starts
+    bool directoryAtIsPointer;         // the 32-bit value at `directoryAt` gives the directory's place
+    Base base;
+    Order order;
+    std::uint32_t orderAt;
+    const TagRow* table;               // the main directory's table
+    void (*subDirectories)(Builder&);  // the arrays and directories it holds; null: none
+};
+
+// The field types, for the makers' tables.
+constexpr std::uint16_t Byte = 1, Ascii = 2, Short = 3, Long = 4, Rational = 5, SByte = 6, Undefined = 7, SShort = 8,
+                        SLong = 9, SRational = 10, Float = 11, Double = 12;
+
+// Added to a type in an array's table: the value is stored in the other byte order than the
+// note's (some makers mix both in one array).
+constexpr std::uint16_t Reversed = 0x8000;
+
+// A row of a maker's table. Makers' tags are known by their names alone.
+constexpr TagRow row(std::uint16_t tag, std::uint16_t type, const char* name, Formatter formatter,
+                     std::uint32_t count = 1)
+{
+    return TagRow{(std::uint32_t{type} << 16) | tag, 0, name, name, count, formatter};
+}
+
+constexpr TagRow End{0, 0, nullptr, nullptr, 0, nullptr};
+
+// Ids of a maker's directories: the main one is DirectoryId::MakerNote, the others carry the tag
+// that holds them above 0xFFFF, clear of every standard id.
+constexpr std::uint32_t subDirectoryId(std::uint16_t tag) noexcept
+{
+    return 0x10000u | tag;
+}
+
+// A note as read: its directories in the order the dump shows them, and each one's table.
+struct Reading {
+    const Form* form = nullptr;
+    std::shared_ptr<TIFFReader> reader;     // what the note's offsets count from
+    std::shared_ptr<IFD> main;
+    std::vector<std::shared_ptr<IFD>> subDirectories;
+    std::vector<std::pair<std::uint32_t, const TagRow*>> tables;
+};
+
+// Makes a note's sub-directories.
+class Builder {
+public:
+    Builder(Reading& reading, std::string make, std::string model) noexcept
+        : reading_(reading), make_(std::move(make)), model_(std::move(model))
+    {
+    }
+
+    const IFD& main() const noexcept { return *reading_.main; }
+    const std::string& make() const noexcept { return make_; }
+    const std::string& model() const noexcept { return model_; }
+
+    // The values of array entry `tag` as a directory of their own, one field per row of `table`
+    // that the array holds: a row's tag is its place in the array in `unit`-byte steps, its type
+    // (with Reversed: in the other byte order) and count say what it reads there.
+    void array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit);
+    // The directory entry `tag` points to (its offset counts from the note's base), or holds
+    // (an entry of type UNDEFINED: the directory is its value).
+    void directory(std::uint16_t tag, const char* name, const TagRow* table);
+
+private:
+    void add(std::shared_ptr<IFD> directory, const TagRow* table);
+
+    Reading& reading_;
+    std::string make_;
+    std::string model_;
+};
+
+// Reads the note `note` of the tree `tree` reads: the first form whose signature and make match,
+// else a plain directory when the note reads as one. Nothing when neither: a note is the maker's
+// own, never damage.
+Reading read(const std::shared_ptr<TIFFReader>& tree, const Field& note, const std::string& make,
+             const std::string& model);
+
+// Each maker's forms, in the order they are tried.
+const std::vector<Form>& canonForms();
+const std::vector<Form>& nikonForms();
+const std::vector<Form>& olympusForms();
+const std::vector<Form>& fujifilmForms();
+const std::vector<Form>& pentaxForms();
+const std::vector<Form>& panasonicForms();
+const std::vector<Form>& sonyForms();
+const std::vector<Form>& casioForms();
+const std::vector<Form>& minoltaForms();
+const std::vector<Form>& ricohForms();
+const std::vector<Form>& sanyoForms();
+const std::vector<Form>& sigmaForms();
+const std::vector<Form>& appleForms();
+
+} // namespace Metadata::MakerNotes
