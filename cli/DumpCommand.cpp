@@ -7,6 +7,7 @@
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 #include <Metadata/IPTC.h>
+#include <Metadata/MetadataValues.h>
 #include <Metadata/TagTable.h>
 #include <Metadata/XMP.h>
 
@@ -42,8 +43,12 @@ const char* const DumpHelp =
 const char* const ShowHelp =
     "Usage: lumeno show FILE...\n"
     "\n"
-    "A summary of each JPEG or TIFF file for people: its format, then its EXIF\n"
-    "directories, its IPTC datasets and its XMP properties, each under a heading.\n"
+    "A summary of each JPEG or TIFF file for people: its format; its principal\n"
+    "properties (title, description, creator, keywords, dates, camera, lens,\n"
+    "exposure, position, location), reconciled from EXIF, IPTC and XMP the way\n"
+    "the Metadata Working Group's guidelines reconcile them; then its EXIF\n"
+    "directories (with the maker's note and GPS), its IPTC datasets and its XMP\n"
+    "properties, each under a heading.\n"
     "Warnings, errors and exit status as for 'lumeno dump'.\n";
 
 const char* const IptcHelp =
@@ -337,6 +342,16 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
         reportWarnings(file, image, streams);
         std::ostream& out = streams.out;
         out << "File: " << file << '\n' << "Format: " << image.formatName() << '\n';
+
+        // The principal properties first, reconciled from EXIF, IPTC and XMP.
+        const Metadata::MetadataValues summary(image);
+        out << "\n=== Summary ===\n";
+        if (summary.values().empty()) {
+            out << "(none)\n";
+        }
+        for (const auto& [name, value] : summary.values()) {
+            out << name << ": " << Metadata::EOLMassager::toDisplay(value.text) << '\n';
+        }
 
         out << "\n=== EXIF ===\n";
         if (image.exif().empty()) {

@@ -6,6 +6,7 @@
 #include <Metadata/EXIF.h>
 #include <Metadata/Exceptions.h>
 #include <Metadata/IPTC.h>
+#include <Metadata/MetadataValues.h>
 #include <Metadata/XMP.h>
 
 #include <cstddef>
@@ -47,7 +48,7 @@ template <class Work> void expectingFileErrors(Work work)
 }
 
 // Everything a reader of the file would look at: the EXIF dump, every IPTC value, the XMP
-// properties the program shows.
+// properties the program shows, the summary.
 template <class Image> void readAll(const Image& image)
 {
     std::ostringstream out;
@@ -57,6 +58,11 @@ template <class Image> void readAll(const Image& image)
     }
     if (const auto& xmp = image.xmp()) {
         out << xmp->title() << xmp->creator() << xmp->description() << xmp->rights() << xmp->headline();
+    }
+    // The reconciled view reads across all three, the maker's note and the GPS directory.
+    const Metadata::MetadataValues values(image);
+    for (const auto& [name, value] : values.values()) {
+        out << name << value.text << value.source;
     }
 }
 

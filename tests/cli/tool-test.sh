@@ -80,6 +80,20 @@ before=$(note)
 check "the maker's note of a TIFF is decoded" grep -q "^SerialNumber: 560018150$" <<<"$before"
 check "the maker's note of a TIFF reads the same after a rewrite" [ "$(note)" = "$before" ]
 
+# --- the summary ---------------------------------------------------------------------------------
+# IPTC and XMP disagree; the IPTC digest says which is current (made by exiftool: no digest, a
+# digest of the record as it is, a digest of an older record).
+cp "$data/sample.jpg" "$tmp/d.jpg"
+exiftool -q -overwrite_original -XMP-dc:Description=from-xmp -IPTC:Caption-Abstract=from-iptc "$tmp/d.jpg"
+cp "$tmp/d.jpg" "$tmp/current.jpg"; cp "$tmp/d.jpg" "$tmp/stale.jpg"
+exiftool -q -overwrite_original -IPTCDigest=new "$tmp/current.jpg"
+exiftool -q -overwrite_original -IPTCDigest=0123456789abcdef0123456789abcdef "$tmp/stale.jpg"
+summary() { "$lumeno" show "$1" | sed -n '/^=== Summary ===$/,/^$/p'; }
+check "the summary comes first" bash -c '"$1" show "$2" | sed -n 4p | grep -qx "=== Summary ==="' _ "$lumeno" "$tmp/d.jpg"
+check "without a digest XMP is taken" grep -qx "Description: from-xmp" <<<"$(summary "$tmp/d.jpg")"
+check "with a current digest XMP is taken" grep -qx "Description: from-xmp" <<<"$(summary "$tmp/current.jpg")"
+check "with a stale digest IPTC is taken" grep -qx "Description: from-iptc" <<<"$(summary "$tmp/stale.jpg")"
+
 # --- settings ---------------------------------------------------------------------------------
 check "gamma defaults to 1.2" [ "$("$lumeno" settings get Display Gamma)" = "1.2" ]
 check "a new user's list is all defaults" [ "$("$lumeno" settings list | grep -vc '(default)$')" = "0" ]
