@@ -1,9 +1,11 @@
 // lumeno dump, show, iptc and xmp: the metadata of each file as text.
 #include "Commands.h"
+#include "ExifToolNames.h"
 #include "Json.h"
 
 #include <Lumeno/Commands/FileCommands.h>
 #include <Metadata/EXIF.h>
+#include <Metadata/Exceptions.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 #include <Metadata/IPTC.h>
@@ -12,7 +14,10 @@
 #include <Metadata/XMP.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <set>
+#include <sstream>
 #include <ostream>
 
 namespace Lumeno::Cli {
@@ -41,7 +46,7 @@ const char* const DumpHelp =
     "Exit status: 0 when every file was read, 1 when any failed, 2 for bad usage.\n";
 
 const char* const ShowHelp =
-    "Usage: lumeno show FILE...\n"
+    "Usage: lumeno show [--json [--numeric]] FILE...\n"
     "\n"
     "A summary of each JPEG or TIFF file for people: its format; its principal\n"
     "properties (title, description, creator, keywords, dates, camera, lens,\n"
@@ -49,6 +54,15 @@ const char* const ShowHelp =
     "the Metadata Working Group's guidelines reconcile them; then its EXIF\n"
     "directories (with the maker's note and GPS), its IPTC datasets and its XMP\n"
     "properties, each under a heading.\n"
+    "\n"
+    "  --json     one JSON array for all files, one object per file with\n"
+    "             \"SourceFile\" and \"Group:Name\" members under exiftool's group and tag\n"
+    "             names (IFD0, ExifIFD, GPS, Canon, IPTC, XMP-dc, ...; \"Summary\" for\n"
+    "             the principal properties), so that scripts written for exiftool's\n"
+    "             JSON read it; the values are the texts the tool shows\n"
+    "  --numeric  with --json: the values as stored instead (numbers, rationals as\n"
+    "             decimals, GPS coordinates as unsigned decimal degrees), like\n"
+    "             exiftool's -n\n"
     "Warnings, errors and exit status as for 'lumeno dump'.\n";
 
 const char* const IptcHelp =
@@ -175,6 +189,440 @@ void writeValues(JsonWriter& json, const Metadata::EXIF& exif, const Metadata::F
     default:
         json.null();
     }
+}
+
+// ---- show --json ------------------------------------------------------------------------
+
+// exiftool's group of a directory of the tree.
+std::string groupOf(const Metadata::IFD& directory, const Metadata::EXIF& exif)
+{
+    switch (directory.id()) {
+    case Metadata::DirectoryId::Primary:
+        return "IFD0";
+    case Metadata::DirectoryId::Thumbnail:
+        return "IFD1";
+    case Metadata::DirectoryId::Exif:
+        return "ExifIFD";
+    case Metadata::DirectoryId::Interoperability:
+        return "InteropIFD";
+    case Metadata::DirectoryId::Gps:
+        return "GPS";
+    default:
+        return exif.makerNoteGroup().empty() ? "MakerNotes" : exif.makerNoteGroup();
+    }
+}
+
+bool standardDirectory(std::uint32_t id)
+{
+    return id == Metadata::DirectoryId::Primary || id == Metadata::DirectoryId::Thumbnail ||
+           id == Metadata::DirectoryId::Exif || id == Metadata::DirectoryId::Interoperability;
+}
+
+// Bytes as exiftool shows them: a text when they hold one, else numbers, else their size.
+void writeBytes(JsonWriter& json, const Metadata::ValueList<std::uint8_t>& bytes)
+{
+    std::size_t end = bytes.size();
+    while (end > 0 && bytes[end - 1] == 0) {
+        --end;
+    }
+    bool text = end > 0;
+    for (std::size_t i = 0; i < end; ++i) {
+        text = text && bytes[i] >= 0x20 && bytes[i] < 0x7F;
+    }
+    if (text) {
+        json.value(std::string_view(reinterpret_cast<const char*>(bytes.data()), end));
+    } else if (bytes.size() <= 16) {
+        std::string numbers;
+        for (std::uint8_t b : bytes) {
+            numbers += (numbers.empty() ? "" : " ") + std::to_string(b);
+        }
+        json.value(numbers);
+    } else {
+        json.value("(Binary data " + std::to_string(bytes.size()) + " bytes, use -b option to extract)");
+    }
+}
+
+template <class List, class Write> void writeNumbers(JsonWriter& json, const List& list, Write number)
+{
+    if (list.size() == 1) {
+        json.value(number(list[0]));
+        return;
+    }
+    // Several values in one text, as exiftool writes them.
+    std::string text;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        std::ostringstream one;
+        one.precision(15);
+        one << number(list[i]);
+        text += (i > 0 ? " " : "") + one.str();
+    }
+    json.value(text);
+}
+
+// Rationals as decimals; one with a zero denominator as exiftool writes it ("undef" for 0/0,
+// "inf" or "-inf" otherwise).
+template <class List> void writeRationals(JsonWriter& json, const List& list)
+{
+    auto text = [](const auto& r) -> std::string {
+        if (r.denominator == 0) {
+            return r.numerator == 0 ? "undef" : r.numerator > 0 ? "inf" : "-inf";
+        }
+        std::ostringstream one;
+        one.precision(15);
+        one << static_cast<double>(r.numerator) / static_cast<double>(r.denominator);
+        return one.str();
+    };
+    if (list.size() == 1 && list[0].denominator != 0) {
+        json.value(static_cast<double>(list[0].numerator) / static_cast<double>(list[0].denominator));
+        return;
+    }
+    std::string joined;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        joined += (i > 0 ? " " : "") + text(list[i]);
+    }
+    json.value(joined);
+}
+
+// A field's value as stored, the way exiftool's -n gives it.
+void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const Metadata::Field& field)
+{
+    using Metadata::FieldType;
+    const Metadata::EXIF& exif = image.exif();
+    const auto type = static_cast<FieldType>(field.type());
+    if (field.directoryId() == Metadata::DirectoryId::Gps && type == FieldType::Rational) {
+        double degrees = 0;
+        const std::uint16_t tag = field.tag();
+        if ((tag == 2 || tag == 4 || tag == 20 || tag == 22) && Metadata::gpsDegrees(field, degrees)) {
+            json.value(degrees);
+            return;
+        }
+        std::string text;
+        if (tag == 7 && field.displayText(text, exif.displayContext())) {
+            json.value(text); // the time stamp as H:M:S
+            return;
+        }
+    }
+    if (standardDirectory(field.directoryId())) {
+        // exiftool's numeric form still turns APEX values into seconds and F numbers, counts the
+        // thumbnail's offset from the start of the file, and reads the comment behind its
+        // character-code header.
+        const std::uint16_t tag = field.tag();
+        Metadata::SRational sr;
+        Metadata::URational ur;
+        std::uint32_t offset = 0;
+        if (tag == 37377 && type == FieldType::SRational && field.getSRational(sr)) {
+            // A time value far outside any camera's range (some write -2^31) names no time.
+            const double v = static_cast<double>(sr.numerator) / static_cast<double>(sr.denominator);
+            json.value(std::abs(v) < 100 ? std::pow(2.0, -v) : 0.0);
+            return;
+        }
+        if ((tag == 37378 || tag == 37381) && type == FieldType::Rational && field.getURational(ur)) {
+            json.value(std::pow(2.0, static_cast<double>(ur.numerator) / ur.denominator / 2));
+            return;
+        }
+        if (tag == 513 && field.directoryId() == Metadata::DirectoryId::Thumbnail && type == FieldType::Long &&
+            field.getUInt32(offset)) {
+            json.value(image.exifPosition() + offset);
+            return;
+        }
+        if (tag == 41730 && type == FieldType::Undefined && !field.damaged() && field.count() > 4) {
+            // CFAPattern: the repeat's width and height as two 16-bit numbers (in either byte
+            // order; both are small), then the colours.
+            const auto& bytes = field.rawBytes();
+            const bool big = bytes[0] == 0 && bytes[2] == 0;
+            std::string text = std::to_string(big ? bytes[1] : bytes[0]) + ' ' + std::to_string(big ? bytes[3] : bytes[2]);
+            for (std::size_t i = 4; i < bytes.size(); ++i) {
+                text += ' ' + std::to_string(bytes[i]);
+            }
+            json.value(text);
+            return;
+        }
+        if (tag == 37510 && type == FieldType::Undefined && !field.damaged()) {
+            const auto& bytes = field.rawBytes();
+            std::string text;
+            if (bytes.size() > 8 && std::equal(bytes.begin(), bytes.begin() + 6, "ASCII\0")) {
+                text.assign(bytes.begin() + 8, bytes.end());
+            } else if (bytes.size() >= 8 && std::all_of(bytes.begin(), bytes.begin() + 8, [](std::uint8_t b) { return b == 0; })) {
+                text.assign(bytes.begin() + 8, bytes.end()); // undefined code: taken as ASCII
+            }
+            if (bytes.size() >= 8 && (!text.empty() || bytes.size() == 8 || bytes[0] == 0)) {
+                text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+                while (!text.empty() && text.back() == ' ') {
+                    text.pop_back();
+                }
+                json.value(text);
+                return;
+            }
+        }
+    }
+    if (standardDirectory(field.directoryId())) {
+        // exiftool's numeric form still turns APEX values into seconds and F numbers, counts the
+        // thumbnail's offset from the start of the file, and reads the comment behind its
+        // character-code header.
+        const std::uint16_t tag = field.tag();
+        Metadata::SRational sr;
+        Metadata::URational ur;
+        std::uint32_t offset = 0;
+        if (tag == 37377 && type == FieldType::SRational && field.getSRational(sr)) {
+            // A time value far outside any camera's range (some write -2^31) names no time.
+            const double v = static_cast<double>(sr.numerator) / static_cast<double>(sr.denominator);
+            json.value(std::abs(v) < 100 ? std::pow(2.0, -v) : 0.0);
+            return;
+        }
+        if ((tag == 37378 || tag == 37381) && type == FieldType::Rational && field.getURational(ur)) {
+            json.value(std::pow(2.0, static_cast<double>(ur.numerator) / ur.denominator / 2));
+            return;
+        }
+        if (tag == 513 && field.directoryId() == Metadata::DirectoryId::Thumbnail && type == FieldType::Long &&
+            field.getUInt32(offset)) {
+            json.value(image.exifPosition() + offset);
+            return;
+        }
+        if (tag == 41730 && type == FieldType::Undefined && !field.damaged() && field.count() > 4) {
+            // CFAPattern: the repeat's width and height as two 16-bit numbers (in either byte
+            // order; both are small), then the colours.
+            const auto& bytes = field.rawBytes();
+            const bool big = bytes[0] == 0 && bytes[2] == 0;
+            std::string text = std::to_string(big ? bytes[1] : bytes[0]) + ' ' + std::to_string(big ? bytes[3] : bytes[2]);
+            for (std::size_t i = 4; i < bytes.size(); ++i) {
+                text += ' ' + std::to_string(bytes[i]);
+            }
+            json.value(text);
+            return;
+        }
+        if (tag == 37510 && type == FieldType::Undefined && !field.damaged()) {
+            const auto& bytes = field.rawBytes();
+            std::string text;
+            if (bytes.size() > 8 && std::equal(bytes.begin(), bytes.begin() + 6, "ASCII\0")) {
+                text.assign(bytes.begin() + 8, bytes.end());
+            } else if (bytes.size() >= 8 && std::all_of(bytes.begin(), bytes.begin() + 8, [](std::uint8_t b) { return b == 0; })) {
+                text.assign(bytes.begin() + 8, bytes.end()); // undefined code: taken as ASCII
+            }
+            if (bytes.size() >= 8 && (!text.empty() || bytes.size() == 8 || bytes[0] == 0)) {
+                text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+                while (!text.empty() && text.back() == ' ') {
+                    text.pop_back();
+                }
+                json.value(text);
+                return;
+            }
+        }
+    }
+    if (type == FieldType::Float || type == FieldType::Double) {
+        const std::vector<double> reals = exif.realValues(field);
+        if (reals.empty()) {
+            json.null();
+        } else {
+            writeNumbers(json, reals, [](double v) { return v; });
+        }
+        return;
+    }
+    if (field.damaged() || field.count() == 0) {
+        json.null();
+        return;
+    }
+    switch (type) {
+    case FieldType::Ascii: {
+        std::string text;
+        field.getText(text);
+        json.value(text);
+        return;
+    }
+    case FieldType::Byte:
+    case FieldType::Short:
+    case FieldType::Long:
+        writeNumbers(json, field.unsignedValues(), [](std::uint32_t v) { return v; });
+        return;
+    case FieldType::SByte:
+    case FieldType::SShort:
+    case FieldType::SLong:
+        writeNumbers(json, field.signedValues(), [](std::int32_t v) { return v; });
+        return;
+    case FieldType::Undefined:
+        writeBytes(json, field.rawBytes());
+        return;
+    case FieldType::Rational:
+        writeRationals(json, field.unsignedRationals());
+        return;
+    case FieldType::SRational:
+        writeRationals(json, field.signedRationals());
+        return;
+    default:
+        json.null();
+    }
+}
+
+// IPTC's dates (CCYYMMDD) and times (HHMMSS+HHMM) as exiftool writes them: 2004:02:26,
+// 06:27:51-05:00. Other values, and dates of another shape, as they are.
+std::string iptcDateText(std::uint8_t dataSet, const std::string& value)
+{
+    const bool digits = std::all_of(value.begin(), value.begin() + std::min<std::size_t>(value.size(), 6),
+                                    [](char c) { return c >= '0' && c <= '9'; });
+    switch (dataSet) {
+    case 30: case 37: case 47: case 55: case 62: case 70:
+        if (value.size() == 8 && digits) {
+            return value.substr(0, 4) + ':' + value.substr(4, 2) + ':' + value.substr(6, 2);
+        }
+        break;
+    case 35: case 38: case 60: case 63:
+        if (value.size() >= 6 && digits) {
+            std::string text = value.substr(0, 2) + ':' + value.substr(2, 2) + ':' + value.substr(4, 2);
+            if (value.size() == 11 && (value[6] == '+' || value[6] == '-')) {
+                text += value.substr(6, 3) + ':' + value.substr(9, 2);
+            }
+            return text;
+        }
+        break;
+    default:
+        break;
+    }
+    return value;
+}
+
+// An XMP date (2004-02-26T06:27:51-05:00) as exiftool writes it: 2004:02:26 06:27:51-05:00.
+std::string xmpDateText(std::string value)
+{
+    if (value.size() >= 10 && value[4] == '-' && value[7] == '-') {
+        value[4] = ':';
+        value[7] = ':';
+        if (value.size() > 10 && value[10] == 'T') {
+            value[10] = ' ';
+        }
+    }
+    return value;
+}
+
+// Pointers to other directories are structure, not values; exiftool shows none of them.
+bool pointerTag(std::uint32_t directory, std::uint16_t tag)
+{
+    return standardDirectory(directory) && (tag == 0x8769 || tag == 0x8825 || tag == 0xA005 || tag == 0x927C || tag == 0x014A);
+}
+
+void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageMetadata& image, bool numeric)
+{
+    const Metadata::EXIF& exif = image.exif();
+    const Metadata::DisplayContext& context = exif.displayContext();
+    std::set<std::string> written; // a name a group has twice is given once, the first
+    auto member = [&](const std::string& key) {
+        if (!written.insert(key).second) {
+            return false;
+        }
+        json.key(key);
+        return true;
+    };
+
+    json.beginObject();
+    json.key("SourceFile");
+    json.value(file);
+    const Metadata::MetadataValues summary(image);
+    for (const auto& [name, value] : summary.values()) {
+        if (member("Summary:" + name)) {
+            json.value(value.text);
+        }
+    }
+    for (const Metadata::IFD* d : exif.directories()) {
+        const std::string group = groupOf(*d, exif);
+        for (const Metadata::Field& f : *d) {
+            if (pointerTag(d->id(), f.tag())) {
+                continue;
+            }
+            std::string name;
+            if (standardDirectory(d->id())) {
+                if (const char* known = exifToolExifName(f.tag())) {
+                    name = known;
+                }
+            }
+            if (name.empty() && !f.name(name, context)) {
+                continue; // a tag no one names
+            }
+            // A maker's array is shown through the directory made of its values.
+            const Metadata::TagRow* row =
+                Metadata::findTagRow(context.table(d->id()), f.tag(), false);
+            if (!standardDirectory(d->id()) && row != nullptr && row->formatter == &Metadata::Formatters::silent) {
+                continue;
+            }
+            if (!member(group + ':' + name)) {
+                continue;
+            }
+            if (numeric) {
+                writeNumeric(json, image, f);
+            } else {
+                json.value(f.valueText(context));
+            }
+        }
+    }
+    // The thumbnail itself, as exiftool names it.
+    std::uint32_t thumbnailLength = 0;
+    try {
+        if (exif.find(Metadata::DirectoryId::Thumbnail, 513) != nullptr &&
+            exif.getUInt32(Metadata::DirectoryId::Thumbnail, 514, thumbnailLength) && thumbnailLength > 0 &&
+            member("IFD1:ThumbnailImage")) {
+            json.value("(Binary data " + std::to_string(thumbnailLength) + " bytes, use -b option to extract)");
+        }
+    } catch (const Metadata::Error&) {
+        // a length of the wrong type: no thumbnail to speak of
+    }
+    const Metadata::IPTC& iptc = image.iptc();
+    if (!iptc.empty() && iptc.recordVersion().length() == 2 && member("IPTC:ApplicationRecordVersion")) {
+        json.value((std::uint32_t{iptc.recordVersion().data()[0]} << 8) | iptc.recordVersion().data()[1]);
+    }
+    for (const Metadata::Record2DataSet& d : iptc.dataSets()) {
+        const char* known = exifToolIptcName(d.dataSet());
+        const std::string key = "IPTC:" + (known != nullptr ? std::string(known) : std::to_string(d.dataSet()));
+        if (!member(key)) {
+            continue;
+        }
+        std::vector<std::string> values = iptc.values(d.dataSet());
+        for (std::string& v : values) {
+            v = iptcDateText(d.dataSet(), iptc.toUtf8(v));
+        }
+        if (values.size() == 1) {
+            json.value(values[0]);
+        } else {
+            json.beginArray(true);
+            for (const std::string& v : values) {
+                json.value(v);
+            }
+            json.endArray();
+        }
+    }
+    if (const auto& xmp = image.xmp(); xmp && xmp->parsed()) {
+        auto one = [&](const char* key, const std::string& value) {
+            if (!value.empty() && member(key)) {
+                json.value(value);
+            }
+        };
+        auto list = [&](const char* key, const std::vector<std::string>& values) {
+            if (!values.empty() && member(key)) {
+                json.beginArray(true);
+                for (const std::string& v : values) {
+                    json.value(v);
+                }
+                json.endArray();
+            }
+        };
+        one("XMP-dc:Title", xmp->title());
+        list("XMP-dc:Creator", xmp->getAllItems(Metadata::XMP::NamespaceDublinCore, "creator"));
+        one("XMP-dc:Description", xmp->description());
+        one("XMP-dc:Rights", xmp->rights());
+        list("XMP-dc:Subject", xmp->subject());
+        one("XMP-photoshop:AuthorsPosition", xmp->authorsPosition());
+        one("XMP-photoshop:CaptionWriter", xmp->captionWriter());
+        one("XMP-photoshop:Headline", xmp->headline());
+        one("XMP-photoshop:Instructions", xmp->instructions());
+        one("XMP-photoshop:Credit", xmp->credit());
+        one("XMP-photoshop:Source", xmp->source());
+        one("XMP-photoshop:City", xmp->city());
+        one("XMP-photoshop:State", xmp->state());
+        one("XMP-photoshop:Country", xmp->country());
+        one("XMP-photoshop:TransmissionReference", xmp->transmissionReference());
+        one("XMP-photoshop:DateCreated", xmpDateText(xmp->dateCreated()));
+        one("XMP-photoshop:Category", xmp->category());
+        one("XMP-photoshop:Urgency", xmp->getProperty(Metadata::XMP::NamespacePhotoshop, "Urgency"));
+        list("XMP-photoshop:SupplementalCategories", xmp->supplementalCategories());
+        one("XMP-xmpMM:DocumentID", xmp->documentID());
+    }
+    json.endObject();
 }
 
 void writeDump(JsonWriter& json, const std::string& file, const Metadata::ImageMetadata& image)
@@ -333,7 +781,44 @@ int runDump(const std::vector<std::string>& arguments, Streams streams)
 int runShow(const std::vector<std::string>& arguments, Streams streams)
 {
     std::vector<std::string> files;
-    if (const int status = parseFiles(arguments, "show", ShowHelp, streams, files); status >= 0) {
+    bool asJson = false;
+    bool numeric = false;
+    std::vector<std::string> rest;
+    for (const std::string& a : arguments) {
+        if (a == "--json") {
+            asJson = true;
+        } else if (a == "--numeric") {
+            numeric = true;
+        } else {
+            rest.push_back(a);
+        }
+    }
+    if (const int status = parseFiles(rest, "show", ShowHelp, streams, files); status >= 0) {
+        return status;
+    }
+    if (numeric && !asJson) {
+        streams.err << "lumeno show: --numeric goes with --json\n";
+        return 2;
+    }
+    if (asJson) {
+        JsonWriter json(streams.out);
+        json.beginArray();
+        const int status = forEachFile(files, streams, false, [&](const std::string& file) {
+            try {
+                const auto opened = open(file);
+                reportWarnings(file, *opened->image, streams);
+                writeShow(json, file, *opened->image, numeric);
+            } catch (const std::exception& e) {
+                json.beginObject();
+                json.key("SourceFile");
+                json.value(file);
+                json.key("Error");
+                json.value(e.what());
+                json.endObject();
+                throw;
+            }
+        });
+        json.endArray();
         return status;
     }
     return forEachFile(files, streams, false, [&](const std::string& file) {

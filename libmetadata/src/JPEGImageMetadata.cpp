@@ -193,6 +193,7 @@ void JPEGImageMetadata::readApp1()
             readByte();
             remaining -= 2;
             std::vector<std::uint8_t> tiff(remaining);
+            const std::uint64_t tiffPosition = position_;
             if (readBytes(tiff.data(), tiff.size()) < tiff.size()) {
                 METADATA_THROW(FileFormatException, "Bad SOF marker length");
             }
@@ -203,6 +204,7 @@ void JPEGImageMetadata::readApp1()
                 haveExif_ = true;
                 try {
                     exif_ = std::make_shared<EXIF>(EXIF::read(std::make_shared<MemorySource>(std::move(tiff))));
+                    exifPosition_ = tiffPosition;
                 } catch (const FileFormatException& e) {
                     // A block whose TIFF header is broken costs the EXIF, not the picture's
                     // other metadata.

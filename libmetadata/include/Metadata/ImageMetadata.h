@@ -71,6 +71,8 @@ public:
     virtual const char* formatName() const noexcept = 0;
 
     const EXIF& exif() const noexcept { return *exif_; }
+    // Where the EXIF block's TIFF header lies in the file: its offsets count from there.
+    std::uint64_t exifPosition() const noexcept { return exifPosition_; }
     IPTC& iptc() noexcept { return *iptc_; }
     const IPTC& iptc() const noexcept { return *iptc_; }
     // The XMP packet; null when the file carries none (the update step makes one).
@@ -131,6 +133,7 @@ protected:
 
     ImageStreamT& stream_;
     std::shared_ptr<EXIF> exif_ = std::make_shared<EXIF>();
+    std::uint64_t exifPosition_ = 0;
     std::shared_ptr<IPTC> iptc_;
     std::shared_ptr<XMP> xmp_;
 
