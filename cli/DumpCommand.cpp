@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <map>
 #include <set>
 #include <sstream>
 #include <ostream>
@@ -408,6 +409,29 @@ void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const 
             }
         }
     }
+    double converted = 0;
+    if (exif.makerNumber(field, converted)) {
+        json.value(converted);
+        return;
+    }
+    if (!standardDirectory(field.directoryId()) && field.directoryId() != Metadata::DirectoryId::Gps &&
+        !field.damaged() && field.count() > 0) {
+        // The maker's table may read an entry's unsigned numbers as signed ones of the same size.
+        const Metadata::TagRow* row =
+            Metadata::findTagRow(exif.displayContext().table(field.directoryId()), field.tag(), false);
+        const auto wanted = row != nullptr ? static_cast<FieldType>(row->type() & 0x7FFF) : type;
+        const int bits = type == FieldType::Byte ? 8 : type == FieldType::Short ? 16 : type == FieldType::Long ? 32 : 0;
+        const bool signedWanted =
+            (wanted == FieldType::SByte && bits == 8) || (wanted == FieldType::SShort && bits == 16) ||
+            (wanted == FieldType::SLong && bits == 32);
+        if (signedWanted) {
+            writeNumbers(json, field.unsignedValues(), [bits](std::uint32_t v) {
+                const std::int64_t half = std::int64_t{1} << (bits - 1);
+                return static_cast<std::int64_t>(v) >= half ? static_cast<std::int64_t>(v) - 2 * half : static_cast<std::int64_t>(v);
+            });
+            return;
+        }
+    }
     if (type == FieldType::Float || type == FieldType::Double) {
         const std::vector<double> reals = exif.realValues(field);
         if (reals.empty()) {
@@ -502,7 +526,7 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
 {
     const Metadata::EXIF& exif = image.exif();
     const Metadata::DisplayContext& context = exif.displayContext();
-    std::set<std::string> written; // a name a group has twice is given once, the first
+    std::set<std::string> written; // each member once
     auto member = [&](const std::string& key) {
         if (!written.insert(key).second) {
             return false;
@@ -520,6 +544,10 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
             json.value(value.text);
         }
     }
+    // A name a group has twice is given once, with the later value, as exiftool does (a Canon's
+    // lens type in its camera information over the one in its settings).
+    std::vector<std::pair<std::string, const Metadata::Field*>> fields;
+    std::map<std::string, std::size_t> place;
     for (const Metadata::IFD* d : exif.directories()) {
         const std::string group = groupOf(*d, exif);
         for (const Metadata::Field& f : *d) {
@@ -536,19 +564,27 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
                 continue; // a tag no one names
             }
             // A maker's array is shown through the directory made of its values.
-            const Metadata::TagRow* row =
-                Metadata::findTagRow(context.table(d->id()), f.tag(), false);
+            const Metadata::TagRow* row = Metadata::findTagRow(context.table(d->id()), f.tag(), false);
             if (!standardDirectory(d->id()) && row != nullptr && row->formatter == &Metadata::Formatters::silent) {
                 continue;
             }
-            if (!member(group + ':' + name)) {
-                continue;
-            }
-            if (numeric) {
-                writeNumeric(json, image, f);
+            const std::string key = group + ':' + name;
+            if (const auto found = place.find(key); found != place.end()) {
+                fields[found->second].second = &f;
             } else {
-                json.value(f.valueText(context));
+                place.emplace(key, fields.size());
+                fields.emplace_back(key, &f);
             }
+        }
+    }
+    for (const auto& [key, f] : fields) {
+        if (!member(key)) {
+            continue;
+        }
+        if (numeric) {
+            writeNumeric(json, image, *f);
+        } else {
+            json.value(f->valueText(context));
         }
     }
     // The thumbnail itself, as exiftool names it.

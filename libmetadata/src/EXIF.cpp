@@ -34,6 +34,7 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
             makerReader_ = std::move(reading.reader);
             if (reading.form != nullptr) {
                 makerGroup_ = reading.form->group;
+                makerForm_ = reading.form;
             }
             for (const auto& [id, table] : reading.tables) {
                 display_.setTable(id, table);
@@ -167,6 +168,11 @@ bool EXIF::gpsPosition(double& latitude, double& longitude) const noexcept
         return true;
     };
     return coordinate(2, 'S', latitude) && coordinate(4, 'W', longitude);
+}
+
+bool EXIF::makerNumber(const Field& field, double& value) const
+{
+    return makerForm_ != nullptr && MakerNotes::convertedNumber(*makerForm_, field, value);
 }
 
 std::vector<const IFD*> EXIF::makerNoteDirectories() const

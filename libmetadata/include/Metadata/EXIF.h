@@ -15,6 +15,10 @@
 
 namespace Metadata {
 
+namespace MakerNotes {
+struct Form;
+}
+
 class ByteSource;
 class TIFFReader;
 
@@ -47,6 +51,9 @@ public:
     const std::string& makerNoteGroup() const noexcept { return makerGroup_; }
     // The maker's directories other than the note's main one, in the order the dump shows them.
     std::vector<const IFD*> makerNoteDirectories() const;
+    // The number a field of the maker's note means when the maker stores it in a code of its
+    // own (a Canon aperture as its F number, a distance in metres); false for every other field.
+    bool makerNumber(const Field& field, double& value) const;
 
     // The field `tag` of directory `id`, or null.
     const Field* find(std::uint32_t id, std::uint16_t tag) const noexcept;
@@ -88,6 +95,7 @@ private:
     std::vector<std::shared_ptr<IFD>> makerDirectories_;
     std::shared_ptr<TIFFReader> makerReader_; // what the note's offsets count from
     std::string makerGroup_;
+    const MakerNotes::Form* makerForm_ = nullptr;
     DisplayContext display_;
 };
 

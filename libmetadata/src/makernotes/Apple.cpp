@@ -51,7 +51,7 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& appleForms()
 {
     static const std::vector<Form> forms = {
-        {"Apple", "Apple iOS\0", 10, nullptr, 14, false, Base::Note, Order::Marked, 12, Main, nullptr}
+        {"Apple", "Apple iOS\0", 10, nullptr, 14, false, Base::Note, Order::Marked, 12, Main, nullptr, nullptr}
     };
     return forms;
 }

@@ -241,6 +241,40 @@ constexpr TagRow FileInfo[] = {
     End,
 };
 
+// Auto-focus information (tag 0x12): the fixed part before the per-point lists.
+constexpr TagRow AFInfo[] = {
+    row(0, Short, "NumAFPoints", values),
+    row(1, Short, "ValidAFPoints", values),
+    row(2, Short, "CanonImageWidth", values),
+    row(3, Short, "CanonImageHeight", values),
+    row(4, Short, "AFImageWidth", values),
+    row(5, Short, "AFImageHeight", values),
+    row(6, Short, "AFAreaWidth", values),
+    row(7, Short, "AFAreaHeight", values),
+    End,
+};
+
+// White balance levels (tag 0xa9), red, green, green, blue.
+constexpr TagRow ColorBalance[] = {
+    row(1, SShort, "WB_RGGBLevelsAuto", values, 4),
+    row(5, SShort, "WB_RGGBLevelsDaylight", values, 4),
+    row(9, SShort, "WB_RGGBLevelsShade", values, 4),
+    row(13, SShort, "WB_RGGBLevelsCloudy", values, 4),
+    row(17, SShort, "WB_RGGBLevelsTungsten", values, 4),
+    row(21, SShort, "WB_RGGBLevelsFluorescent", values, 4),
+    row(25, SShort, "WB_RGGBLevelsFlash", values, 4),
+    row(29, SShort, "WB_RGGBLevelsCustom", values, 4),
+    row(33, SShort, "WB_RGGBLevelsKelvin", values, 4),
+    row(37, SShort, "WB_RGGBBlackLevels", values, 4),
+    End,
+};
+
+// The colour the camera measured (tag 0xaa).
+constexpr TagRow MeasuredColor[] = {
+    row(1, Short, "MeasuredRGGB", values, 4),
+    End,
+};
+
 // Camera information of the EOS-1D Mark III (tag 0x0d), bytes; some values big-endian.
 constexpr TagRow CameraInfo1DmkIII[] = {
     row(3, Byte, "FNumber", values),
@@ -289,11 +323,14 @@ constexpr TagRow Main[] = {
     row(0x0023, Long, "Categories", values, 2),
     row(0x0028, Byte, "ImageUniqueID", values, AnyCount),
     row(0x0038, Undefined, "BatteryType", values, AnyCount),
+    row(0x0012, Short, "CanonAFInfo", silent, AnyCount),
     row(0x0083, Long, "OriginalDecisionDataOffset", values),
     row(0x0093, Short, "CanonFileInfo", silent),
     row(0x0095, Ascii, "LensModel", text),
     row(0x0096, Ascii, "InternalSerialNumber", text),
     row(0x0097, Undefined, "DustRemovalData", values, AnyCount),
+    row(0x00A9, Short, "ColorBalance", silent, AnyCount),
+    row(0x00AA, Short, "MeasuredColor", silent, AnyCount),
     row(0x00AE, Short, "ColorTemperature", kelvin),
     row(0x00B4, Short, "ColorSpace", choice<ColorSpaces>),
     row(0x00D0, Long, "VRDOffset", values),
@@ -303,12 +340,67 @@ constexpr TagRow Main[] = {
     End,
 };
 
+// What Canon's codes mean.
+double apertureOf(double v) { return std::pow(2.0, canonEv(static_cast<std::int32_t>(v)) / 2); }
+double exposureTimeOf(double v) { return std::pow(2.0, -canonEv(static_cast<std::int32_t>(v))); }
+double evOf(double v) { return canonEv(static_cast<std::int32_t>(v)); }
+double autoIsoOf(double v) { return std::pow(2.0, v / 32) * 100; }
+double baseIsoOf(double v) { return std::pow(2.0, v / 32) * 100 / 32; }
+double measuredEvOf(double v) { return v / 32 + 5; }
+double measuredEv2Of(double v) { return v / 8 - 6; }
+double tenthsOf(double v) { return v / 10; }
+double hundredthsOf(double v) { return v / 100; }
+double thousandthsOfAnInchOf(double v) { return v * 25.4 / 1000; }
+double temperatureOf(double v) { return v - 128; }
+
+constexpr std::uint32_t SettingsId = subDirectoryId(0x0001);
+constexpr std::uint32_t FocalId = subDirectoryId(0x0002);
+constexpr std::uint32_t ShotId = subDirectoryId(0x0004);
+constexpr std::uint32_t FileId = subDirectoryId(0x0093);
+constexpr std::uint32_t CameraId = subDirectoryId(0x000D);
+
+constexpr Conversion Conversions[] = {
+    {SettingsId, 26, single<apertureOf>},
+    {SettingsId, 27, single<apertureOf>},
+    {SettingsId, 35, single<apertureOf>},
+    {FocalId, 2, single<thousandthsOfAnInchOf>},
+    {FocalId, 3, single<thousandthsOfAnInchOf>},
+    {ShotId, 1, single<autoIsoOf>},
+    {ShotId, 2, single<baseIsoOf>},
+    {ShotId, 3, single<measuredEvOf>},
+    {ShotId, 4, single<apertureOf>},
+    {ShotId, 5, single<exposureTimeOf>},
+    {ShotId, 6, single<evOf>},
+    {ShotId, 12, single<temperatureOf>},
+    {ShotId, 15, single<evOf>},
+    {ShotId, 17, single<evOf>},
+    {ShotId, 19, single<hundredthsOf>},
+    {ShotId, 20, single<hundredthsOf>},
+    {ShotId, 21, single<apertureOf>},
+    {ShotId, 22, single<exposureTimeOf>},
+    {ShotId, 23, single<measuredEv2Of>},
+    {ShotId, 24, single<tenthsOf>},
+    {FileId, 20, single<hundredthsOf>},
+    {FileId, 21, single<hundredthsOf>},
+    {CameraId, 24, single<temperatureOf>},
+    {CameraId, 67, single<hundredthsOf>},
+    {CameraId, 69, single<hundredthsOf>},
+    {0, 0, nullptr},
+};
+
 void arrays(Builder& build)
 {
     build.array(0x0001, "Canon CameraSettings", CameraSettings, 2);
     build.array(0x0002, "Canon FocalLength", FocalLength, 2);
     build.array(0x0004, "Canon ShotInfo", ShotInfo, 2);
     build.array(0x0093, "Canon FileInfo", FileInfo, 2);
+    build.array(0x0012, "Canon AFInfo", AFInfo, 2);
+    // Older cameras' white balance; newer ones keep it in their colour data.
+    const Field* balance = build.main().find(0x00A9);
+    if (balance != nullptr && balance->count() >= 41) {
+        build.array(0x00A9, "Canon ColorBalance", ColorBalance, 2);
+    }
+    build.array(0x00AA, "Canon MeasuredColor", MeasuredColor, 2);
     // Camera information differs from model to model; each needs its own table.
     if (build.model() == "Canon EOS-1D Mark III") {
         build.array(0x000D, "Canon CameraInfo", CameraInfo1DmkIII, 1);
@@ -320,7 +412,7 @@ void arrays(Builder& build)
 const std::vector<Form>& canonForms()
 {
     static const std::vector<Form> forms = {
-        {"Canon", nullptr, 0, "Canon", 0, false, Base::Tiff, Order::Parent, 0, Main, arrays},
+        {"Canon", nullptr, 0, "Canon", 0, false, Base::Tiff, Order::Parent, 0, Main, arrays, Conversions},
     };
     return forms;
 }

@@ -88,9 +88,9 @@ constexpr TagRow Type2[] = {
 const std::vector<Form>& casioForms()
 {
     static const std::vector<Form> forms = {
-        {"Casio", "QVC\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr},
-        {"Casio", "DCI\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr},
-        {"Casio", nullptr, 0, "CASIO", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Casio", "QVC\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr, nullptr},
+        {"Casio", "DCI\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr, nullptr},
+        {"Casio", nullptr, 0, "CASIO", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

@@ -104,8 +104,8 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& fujifilmForms()
 {
     static const std::vector<Form> forms = {
-        {"FujiFilm", "FUJIFILM", 8, nullptr, 8, true, Base::Note, Order::Little, 0, Main, nullptr},
-        {"FujiFilm", "GENERALE", 8, nullptr, 8, true, Base::Note, Order::Little, 0, Main, nullptr}
+        {"FujiFilm", "FUJIFILM", 8, nullptr, 8, true, Base::Note, Order::Little, 0, Main, nullptr, nullptr},
+        {"FujiFilm", "GENERALE", 8, nullptr, 8, true, Base::Note, Order::Little, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

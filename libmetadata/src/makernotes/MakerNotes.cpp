@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstring>
 
 namespace Metadata::MakerNotes {
@@ -180,6 +181,23 @@ void Builder::directory(std::uint16_t tag, const char* name, const TagRow* table
     auto directory = std::make_shared<IFD>(reading_.reader, subDirectoryId(tag), offset);
     directory->setName(name);
     add(std::move(directory), table);
+}
+
+bool convertedNumber(const Form& form, const Field& field, double& value)
+{
+    if (form.conversions == nullptr || field.damaged()) {
+        return false;
+    }
+    for (const Conversion* c = form.conversions; c->convert != nullptr; ++c) {
+        if (c->directory == field.directoryId() && c->tag == field.tag()) {
+            try {
+                return c->convert(field, value) && std::isfinite(value);
+            } catch (const Error&) {
+                return false; // a field of another type than the maker's
+            }
+        }
+    }
+    return false;
 }
 
 Reading read(const std::shared_ptr<TIFFReader>& tree, const Field& note, const std::string& make,

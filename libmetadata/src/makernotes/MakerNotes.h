@@ -34,6 +34,37 @@ enum class Order : std::uint8_t {
 
 class Builder;
 
+// A value the maker stores in a code of its own, as the number it means (an aperture as an F
+// number, a distance in metres). Ended by a rule without a function.
+struct Conversion {
+    std::uint32_t directory;  // DirectoryId::MakerNote, or subDirectoryId(tag)
+    std::uint16_t tag;
+    bool (*convert)(const Field& field, double& value);  // false: the value cannot be read so
+};
+
+// A conversion of a field's one number.
+template <double (*Convert)(double)> bool single(const Field& field, double& value)
+{
+    if (field.damaged() || field.count() != 1) {
+        return false;
+    }
+    const auto type = static_cast<FieldType>(field.type());
+    std::int32_t s = 0;
+    std::uint32_t u = 0;
+    if (type == FieldType::SByte || type == FieldType::SShort || type == FieldType::SLong) {
+        if (!field.getInt32(s)) {
+            return false;
+        }
+        value = Convert(s);
+    } else {
+        if (!field.getUInt32(u)) {
+            return false;
+        }
+        value = Convert(u);
+    }
+    return true;
+}
+
 // One form of a maker's notes.
 struct Form {
     const char* group;                 // the maker's group name, as exiftool names it ("Canon")
@@ -47,7 +78,11 @@ struct Form {
     std::uint32_t orderAt;
     const TagRow* table;               // the main directory's table
     void (*subDirectories)(Builder&);  // the arrays and directories it holds; null: none
+    const Conversion* conversions;     // null: every value means what it says
 };
+
+// The number a maker's field means, when its form converts it; false otherwise.
+bool convertedNumber(const Form& form, const Field& field, double& value);
 
 // The field types, for the makers' tables.
 constexpr std::uint16_t Byte = 1, Ascii = 2, Short = 3, Long = 4, Rational = 5, SByte = 6, Undefined = 7, SShort = 8,

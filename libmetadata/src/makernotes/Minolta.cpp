@@ -39,8 +39,8 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& minoltaForms()
 {
     static const std::vector<Form> forms = {
-        {"Minolta", nullptr, 0, "Minolta", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr},
-        {"Minolta", nullptr, 0, "KONICA MINOLTA", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Minolta", nullptr, 0, "Minolta", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
+        {"Minolta", nullptr, 0, "KONICA MINOLTA", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

@@ -3,14 +3,105 @@
 // the note's own, with its own byte order (every camera since).
 #include "MakerNotes.h"
 
+#include "Metadata/Exceptions.h"
+
+#include <cmath>
+
 namespace Metadata::MakerNotes {
 
 using namespace Formatters;
 
 namespace {
 
+// A value Nikon stores as three or four signed bytes a, b, c: the number a * b / c (an exposure
+// difference of -5 / 6 EV, a lens's 5 1/3 f-stops).
+bool fraction(const Field& field, double& value)
+{
+    std::vector<std::uint8_t> bytes;
+    if (field.type() != Undefined || !field.getBytes(bytes) || bytes.size() < 3 || bytes[2] == 0) {
+        return false;
+    }
+    value = static_cast<std::int8_t>(bytes[0]) * static_cast<double>(bytes[1]) / bytes[2];
+    return true;
+}
+
+// The lens data of the cameras before the encrypted kind: steps of 1/24 of a stop or of a
+// doubling, as the lens reports them.
+double exitPupilOf(double v) { return v == 0 ? 0 : 2048 / v; }
+double apertureOf(double v) { return std::pow(2.0, v / 24); }
+double focalLengthOf(double v) { return 5 * std::pow(2.0, v / 24); }
+double focusDistanceOf(double v) { return 0.01 * std::pow(10.0, v / 40); }
+double twelfthsOf(double v) { return v / 12; }
+
+constexpr TagRow LensData[] = {
+    row(0, Ascii, "LensDataVersion", text, 4),
+    row(4, Byte, "ExitPupilPosition", values),
+    row(5, Byte, "AFAperture", values),
+    row(8, Byte, "FocusPosition", values),
+    row(10, Byte, "FocusDistance", values),
+    row(11, Byte, "FocalLength", values),
+    row(12, Byte, "LensIDNumber", values),
+    row(13, Byte, "LensFStops", values),
+    row(14, Byte, "MinFocalLength", values),
+    row(15, Byte, "MaxFocalLength", values),
+    row(16, Byte, "MaxApertureAtMinFocal", values),
+    row(17, Byte, "MaxApertureAtMaxFocal", values),
+    row(18, Byte, "MCUVersion", values),
+    row(19, Byte, "EffectiveMaxAperture", values),
+    End,
+};
+
+// Where the camera focused (tag 0x88).
+constexpr TagRow AFInfo[] = {
+    row(0, Byte, "AFAreaMode", values),
+    row(1, Byte, "AFPoint", values),
+    row(2, Short, "AFPointsInFocus", values),
+    End,
+};
+
+constexpr std::uint32_t LensId = subDirectoryId(0x0098);
+
+constexpr Conversion Conversions[] = {
+    {DirectoryId::MakerNote, 0x000D, fraction},
+    {DirectoryId::MakerNote, 0x000E, fraction},
+    {DirectoryId::MakerNote, 0x0012, fraction},
+    {DirectoryId::MakerNote, 0x0017, fraction},
+    {DirectoryId::MakerNote, 0x0018, fraction},
+    {DirectoryId::MakerNote, 0x001C, fraction},
+    {DirectoryId::MakerNote, 0x008B, fraction},
+    {LensId, 4, single<exitPupilOf>},
+    {LensId, 5, single<apertureOf>},
+    {LensId, 10, single<focusDistanceOf>},
+    {LensId, 11, single<focalLengthOf>},
+    {LensId, 13, single<twelfthsOf>},
+    {LensId, 14, single<focalLengthOf>},
+    {LensId, 15, single<focalLengthOf>},
+    {LensId, 16, single<apertureOf>},
+    {LensId, 17, single<apertureOf>},
+    {LensId, 19, single<apertureOf>},
+    {0, 0, nullptr},
+};
+
+void subDirectories(Builder& build)
+{
+    build.array(0x0088, "Nikon AFInfo", AFInfo, 1);
+    // Lens data of versions 0100 and 0101 is plain; later versions are enciphered with the
+    // camera's serial number and shutter count.
+    std::vector<std::uint8_t> version;
+    const Field* lens = build.main().find(0x0098);
+    try {
+        if (lens != nullptr && lens->type() == Undefined && lens->getBytes(version) && version.size() >= 20 &&
+            version[0] == '0' && version[1] == '1' && version[2] == '0' && (version[3] == '0' || version[3] == '1')) {
+            build.array(0x0098, "Nikon LensData", LensData, 1);
+        }
+    } catch (const Error&) {
+    }
+}
+
 // Tag names as exiftool gives them, so that scripts written against its output carry over.
 constexpr TagRow Main[] = {
+    row(0x0088, Undefined, "AFInfo", silent, AnyCount),
+    row(0x0098, Undefined, "LensData", silent, AnyCount),
     row(0x0001, Undefined, "MakerNoteVersion", values, AnyCount),
     row(0x0002, Short, "ISO", values, 2),
     row(0x0003, Ascii, "ColorMode", text, AnyCount),
@@ -104,9 +195,9 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& nikonForms()
 {
     static const std::vector<Form> forms = {
-        {"Nikon", "Nikon\0\2", 7, nullptr, 10, false, Base::OwnHeader, Order::Parent, 0, Main, nullptr},
-        {"Nikon", "Nikon\0\1", 7, nullptr, 8, false, Base::Note, Order::Parent, 0, Main, nullptr},
-        {"Nikon", nullptr, 0, "NIKON", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr},
+        {"Nikon", "Nikon\0\2", 7, nullptr, 10, false, Base::OwnHeader, Order::Parent, 0, Main, subDirectories, Conversions},
+        {"Nikon", "Nikon\0\1", 7, nullptr, 8, false, Base::Note, Order::Parent, 0, Main, subDirectories, Conversions},
+        {"Nikon", nullptr, 0, "NIKON", 0, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, Conversions},
     };
     return forms;
 }

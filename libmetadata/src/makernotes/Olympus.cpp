@@ -338,9 +338,9 @@ void subDirectories(Builder& build)
 const std::vector<Form>& olympusForms()
 {
     static const std::vector<Form> forms = {
-        {"Olympus", "OLYMPUS\0", 8, nullptr, 12, false, Base::Note, Order::Marked, 8, Main, subDirectories},
-        {"Olympus", "OM SYSTEM\0", 10, nullptr, 16, false, Base::Note, Order::Marked, 12, Main, subDirectories},
-        {"Olympus", "OLYMP\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, subDirectories},
+        {"Olympus", "OLYMPUS\0", 8, nullptr, 12, false, Base::Note, Order::Marked, 8, Main, subDirectories, nullptr},
+        {"Olympus", "OM SYSTEM\0", 10, nullptr, 16, false, Base::Note, Order::Marked, 12, Main, subDirectories, nullptr},
+        {"Olympus", "OLYMP\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, nullptr},
     };
     return forms;
 }

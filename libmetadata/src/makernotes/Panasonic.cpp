@@ -142,7 +142,7 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& panasonicForms()
 {
     static const std::vector<Form> forms = {
-        {"Panasonic", "Panasonic\0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Panasonic", "Panasonic\0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

@@ -157,6 +157,23 @@ constexpr TagRow Main[] = {
     End,
 };
 
+// What Pentax's codes mean: times in 1/100000 s, F numbers in tenths, focal lengths in
+// hundredths of a millimetre, compensation in tenths of a stop from 50, light values in 1/1024.
+double exposureTimeOf(double v) { return v / 100000; }
+double tenthsOf(double v) { return v / 10; }
+double hundredthsOf(double v) { return v / 100; }
+double compensationOf(double v) { return (v - 50) / 10; }
+double lightValueOf(double v) { return v / 1024; }
+
+constexpr Conversion Conversions[] = {
+    {DirectoryId::MakerNote, 0x0012, single<exposureTimeOf>},
+    {DirectoryId::MakerNote, 0x0013, single<tenthsOf>},
+    {DirectoryId::MakerNote, 0x001D, single<hundredthsOf>},
+    {DirectoryId::MakerNote, 0x0016, single<compensationOf>},
+    {DirectoryId::MakerNote, 0x002D, single<lightValueOf>},
+    {0, 0, nullptr},
+};
+
 void subDirectories(Builder& build)
 {
     build.array(0x003F, "Pentax LensRec", LensRec, 1);
@@ -168,10 +185,10 @@ void subDirectories(Builder& build)
 const std::vector<Form>& pentaxForms()
 {
     static const std::vector<Form> forms = {
-        {"Pentax", "AOC\0", 4, nullptr, 6, false, Base::Tiff, Order::Marked, 4, Main, subDirectories},
-        {"Pentax", "PENTAX \0", 8, nullptr, 10, false, Base::Note, Order::Marked, 8, Main, subDirectories},
-        {"Pentax", nullptr, 0, "Asahi", 0, false, Base::Tiff, Order::Parent, 0, Main, subDirectories},
-        {"Pentax", nullptr, 0, "PENTAX", 0, false, Base::Tiff, Order::Parent, 0, Main, subDirectories}
+        {"Pentax", "AOC\0", 4, nullptr, 6, false, Base::Tiff, Order::Marked, 4, Main, subDirectories, Conversions},
+        {"Pentax", "PENTAX \0", 8, nullptr, 10, false, Base::Note, Order::Marked, 8, Main, subDirectories, Conversions},
+        {"Pentax", nullptr, 0, "Asahi", 0, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, Conversions},
+        {"Pentax", nullptr, 0, "PENTAX", 0, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, Conversions}
     };
     return forms;
 }

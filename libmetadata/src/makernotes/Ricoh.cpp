@@ -59,8 +59,8 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& ricohForms()
 {
     static const std::vector<Form> forms = {
-        {"Ricoh", "RICOH\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr},
-        {"Ricoh", "Ricoh\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Ricoh", "RICOH\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
+        {"Ricoh", "Ricoh\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

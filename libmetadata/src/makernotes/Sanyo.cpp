@@ -43,7 +43,7 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& sanyoForms()
 {
     static const std::vector<Form> forms = {
-        {"Sanyo", "SANYO\0\1\0", 8, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Sanyo", "SANYO\0\1\0", 8, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

@@ -81,8 +81,8 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& sigmaForms()
 {
     static const std::vector<Form> forms = {
-        {"Sigma", "SIGMA\0\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr},
-        {"Sigma", "FOVEON\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Sigma", "SIGMA\0\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
+        {"Sigma", "FOVEON\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }

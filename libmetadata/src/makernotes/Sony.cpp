@@ -114,9 +114,9 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& sonyForms()
 {
     static const std::vector<Form> forms = {
-        {"Sony", "SONY DSC \0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr},
-        {"Sony", "SONY CAM \0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr},
-        {"Sony", nullptr, 0, "SONY", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr}
+        {"Sony", "SONY DSC \0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
+        {"Sony", "SONY CAM \0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
+        {"Sony", nullptr, 0, "SONY", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
     };
     return forms;
 }
