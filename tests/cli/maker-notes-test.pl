@@ -11,8 +11,8 @@ use JSON::PP;
 
 my ($lumeno, $data) = @ARGV;
 # The share of exiftool's values each maker's decoding agrees with, at least (per cent).
-my %floor = (Apple => 66, Canon => 57, Casio => 77, FujiFilm => 100, GPS => 100, Minolta => 5, Nikon => 64,
-             Olympus => 92, Panasonic => 95, Pentax => 38, Ricoh => 42, Sanyo => 95, Sigma => 60);
+my %floor = (Apple => 66, Canon => 57, Casio => 91, FujiFilm => 100, GPS => 100, Minolta => 92, Nikon => 64,
+             Olympus => 95, Panasonic => 100, Pentax => 38, Ricoh => 42, Sanyo => 95, Sigma => 100);
 # Values that must always agree, whatever the share.
 my $always = qr/^(GPSLatitude|GPSLongitude|GPSAltitude|SerialNumber|InternalSerialNumber|LensModel|Lens|LensType)$/;
 # exiftool's numeric form still writes some stored values as a text of its own.
@@ -21,7 +21,7 @@ my %conversion = (
 );
 
 sub slurp { local $/; open my $f, '<:raw', $_[0] or die "$_[0]: $!"; my $t = <$f>; close $f; $t }
-sub number { $_[0] =~ /^-?(\d+\.?\d*|\.\d+)(e[-+]?\d+)?$/i }
+sub number { $_[0] =~ /^[-+]?(\d+\.?\d*|\.\d+)(e[-+]?\d+)?$/i }
 
 sub same {
     my ($mine, $theirs) = @_;

@@ -83,14 +83,40 @@ constexpr TagRow Type2[] = {
     End,
 };
 
+double millimetresToMetres(double v) { return v / 1000; }
+
+// The first byte of a setting the second kind of notes stores in two.
+bool firstByte(const Field& field, double& value)
+{
+    std::vector<std::uint8_t> bytes;
+    if (field.type() != Undefined || !field.getBytes(bytes) || bytes.empty()) {
+        return false;
+    }
+    value = bytes[0];
+    return true;
+}
+
+constexpr Conversion Conversions[] = {
+    {DirectoryId::MakerNote, 0x0006, single<millimetresToMetres>},
+    {0, 0, nullptr},
+};
+
+constexpr Conversion Type2Conversions[] = {
+    {DirectoryId::MakerNote, 0x2022, single<millimetresToMetres>},
+    {DirectoryId::MakerNote, 0x3011, firstByte},
+    {DirectoryId::MakerNote, 0x3012, firstByte},
+    {DirectoryId::MakerNote, 0x3013, firstByte},
+    {0, 0, nullptr},
+};
+
 } // namespace
 
 const std::vector<Form>& casioForms()
 {
     static const std::vector<Form> forms = {
-        {"Casio", "QVC\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr, nullptr},
-        {"Casio", "DCI\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr, nullptr},
-        {"Casio", nullptr, 0, "CASIO", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
+        {"Casio", "QVC\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr, Type2Conversions},
+        {"Casio", "DCI\0\0\0", 6, nullptr, 6, false, Base::Tiff, Order::Parent, 0, Type2, nullptr, Type2Conversions},
+        {"Casio", nullptr, 0, "CASIO", 0, false, Base::Tiff, Order::Parent, 0, Main, nullptr, Conversions}
     };
     return forms;
 }

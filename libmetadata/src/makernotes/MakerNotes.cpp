@@ -125,7 +125,7 @@ void Builder::add(std::shared_ptr<IFD> directory, const TagRow* table)
     reading_.subDirectories.push_back(std::move(directory));
 }
 
-void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit)
+void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit, Order order)
 {
     const Field* values = main().find(tag);
     if (values == nullptr || values->damaged()) {
@@ -143,10 +143,15 @@ void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, st
         if (size == 0 || start + size > bytes) {
             continue; // a shorter array, of an older camera: the value is not there
         }
-        if ((row->type() & Reversed) != 0 && !reversed) {
+        // A row in the other order than the array's; the array's own order when it has one.
+        bool flip = (row->type() & Reversed) != 0;
+        if ((order == Order::Big && !reader.bigEndian()) || (order == Order::Little && reader.bigEndian())) {
+            flip = !flip;
+        }
+        if (flip && !reversed) {
             reversed = std::make_shared<TIFFReader>(reader.source(), reader.base(), !reader.bigEndian(), 0);
         }
-        TIFFReader& from = (row->type() & Reversed) != 0 ? *reversed : *reading_.reader;
+        TIFFReader& from = flip ? *reversed : *reading_.reader;
         fields.emplace_back(from, id, row->tag(), type, row->count,
                             static_cast<std::uint32_t>(values->valueOffset() + start));
     }

@@ -42,6 +42,17 @@ struct Conversion {
     bool (*convert)(const Field& field, double& value);  // false: the value cannot be read so
 };
 
+// The first of a field's numbers, where the maker writes a pair that means one value.
+inline bool firstValue(const Field& field, double& value)
+{
+    std::uint32_t u = 0;
+    if (field.damaged() || field.count() == 0 || !field.getUInt32(u)) {
+        return false;
+    }
+    value = u;
+    return true;
+}
+
 // A conversion of a field's one number.
 template <double (*Convert)(double)> bool single(const Field& field, double& value)
 {
@@ -132,7 +143,9 @@ public:
     // The values of array entry `tag` as a directory of their own, one field per row of `table`
     // that the array holds: a row's tag is its place in the array in `unit`-byte steps, its type
     // (with Reversed: in the other byte order) and count say what it reads there.
-    void array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit);
+    // `order`: the array's own byte order when the maker fixed one, whatever the note's.
+    void array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit,
+               Order order = Order::Parent);
     // The directory entry `tag` points to (its offset counts from the note's base), or holds
     // (an entry of type UNDEFINED: the directory is its value).
     void directory(std::uint16_t tag, const char* name, const TagRow* table);

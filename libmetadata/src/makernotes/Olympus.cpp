@@ -4,6 +4,8 @@
 // development, image processing and focus information.
 #include "MakerNotes.h"
 
+#include <cmath>
+
 namespace Metadata::MakerNotes {
 
 using namespace Formatters;
@@ -64,7 +66,7 @@ constexpr TagRow Main[] = {
     row(0x100E, Short, "FocusStepCount", values),
     row(0x100F, Short, "Sharpness", values),
     row(0x1010, Short, "FlashChargeLevel", values),
-    row(0x1011, Short, "ColorMatrix", values, 9),
+    row(0x1011, SShort, "ColorMatrix", values, 9),
     row(0x1012, Short, "BlackLevel", values, 4),
     row(0x1013, Short, "ColorTemperatureBG", values),
     row(0x1014, Short, "ColorTemperatureRG", values),
@@ -265,7 +267,7 @@ constexpr TagRow ImageProcessing[] = {
     row(0x011D, Short, "WB_GLevel6600K", values),
     row(0x011E, Short, "WB_GLevel7500K", values),
     row(0x011F, Short, "WB_GLevel", values),
-    row(0x0200, Short, "ColorMatrix", values, 9),
+    row(0x0200, SShort, "ColorMatrix", values, 9),
     row(0x0300, Short, "Enhancer", values),
     row(0x0301, Short, "EnhancerValues", values, 7),
     row(0x0310, Short, "CoringFilter", values),
@@ -324,6 +326,30 @@ constexpr TagRow FocusInfo[] = {
     End,
 };
 
+// Apertures in 1/256 of a half stop from F1; colour balances in 1/256, the first of a pair.
+double apertureOf(double v) { return std::pow(2.0, v / 512); }
+
+bool balance(const Field& field, double& value)
+{
+    std::uint32_t v = 0;
+    if (field.damaged() || field.count() == 0 || !field.getUInt32(v)) {
+        return false;
+    }
+    value = v / 256.0;
+    return true;
+}
+
+constexpr std::uint32_t EquipmentId = subDirectoryId(0x2010);
+
+constexpr Conversion Conversions[] = {
+    {DirectoryId::MakerNote, 0x1017, balance},
+    {DirectoryId::MakerNote, 0x1018, balance},
+    {EquipmentId, 0x0205, single<apertureOf>},
+    {EquipmentId, 0x0206, single<apertureOf>},
+    {EquipmentId, 0x020A, single<apertureOf>},
+    {0, 0, nullptr},
+};
+
 void subDirectories(Builder& build)
 {
     build.directory(0x2010, "Olympus Equipment", Equipment);
@@ -338,9 +364,9 @@ void subDirectories(Builder& build)
 const std::vector<Form>& olympusForms()
 {
     static const std::vector<Form> forms = {
-        {"Olympus", "OLYMPUS\0", 8, nullptr, 12, false, Base::Note, Order::Marked, 8, Main, subDirectories, nullptr},
-        {"Olympus", "OM SYSTEM\0", 10, nullptr, 16, false, Base::Note, Order::Marked, 12, Main, subDirectories, nullptr},
-        {"Olympus", "OLYMP\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, nullptr},
+        {"Olympus", "OLYMPUS\0", 8, nullptr, 12, false, Base::Note, Order::Marked, 8, Main, subDirectories, Conversions},
+        {"Olympus", "OM SYSTEM\0", 10, nullptr, 16, false, Base::Note, Order::Marked, 12, Main, subDirectories, Conversions},
+        {"Olympus", "OLYMP\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, Conversions},
     };
     return forms;
 }

@@ -137,12 +137,19 @@ constexpr TagRow Main[] = {
     End,
 };
 
+double hundredthsOf(double v) { return v / 100; }
+
+constexpr Conversion Conversions[] = {
+    {DirectoryId::MakerNote, 0x0029, single<hundredthsOf>},
+    {0, 0, nullptr},
+};
+
 } // namespace
 
 const std::vector<Form>& panasonicForms()
 {
     static const std::vector<Form> forms = {
-        {"Panasonic", "Panasonic\0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
+        {"Panasonic", "Panasonic\0\0\0", 12, nullptr, 12, false, Base::Tiff, Order::Parent, 0, Main, nullptr, Conversions}
     };
     return forms;
 }

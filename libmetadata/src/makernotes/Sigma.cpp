@@ -2,6 +2,9 @@
 // the TIFF header.
 #include "MakerNotes.h"
 
+#include <cstdlib>
+#include <string>
+
 namespace Metadata::MakerNotes {
 
 using namespace Formatters;
@@ -76,13 +79,35 @@ constexpr TagRow Main[] = {
     End,
 };
 
+// Sigma writes its adjustments as texts with a label: "Expo:+0.8", "Qual:12".
+bool labelled(const Field& field, double& value)
+{
+    std::string text;
+    if (field.type() != Ascii || !field.getText(text)) {
+        return false;
+    }
+    const std::size_t colon = text.find(':');
+    const std::string number = colon == std::string::npos ? text : text.substr(colon + 1);
+    char* end = nullptr;
+    value = std::strtod(number.c_str(), &end);
+    return !number.empty() && end != nullptr && *end == '\0';
+}
+
+constexpr Conversion Conversions[] = {
+    {DirectoryId::MakerNote, 0x000C, labelled}, {DirectoryId::MakerNote, 0x000D, labelled},
+    {DirectoryId::MakerNote, 0x000E, labelled}, {DirectoryId::MakerNote, 0x000F, labelled},
+    {DirectoryId::MakerNote, 0x0010, labelled}, {DirectoryId::MakerNote, 0x0011, labelled},
+    {DirectoryId::MakerNote, 0x0012, labelled}, {DirectoryId::MakerNote, 0x0014, labelled},
+    {DirectoryId::MakerNote, 0x0016, labelled}, {0, 0, nullptr},
+};
+
 } // namespace
 
 const std::vector<Form>& sigmaForms()
 {
     static const std::vector<Form> forms = {
-        {"Sigma", "SIGMA\0\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
-        {"Sigma", "FOVEON\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
+        {"Sigma", "SIGMA\0\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr, Conversions},
+        {"Sigma", "FOVEON\0\0", 8, nullptr, 10, false, Base::Tiff, Order::Parent, 0, Main, nullptr, Conversions}
     };
     return forms;
 }
