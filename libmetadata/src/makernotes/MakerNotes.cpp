@@ -63,6 +63,8 @@ bool locate(const std::shared_ptr<TIFFReader>& tree, const Form& form, std::uint
         reader = std::make_shared<TIFFReader>(source, noteBase, bigEndian, 0);
         directory = form.directoryAt;
         break;
+    case Base::Binary:
+        return false; // read as an array, not located
     case Base::OwnHeader:
         if (noteSize < form.directoryAt + 8) {
             return false;
@@ -113,7 +115,7 @@ const std::vector<const std::vector<Form>*>& makers()
     static const std::vector<const std::vector<Form>*> all = {
         &canonForms(),  &nikonForms(),  &olympusForms(), &fujifilmForms(), &pentaxForms(), &panasonicForms(),
         &sonyForms(),   &casioForms(),  &minoltaForms(), &ricohForms(),    &sanyoForms(),  &sigmaForms(),
-        &appleForms()};
+        &appleForms(),  &kodakForms()};
     return all;
 }
 
@@ -221,12 +223,38 @@ Reading read(const std::shared_ptr<TIFFReader>& tree, const Field& note, const s
     // A note's directories are the maker's own: what they cost the reader is not the file's
     // damage, so the tree's warnings stay as they were.
     const std::size_t warnings = tree->warnings().size();
+    // A note that is one array: a field for each row the note is long enough to hold.
+    auto readBinary = [&](const Form& form, bool bigEndian) {
+        if (noteSize <= form.directoryAt) {
+            return false;
+        }
+        auto reader = std::make_shared<TIFFReader>(tree->source(), tree->base() + noteAt + form.directoryAt, bigEndian, 0);
+        const std::uint64_t arraySize = noteSize - form.directoryAt;
+        std::vector<Field> fields;
+        for (const TagRow* row = form.table; row->name != nullptr; ++row) {
+            const std::uint64_t length = std::uint64_t{typeSize(row->type())} * row->count;
+            if (length > 0 && row->tag() + length <= arraySize) {
+                fields.emplace_back(*reader, DirectoryId::MakerNote, row->tag(), row->type(), row->count, row->tag());
+            }
+        }
+        if (fields.empty()) {
+            return false;
+        }
+        reading.form = &form;
+        reading.reader = reader;
+        reading.main = std::make_shared<IFD>(reader, DirectoryId::MakerNote, std::move(fields), std::string());
+        reading.tables.emplace_back(DirectoryId::MakerNote, form.table);
+        return true;
+    };
     auto attempt = [&](const Form& form) {
         bool bigEndian = false;
         const bool mayFlip = orderOf(tree, form, noteAt, bigEndian);
         for (int pass = 0; pass < (mayFlip ? 2 : 1); ++pass) {
             std::shared_ptr<TIFFReader> reader;
             std::uint32_t directory = 0;
+            if (form.base == Base::Binary) {
+                return readBinary(form, pass == 0 ? bigEndian : !bigEndian);
+            }
             if (!locate(tree, form, noteAt, noteSize, pass == 0 ? bigEndian : !bigEndian, reader, directory)) {
                 return false;
             }

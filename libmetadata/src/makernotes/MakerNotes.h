@@ -22,6 +22,8 @@ enum class Base : std::uint8_t {
     Tiff,       // the TIFF header of the EXIF block, as in the camera's other directories
     Note,       // the first byte of the note
     OwnHeader,  // a TIFF header of the note's own, at `directoryAt`
+    Binary,     // no directory: the note from `directoryAt` on is an array the table describes
+                // (a row's tag is its place in bytes)
 };
 
 // The note's byte order.
@@ -178,5 +180,6 @@ const std::vector<Form>& ricohForms();
 const std::vector<Form>& sanyoForms();
 const std::vector<Form>& sigmaForms();
 const std::vector<Form>& appleForms();
+const std::vector<Form>& kodakForms();
 
 } // namespace Metadata::MakerNotes
