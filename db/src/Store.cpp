@@ -9,6 +9,7 @@
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 #include <Metadata/IPTC.h>
+#include <Metadata/MetadataValues.h>
 #include <Metadata/XMP.h>
 
 #include <cerrno>
@@ -512,6 +513,48 @@ std::vector<std::string> Store::images(const std::string& gallery)
     return files;
 }
 
+namespace {
+
+// What the IPTC record lacks, taken from the photo's reconciled values (XMP, EXIF), so that a
+// photo whose editor wrote only XMP is listed and found by its title, people, place and
+// keywords too. The record's own datasets stay as they are.
+void fillFromReconciled(StoreImageEntry& entry, const Metadata::MetadataValues& values)
+{
+    auto fill = [&values](std::string& field, const char* name) {
+        if (field.empty()) {
+            if (const Metadata::MetadataValues::Value* v = values.find(name)) {
+                field = v->text;
+            }
+        }
+    };
+    fill(entry.objectName, "Title");
+    fill(entry.caption, "Description");
+    fill(entry.byLine, "Creator");
+    fill(entry.copyrightNotice, "Copyright");
+    fill(entry.city, "City");
+    fill(entry.provinceState, "State");
+    fill(entry.countryName, "Country");
+    if (entry.keywords.empty()) {
+        entry.keywords = values.keywords();
+    }
+    // The date taken ("2004:02:26 06:27:51.5-05:00") as IPTC's date and time
+    // ("20040226", "062751-0500").
+    const Metadata::MetadataValues::Value* taken = values.find("DateTaken");
+    if (entry.dateCreated.empty() && taken != nullptr && taken->text.size() >= 10) {
+        const std::string& t = taken->text;
+        entry.dateCreated = t.substr(0, 4) + t.substr(5, 2) + t.substr(8, 2);
+        if (entry.timeCreated.empty() && t.size() >= 19) {
+            entry.timeCreated = t.substr(11, 2) + t.substr(14, 2) + t.substr(17, 2);
+            const std::size_t zone = t.find_first_of("+-", 19);
+            if (zone != std::string::npos && t.size() >= zone + 6) {
+                entry.timeCreated += t.substr(zone, 3) + t.substr(zone + 4, 2);
+            }
+        }
+    }
+}
+
+} // namespace
+
 void Store::update(const std::string& givenPath, bool withThumbnail)
 {
     const std::string path = fullPath(givenPath);
@@ -555,6 +598,7 @@ void Store::update(const std::string& givenPath, bool withThumbnail)
         entry.category = first(15);
         entry.supplementalCategories = iptc.values(20);
         entry.keywords = iptc.values(25);
+        fillFromReconciled(entry, Metadata::MetadataValues(*image));
         entry.flags = (image->exif().empty() ? 0 : StoreImageEntry::HasEXIF) |
                       (iptc.empty() ? 0 : StoreImageEntry::HasIPTC) |
                       (image->xmp() && !image->xmp()->empty() ? StoreImageEntry::HasXMP : 0);

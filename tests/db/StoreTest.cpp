@@ -561,3 +561,28 @@ TEST_F(StoreFolder, ManyTransactionsInOneProgramDoNotWearTheEngineOut)
     EXPECT_EQ(s.imageCount(), static_cast<std::size_t>(Pictures));
     EXPECT_EQ(s.filesWithKeyword("common").size(), static_cast<std::size_t>(Pictures));
 }
+
+TEST_F(StoreFolder, APhotoWithOnlyXmpIsListedAndFoundByItsXmp)
+{
+    // A real file whose editor wrote XMP and no IPTC.
+    const std::string path = file("XMP.jpg");
+    fs::copy_file(LUMENO_TEST_DATA "/camera/XMP.jpg", path);
+    Store s;
+    s.open(store());
+    s.update(path, false);
+    StoreImageEntry entry;
+    ASSERT_TRUE(s.image(path, entry));
+    EXPECT_EQ(entry.objectName, "Test IPTC picture");
+    EXPECT_EQ(entry.byLine, "Phil Harvey");
+    EXPECT_EQ(entry.copyrightNotice, "Copyright 2004 Phil Harvey");
+    EXPECT_EQ(entry.keywords, (std::vector<std::string>{"ExifTool", "Test", "XMP"}));
+    EXPECT_EQ(s.filesWithKeyword("exiftool"), std::vector<std::string>{path});
+    EXPECT_EQ(entry.flags & StoreImageEntry::HasIPTC, 0u);
+
+    // A photo with IPTC keeps its record's own values.
+    const std::string lake = photo("Lake.jpg", {{25, {"Sunrise"}}, {5, {"From IPTC"}}});
+    s.update(lake, false);
+    ASSERT_TRUE(s.image(lake, entry));
+    EXPECT_EQ(entry.objectName, "From IPTC");
+    EXPECT_EQ(entry.keywords, std::vector<std::string>{"Sunrise"});
+}
