@@ -356,59 +356,6 @@ void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const 
             }
         }
     }
-    if (standardDirectory(field.directoryId())) {
-        // exiftool's numeric form still turns APEX values into seconds and F numbers, counts the
-        // thumbnail's offset from the start of the file, and reads the comment behind its
-        // character-code header.
-        const std::uint16_t tag = field.tag();
-        Metadata::SRational sr;
-        Metadata::URational ur;
-        std::uint32_t offset = 0;
-        if (tag == 37377 && type == FieldType::SRational && field.getSRational(sr)) {
-            // A time value far outside any camera's range (some write -2^31) names no time.
-            const double v = static_cast<double>(sr.numerator) / static_cast<double>(sr.denominator);
-            json.value(std::abs(v) < 100 ? std::pow(2.0, -v) : 0.0);
-            return;
-        }
-        if ((tag == 37378 || tag == 37381) && type == FieldType::Rational && field.getURational(ur)) {
-            json.value(std::pow(2.0, static_cast<double>(ur.numerator) / ur.denominator / 2));
-            return;
-        }
-        if (tag == 513 && field.directoryId() == Metadata::DirectoryId::Thumbnail && type == FieldType::Long &&
-            field.getUInt32(offset)) {
-            json.value(image.exifPosition() + offset);
-            return;
-        }
-        if (tag == 41730 && type == FieldType::Undefined && !field.damaged() && field.count() > 4) {
-            // CFAPattern: the repeat's width and height as two 16-bit numbers (in either byte
-            // order; both are small), then the colours.
-            const auto& bytes = field.rawBytes();
-            const bool big = bytes[0] == 0 && bytes[2] == 0;
-            std::string text = std::to_string(big ? bytes[1] : bytes[0]) + ' ' + std::to_string(big ? bytes[3] : bytes[2]);
-            for (std::size_t i = 4; i < bytes.size(); ++i) {
-                text += ' ' + std::to_string(bytes[i]);
-            }
-            json.value(text);
-            return;
-        }
-        if (tag == 37510 && type == FieldType::Undefined && !field.damaged()) {
-            const auto& bytes = field.rawBytes();
-            std::string text;
-            if (bytes.size() > 8 && std::equal(bytes.begin(), bytes.begin() + 6, "ASCII\0")) {
-                text.assign(bytes.begin() + 8, bytes.end());
-            } else if (bytes.size() >= 8 && std::all_of(bytes.begin(), bytes.begin() + 8, [](std::uint8_t b) { return b == 0; })) {
-                text.assign(bytes.begin() + 8, bytes.end()); // undefined code: taken as ASCII
-            }
-            if (bytes.size() >= 8 && (!text.empty() || bytes.size() == 8 || bytes[0] == 0)) {
-                text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
-                while (!text.empty() && text.back() == ' ') {
-                    text.pop_back();
-                }
-                json.value(text);
-                return;
-            }
-        }
-    }
     double converted = 0;
     if (exif.makerNumber(field, converted)) {
         json.value(converted);
@@ -476,44 +423,18 @@ void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const 
     }
 }
 
-// IPTC's dates (CCYYMMDD) and times (HHMMSS+HHMM) as exiftool writes them: 2004:02:26,
-// 06:27:51-05:00. Other values, and dates of another shape, as they are.
+// IPTC's dates and times as exiftool writes them (2004:02:26, 06:27:51-05:00); other values as
+// they are.
 std::string iptcDateText(std::uint8_t dataSet, const std::string& value)
 {
-    const bool digits = std::all_of(value.begin(), value.begin() + std::min<std::size_t>(value.size(), 6),
-                                    [](char c) { return c >= '0' && c <= '9'; });
     switch (dataSet) {
     case 30: case 37: case 47: case 55: case 62: case 70:
-        if (value.size() == 8 && digits) {
-            return value.substr(0, 4) + ':' + value.substr(4, 2) + ':' + value.substr(6, 2);
-        }
-        break;
+        return Metadata::MetadataValues::fromIptcDate(value);
     case 35: case 38: case 60: case 63:
-        if (value.size() >= 6 && digits) {
-            std::string text = value.substr(0, 2) + ':' + value.substr(2, 2) + ':' + value.substr(4, 2);
-            if (value.size() == 11 && (value[6] == '+' || value[6] == '-')) {
-                text += value.substr(6, 3) + ':' + value.substr(9, 2);
-            }
-            return text;
-        }
-        break;
+        return Metadata::MetadataValues::fromIptcTime(value);
     default:
-        break;
+        return value;
     }
-    return value;
-}
-
-// An XMP date (2004-02-26T06:27:51-05:00) as exiftool writes it: 2004:02:26 06:27:51-05:00.
-std::string xmpDateText(std::string value)
-{
-    if (value.size() >= 10 && value[4] == '-' && value[7] == '-') {
-        value[4] = ':';
-        value[7] = ':';
-        if (value.size() > 10 && value[10] == 'T') {
-            value[10] = ' ';
-        }
-    }
-    return value;
 }
 
 // Pointers to other directories are structure, not values; exiftool shows none of them.
@@ -652,7 +573,7 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
         one("XMP-photoshop:State", xmp->state());
         one("XMP-photoshop:Country", xmp->country());
         one("XMP-photoshop:TransmissionReference", xmp->transmissionReference());
-        one("XMP-photoshop:DateCreated", xmpDateText(xmp->dateCreated()));
+        one("XMP-photoshop:DateCreated", Metadata::MetadataValues::fromXmpDate(xmp->dateCreated()));
         one("XMP-photoshop:Category", xmp->category());
         one("XMP-photoshop:Urgency", xmp->getProperty(Metadata::XMP::NamespacePhotoshop, "Urgency"));
         list("XMP-photoshop:SupplementalCategories", xmp->supplementalCategories());

@@ -84,24 +84,7 @@ std::string exifDate(const EXIF& exif, std::uint32_t directory, std::uint16_t da
     return date;
 }
 
-// An XMP date ("2024-05-06T07:08:09.50+02:00") in the EXIF form the other dates take.
-std::string xmpDate(std::string date)
-{
-    if (date.size() >= 10 && date[4] == '-' && date[7] == '-') {
-        date[4] = ':';
-        date[7] = ':';
-        if (date.size() > 10 && date[10] == 'T') {
-            date[10] = ' ';
-        }
-        if (!date.empty() && date.back() == 'Z') {
-            date.back() = '+';
-            date += "00:00";
-        }
-    }
-    return date;
-}
-
-// IPTC's date (CCYYMMDD) and time (HHMMSS+HHMM) in the same form.
+// IPTC's date and time together, in the EXIF form; empty when there is no date of 8 digits.
 std::string iptcDate(const IPTC& iptc, std::uint8_t dateSet, std::uint8_t timeSet)
 {
     std::string date;
@@ -109,12 +92,9 @@ std::string iptcDate(const IPTC& iptc, std::uint8_t dateSet, std::uint8_t timeSe
     if (!iptc.get(dateSet, date) || date.size() != 8) {
         return {};
     }
-    std::string text = date.substr(0, 4) + ':' + date.substr(4, 2) + ':' + date.substr(6, 2);
+    std::string text = MetadataValues::fromIptcDate(date);
     if (iptc.get(timeSet, time) && time.size() >= 6) {
-        text += ' ' + time.substr(0, 2) + ':' + time.substr(2, 2) + ':' + time.substr(4, 2);
-        if (time.size() == 11) {
-            text += time.substr(6, 3) + ':' + time.substr(9, 2);
-        }
+        text += ' ' + MetadataValues::fromIptcTime(time);
     }
     return text;
 }
@@ -167,6 +147,48 @@ MetadataValues::Digest digestOf(const ImageMetadata& image)
 }
 
 } // namespace
+
+namespace {
+
+bool digits(const std::string& text, std::size_t n)
+{
+    return text.size() >= n && std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(n),
+                                           [](char c) { return c >= '0' && c <= '9'; });
+}
+
+} // namespace
+
+std::string MetadataValues::fromXmpDate(std::string date)
+{
+    if (date.size() >= 10 && date[4] == '-' && date[7] == '-') {
+        date[4] = ':';
+        date[7] = ':';
+        if (date.size() > 10 && date[10] == 'T') {
+            date[10] = ' ';
+        }
+    }
+    return date;
+}
+
+std::string MetadataValues::fromIptcDate(const std::string& date)
+{
+    if (date.size() != 8 || !digits(date, 8)) {
+        return date;
+    }
+    return date.substr(0, 4) + ':' + date.substr(4, 2) + ':' + date.substr(6, 2);
+}
+
+std::string MetadataValues::fromIptcTime(const std::string& time)
+{
+    if (!digits(time, 6)) {
+        return time;
+    }
+    std::string text = time.substr(0, 2) + ':' + time.substr(2, 2) + ':' + time.substr(4, 2);
+    if (time.size() == 11 && (time[6] == '+' || time[6] == '-')) {
+        text += time.substr(6, 3) + ':' + time.substr(9, 2);
+    }
+    return text;
+}
 
 const MetadataValues::Value* MetadataValues::find(const std::string& name) const noexcept
 {
@@ -244,7 +266,7 @@ MetadataValues::MetadataValues(const ImageMetadata& image)
                     const char* xmpName, std::uint8_t iptcDateSet, std::uint8_t iptcTimeSet) {
         if (!exifValue.empty()) {
             add(name, std::move(exifValue), std::string("EXIF ") + exifName);
-        } else if (const std::string x = xmpDate(xmpText(ns, xmpPath)); !x.empty()) {
+        } else if (const std::string x = fromXmpDate(xmpText(ns, xmpPath)); !x.empty()) {
             add(name, x, std::string("XMP ") + xmpName);
         } else if (iptcDateSet != 0) {
             add(name, iptcDate(iptc, iptcDateSet, iptcTimeSet), std::string("IPTC ") + Record2DataSet::nameOf(iptcDateSet));

@@ -67,8 +67,11 @@ bool silent(ValueText&, const Field&, const DisplayContext&)
 
 bool text(ValueText& out, const Field& field, const DisplayContext&)
 {
+    // Another type is no text: answered before the getter would throw, which costs far more
+    // than the line (makers' notes use the same tag numbers for values of other types).
     std::string value;
-    return formatValue([&] { return field.getText(value); }, [&] { out << value; });
+    return formatValue([&] { return field.type() == static_cast<std::uint16_t>(FieldType::Ascii) && field.getText(value); },
+                       [&] { out << value; });
 }
 
 bool number(ValueText& out, const Field& field, const DisplayContext&)

@@ -41,6 +41,13 @@ public:
     const std::vector<std::string>& keywords() const noexcept { return keywords_; }
     Digest digest() const noexcept { return digest_; }
 
+    // Dates in the one form every date here takes, EXIF's ("2004:02:26 06:27:51-05:00"):
+    // from XMP's ("2004-02-26T06:27:51-05:00"), IPTC's date ("20040226") and IPTC's time
+    // ("062751-0500", giving "06:27:51-05:00"). A text of another shape is given back as it is.
+    static std::string fromXmpDate(std::string date);
+    static std::string fromIptcDate(const std::string& date);
+    static std::string fromIptcTime(const std::string& time);
+
 private:
     void add(const char* name, std::string text, std::string source);
 

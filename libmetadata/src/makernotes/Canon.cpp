@@ -89,8 +89,11 @@ template <const auto& Names> bool choice(ValueText& out, const Field& field, con
     return formatValue(
         [&] {
             std::uint32_t u = 0;
-            if (field.type() == SShort || field.type() == 9 || field.type() == 6) {
+            if (field.type() == SShort || field.type() == SLong || field.type() == SByte) {
                 return field.getInt32(v);
+            }
+            if (field.type() != Short && field.type() != Long && field.type() != Byte) {
+                return false; // no number of the kind a choice is made of
             }
             const bool ok = field.getUInt32(u);
             v = static_cast<std::int32_t>(u);

@@ -44,14 +44,19 @@ struct Conversion {
     bool (*convert)(const Field& field, double& value);  // false: the value cannot be read so
 };
 
+inline double asStored(double v)
+{
+    return v;
+}
+
 // The first of a field's numbers, where the maker writes a pair that means one value.
-inline bool firstValue(const Field& field, double& value)
+template <double (*Convert)(double) = asStored> bool first(const Field& field, double& value)
 {
     std::uint32_t u = 0;
     if (field.damaged() || field.count() == 0 || !field.getUInt32(u)) {
         return false;
     }
-    value = u;
+    value = Convert(u);
     return true;
 }
 

@@ -329,21 +329,13 @@ constexpr TagRow FocusInfo[] = {
 // Apertures in 1/256 of a half stop from F1; colour balances in 1/256, the first of a pair.
 double apertureOf(double v) { return std::pow(2.0, v / 512); }
 
-bool balance(const Field& field, double& value)
-{
-    std::uint32_t v = 0;
-    if (field.damaged() || field.count() == 0 || !field.getUInt32(v)) {
-        return false;
-    }
-    value = v / 256.0;
-    return true;
-}
+double balanceOf(double v) { return v / 256; }
 
 constexpr std::uint32_t EquipmentId = subDirectoryId(0x2010);
 
 constexpr Conversion Conversions[] = {
-    {DirectoryId::MakerNote, 0x1017, balance},
-    {DirectoryId::MakerNote, 0x1018, balance},
+    {DirectoryId::MakerNote, 0x1017, first<balanceOf>},
+    {DirectoryId::MakerNote, 0x1018, first<balanceOf>},
     {EquipmentId, 0x0205, single<apertureOf>},
     {EquipmentId, 0x0206, single<apertureOf>},
     {EquipmentId, 0x020A, single<apertureOf>},
