@@ -292,3 +292,30 @@ TEST_F(Display, OtherDirectoriesUseTheTableTheContextHasForThem)
     context.setTable(DirectoryId::MakerNote, nullptr);
     EXPECT_FALSE(shown(context).ok);
 }
+
+TEST_F(Display, MakersValuesShowAsTheyAreAndDoublesAsAStreamWritesThem)
+{
+    static constexpr TagRow Table[] = {
+        {(3u << 16) | 1, 0, "Values", "Values", AnyCount, Formatters::values},
+        {(2u << 16) | 2, 0, "Text", "Text", AnyCount, Formatters::text},
+        {0, 0, nullptr, nullptr, 0, nullptr},
+    };
+    DisplayContext context;
+    context.setTable(DirectoryId::MakerNote, Table);
+    const auto shown = [&](const std::function<void(TiffBuilder::Dir&)>& add) {
+        return line(DirectoryId::MakerNote, add, context);
+    };
+    EXPECT_EQ(shown([](auto& d) { d.shorts(1, {1, 2, 3}); }), "Values: 1 2 3");
+    EXPECT_EQ(shown([](auto& d) { d.ascii(1, "DX4900  "); }), "Values: DX4900  ");
+    EXPECT_EQ(shown([](auto& d) { d.rationals(1, {{1, 3}, {5, 2}}); }), "Values: 0.333333 2.5");
+    EXPECT_EQ(shown([](auto& d) { d.srationals(1, {{-7, 2}}); }), "Values: -3.5");
+    EXPECT_EQ(shown([](auto& d) { d.bytes(1, {0, 255}); }), "Values: 0 255");
+    EXPECT_EQ(shown([](auto& d) { d.shorts(1, std::vector<std::uint32_t>(20, 9), 8); }),
+              "Values: 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 ... (20 values)");
+    // Values a stream writes in exponent form keep it; FLOAT and DOUBLE hold none to show.
+    EXPECT_EQ(shown([](auto& d) { d.rationals(1, {{4000000000u, 3}}); }), "Values: 1.33333e+09");
+    EXPECT_EQ(shown([](auto& d) { d.raw(1, 11, 1, 0); }), "(false)");
+    // A text row for a value of another type: no line, the generic form is shown instead.
+    EXPECT_EQ(shown([](auto& d) { d.shorts(2, {6}); }), "(false)");
+    EXPECT_EQ(shown([](auto& d) { d.ascii(2, "six"); }), "Text: six");
+}

@@ -82,3 +82,16 @@ TEST(MetadataValues, CameraDataComesFromExifThenTheMakersNote)
     EXPECT_EQ(text(gps, "ISO"), "(none)");
     EXPECT_EQ(text(gps, "City"), "(none)"); // blanks are no value
 }
+
+TEST(MetadataValues, DatesOfEveryKindTakeTheOneForm)
+{
+    EXPECT_EQ(MetadataValues::fromXmpDate("2004-02-26T06:27:51.5-05:00"), "2004:02:26 06:27:51.5-05:00");
+    EXPECT_EQ(MetadataValues::fromXmpDate("2004-02-26"), "2004:02:26");
+    EXPECT_EQ(MetadataValues::fromXmpDate("2004"), "2004");
+    EXPECT_EQ(MetadataValues::fromIptcDate("20040226"), "2004:02:26");
+    EXPECT_EQ(MetadataValues::fromIptcDate("2004022"), "2004022");
+    EXPECT_EQ(MetadataValues::fromIptcDate("2004O226"), "2004O226");
+    EXPECT_EQ(MetadataValues::fromIptcTime("062751-0500"), "06:27:51-05:00");
+    EXPECT_EQ(MetadataValues::fromIptcTime("062751"), "06:27:51");
+    EXPECT_EQ(MetadataValues::fromIptcTime("06:27"), "06:27");
+}

@@ -1,0 +1,173 @@
+// Makers' notes in their own layouts, made byte by byte: where each maker's directory starts,
+// what its offsets count from, which byte order it is in, and notes that are damaged or lie.
+#include "TreeHelpers.h"
+
+#include <Metadata/EXIF.h>
+#include <Metadata/Field.h>
+#include <Metadata/IFD.h>
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace Metadata;
+using TestSupport::TiffBuilder;
+
+namespace {
+
+// Bytes of a note, written in one byte order.
+struct Note {
+    bool big;
+    std::vector<std::uint8_t> bytes;
+
+    Note& text(const std::string& t)
+    {
+        bytes.insert(bytes.end(), t.begin(), t.end());
+        return *this;
+    }
+    Note& u8(std::uint32_t v)
+    {
+        bytes.push_back(static_cast<std::uint8_t>(v));
+        return *this;
+    }
+    Note& u16(std::uint32_t v)
+    {
+        return big ? u8(v >> 8).u8(v) : u8(v).u8(v >> 8);
+    }
+    Note& u32(std::uint32_t v)
+    {
+        return big ? u16(v >> 16).u16(v) : u16(v).u16(v >> 16);
+    }
+    // One directory entry; `value` is the value field as it stands.
+    Note& entry(std::uint16_t tag, std::uint16_t type, std::uint32_t count, std::uint32_t value)
+    {
+        return u16(tag).u16(type).u32(count).u32(value);
+    }
+    // A SHORT entry with its value inside the entry.
+    Note& shortEntry(std::uint16_t tag, std::uint32_t v)
+    {
+        u16(tag).u16(3).u32(1);
+        return big ? u16(v).u16(0) : u16(v).u16(0);
+    }
+    std::size_t size() const { return bytes.size(); }
+};
+
+// A tree whose EXIF directory holds `note` as its maker note, in a file of the given order.
+EXIF treeWith(const std::string& make, const Note& note, bool bigFile = false)
+{
+    TiffBuilder b(bigFile);
+    TiffBuilder::Dir& exif = b.newDir();
+    b.ifd0().ascii(271, make).pointer(34665, exif);
+    exif.rationals(33434, {{1, 60}}).bytes(37500, note.bytes);
+    return EXIF(TestSupport::readerFor(b.build()));
+}
+
+std::string textOf(const EXIF& tree, const IFD* directory, std::uint16_t tag)
+{
+    if (directory == nullptr) {
+        return "(no directory)";
+    }
+    const Field* f = directory->find(tag);
+    return f == nullptr ? "(no field)" : f->valueText(tree.displayContext());
+}
+
+const IFD* named(const EXIF& tree, const std::string& name)
+{
+    for (const IFD* d : tree.makerNoteDirectories()) {
+        if (d->name() == name) {
+            return d;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+TEST(MakerNoteForms, EachMakerIsReadWhereItsDirectoryLiesInItsOwnByteOrder)
+{
+    // Nikon's third form: a TIFF header of its own, big-endian in a little-endian file; offsets
+    // count from that header.
+    Note nikon{true, {}};
+    nikon.text(std::string("Nikon\0\x02\x10\0\0", 10)).text("MM").u16(42).u32(8);
+    nikon.u16(3).shortEntry(0x0002, 200).entry(0x001D, 2, 8, 8 + 2 + 3 * 12 + 4).entry(0x00A7, 4, 1, 1648).u32(0);
+    nikon.text(std::string("4001234\0", 8));
+    const EXIF n = treeWith("NIKON CORPORATION", nikon);
+    EXPECT_EQ(n.makerNoteGroup(), "Nikon");
+    EXPECT_EQ(textOf(n, n.directory(DirectoryId::MakerNote), 0x001D), "4001234");
+    EXPECT_EQ(textOf(n, n.directory(DirectoryId::MakerNote), 0x00A7), "1648");
+    std::string label;
+    ASSERT_TRUE(n.directory(DirectoryId::MakerNote)->find(0x00A7)->name(label, n.displayContext()));
+    EXPECT_EQ(label, "ShutterCount");
+
+    // Olympus's newer form: its byte order after the signature, offsets from the note, and an
+    // equipment directory the main one points to.
+    Note olympus{false, {}};
+    olympus.text(std::string("OLYMPUS\0", 8)).text("II").u16(3);
+    const std::uint32_t equipment = 12 + 2 + 1 * 12 + 4;
+    olympus.u16(1).entry(0x2010, 13, 1, equipment).u32(0);
+    olympus.u16(1).entry(0x0101, 2, 8, equipment + 2 + 12 + 4).u32(0).text(std::string("C905005\0", 8));
+    const EXIF o = treeWith("OLYMPUS IMAGING CORP.", olympus, true);
+    EXPECT_EQ(o.makerNoteGroup(), "Olympus");
+    EXPECT_EQ(textOf(o, named(o, "Olympus Equipment"), 0x0101), "C905005");
+
+    // Fujifilm: the place of its directory after the signature, always little-endian, offsets
+    // from the note; in a big-endian file.
+    Note fuji{false, {}};
+    fuji.text("FUJIFILM").u32(12).u16(1).entry(0x1000, 2, 8, 12 + 2 + 12 + 4).u32(0).text(std::string("NORMAL \0", 8));
+    const EXIF f = treeWith("FUJIFILM", fuji, true);
+    EXPECT_EQ(f.makerNoteGroup(), "FujiFilm");
+    EXPECT_EQ(textOf(f, f.directory(DirectoryId::MakerNote), 0x1000), "NORMAL ");
+
+    // Kodak: no directory, one array after "KDK INFO"; a value the note is too short for is
+    // not there.
+    Note kodak{true, {}};
+    kodak.text("KDK INFO").text("DX4900  ").u8(0).u8(1).u8(0).u8(0).u16(2448).u16(1632);
+    const EXIF k = treeWith("EASTMAN KODAK COMPANY", kodak);
+    EXPECT_EQ(k.makerNoteGroup(), "Kodak");
+    EXPECT_EQ(textOf(k, k.directory(DirectoryId::MakerNote), 12), "2448");
+    EXPECT_EQ(textOf(k, k.directory(DirectoryId::MakerNote), 14), "1632");
+    EXPECT_EQ(textOf(k, k.directory(DirectoryId::MakerNote), 16), "(no field)");
+
+    // Canon's plain directory written in the other byte order than the file's: read all the same.
+    Note canon{true, {}};
+    canon.u16(2).entry(0x000C, 4, 1, 560018150).shortEntry(0x00AE, 5200).u32(0);
+    const EXIF c = treeWith("Canon", canon);
+    EXPECT_EQ(c.makerNoteGroup(), "Canon");
+    EXPECT_EQ(textOf(c, c.directory(DirectoryId::MakerNote), 0x000C), "560018150");
+    EXPECT_EQ(textOf(c, c.directory(DirectoryId::MakerNote), 0x00AE), "5200 K");
+}
+
+TEST(MakerNoteForms, NotesThatLieCostNothingButThemselves)
+{
+    // A header that is no TIFF header: no note, no warning, the rest of the tree read.
+    Note bad{true, {}};
+    bad.text(std::string("Nikon\0\x02\x10\0\0", 10)).text("XX").u16(42).u32(8).u16(0);
+    const EXIF n = treeWith("NIKON", bad);
+    EXPECT_EQ(n.directory(DirectoryId::MakerNote), nullptr);
+    EXPECT_TRUE(n.warnings().empty());
+    EXPECT_NE(n.find(DirectoryId::Exif, 33434), nullptr);
+
+    // A sub-directory that points back at the main directory is not read twice; one that
+    // points past the end of the note is not read at all.
+    Note loop{false, {}};
+    loop.text(std::string("OLYMPUS\0", 8)).text("II").u16(3);
+    loop.u16(2).entry(0x2010, 13, 1, 12).entry(0x2020, 4, 1, 0x7FFFFFF0).u32(0);
+    const EXIF o = treeWith("OLYMPUS", loop);
+    EXPECT_EQ(o.makerNoteGroup(), "Olympus");
+    EXPECT_TRUE(o.makerNoteDirectories().empty());
+    std::ostringstream out;
+    o.dump(out); // and shows what there is
+    EXPECT_NE(out.str().find("MAKERNOTE IFD"), std::string::npos);
+
+    // An array shorter than the maker's table: the values it holds, no more. Two settings,
+    // inside the entry: place 0 (not a setting) and place 1, the macro mode.
+    Note shortArray{false, {}};
+    shortArray.u16(1).u16(0x0001).u16(3).u32(2).u16(7).u16(1).u32(0);
+    const EXIF c = treeWith("Canon", shortArray);
+    const IFD* settings = named(c, "Canon CameraSettings");
+    ASSERT_NE(settings, nullptr);
+    EXPECT_EQ(settings->size(), 1u);
+    EXPECT_EQ(textOf(c, settings, 1), "Macro");
+}
