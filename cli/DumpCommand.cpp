@@ -209,7 +209,7 @@ std::string groupOf(const Metadata::IFD& directory, const Metadata::EXIF& exif)
     case Metadata::DirectoryId::Gps:
         return "GPS";
     default:
-        return exif.makerNoteGroup().empty() ? "MakerNotes" : exif.makerNoteGroup();
+        return exif.makerNoteGroup().empty() ? "MakerNotes" : exif.makerNoteGroup(directory.id());
     }
 }
 
@@ -356,10 +356,27 @@ void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const 
             }
         }
     }
-    double converted = 0;
-    if (exif.makerNumber(field, converted)) {
-        json.value(converted);
-        return;
+    Metadata::MakerValue converted;
+    if (exif.makerValue(field, converted)) {
+        switch (converted.kind) {
+        case Metadata::MakerValue::Kind::Number:
+            json.value(converted.number);
+            return;
+        case Metadata::MakerValue::Kind::Text:
+            json.value(converted.text);
+            return;
+        case Metadata::MakerValue::Kind::Offset:
+            json.value(image.exifPosition() + converted.offset); // from the start of the file, as exiftool counts
+            return;
+        }
+    }
+    if (!standardDirectory(field.directoryId())) {
+        const Metadata::TagRow* row =
+            Metadata::findTagRow(exif.displayContext().table(field.directoryId()), field.tag(), false);
+        if (row != nullptr && row->formatter == &Metadata::Formatters::binary) {
+            json.value(field.valueText(exif.displayContext()));
+            return;
+        }
     }
     if (!standardDirectory(field.directoryId()) && field.directoryId() != Metadata::DirectoryId::Gps &&
         !field.damaged() && field.count() > 0) {
@@ -506,6 +523,24 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
             writeNumeric(json, image, *f);
         } else {
             json.value(f->valueText(context));
+        }
+    }
+    // A maker's preview, named as exiftool names the data its start and length point to.
+    const std::string& maker = exif.makerNoteGroup();
+    if (!maker.empty()) {
+        const auto start = place.find(maker + ":PreviewImageStart");
+        const auto length = place.find(maker + ":PreviewImageLength");
+        std::uint32_t bytes = 0;
+        try {
+            if (start != place.end() && length != place.end() && fields[length->second].second->count() == 1 &&
+                !fields[length->second].second->getUInt32(bytes)) {
+                bytes = 0;
+            }
+        } catch (const Metadata::Error&) {
+            bytes = 0; // a length of the wrong type
+        }
+        if (bytes > 0 && member(maker + ":PreviewImage")) {
+            json.value("(Binary data " + std::to_string(bytes) + " bytes, use -b option to extract)");
         }
     }
     // The thumbnail itself, as exiftool names it.

@@ -35,6 +35,7 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
             if (reading.form != nullptr) {
                 makerGroup_ = reading.form->group;
                 makerForm_ = reading.form;
+                makerGroups_ = std::move(reading.groups);
             }
             for (const auto& [id, table] : reading.tables) {
                 display_.setTable(id, table);
@@ -170,9 +171,29 @@ bool EXIF::gpsPosition(double& latitude, double& longitude) const noexcept
     return coordinate(2, 'S', latitude) && coordinate(4, 'W', longitude);
 }
 
-bool EXIF::makerNumber(const Field& field, double& value) const
+std::string EXIF::makerNoteGroup(std::uint32_t directoryId) const
 {
-    return makerForm_ != nullptr && MakerNotes::convertedNumber(*makerForm_, field, value);
+    for (const auto& [id, group] : makerGroups_) {
+        if (id == directoryId) {
+            return group;
+        }
+    }
+    return makerGroup_;
+}
+
+bool EXIF::makerValue(const Field& field, MakerValue& value) const
+{
+    if (makerForm_ == nullptr || !MakerNotes::convertedValue(*makerForm_, display_, field, value)) {
+        return false;
+    }
+    if (value.kind == MakerValue::Kind::Offset) {
+        // The note's base, from the tree's TIFF header (a note's own header lies after it).
+        if (!makerReader_ || !reader_ || makerReader_->base() < reader_->base()) {
+            return false;
+        }
+        value.offset += makerReader_->base() - reader_->base();
+    }
+    return true;
 }
 
 std::vector<const IFD*> EXIF::makerNoteDirectories() const

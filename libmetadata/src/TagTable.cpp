@@ -290,7 +290,38 @@ bool values(ValueText& out, const Field& field, const DisplayContext&)
         });
 }
 
+bool masked(ValueText& out, const Field& field, const DisplayContext& context)
+{
+    const TagRow* row = findTagRow(context.table(field.directoryId()), field.tag(), false);
+    std::uint32_t v = 0;
+    return formatValue([&] { return row != nullptr && maskedValue(field, row->reserved, v); }, [&] { out << v; });
+}
+
+bool binary(ValueText& out, const Field& field, const DisplayContext&)
+{
+    const std::uint64_t size = std::uint64_t{typeSize(field.type())} * field.count();
+    return formatValue([&] { return !field.damaged(); },
+                       [&] { out << "(Binary data " << size << " bytes, use -b option to extract)"; });
+}
+
 } // namespace Formatters
+
+bool maskedValue(const Field& field, std::uint32_t mask, std::uint32_t& value)
+{
+    std::uint32_t v = 0;
+    const auto type = static_cast<FieldType>(field.type());
+    if (mask == 0 || field.damaged() || field.count() != 1 ||
+        (type != FieldType::Byte && type != FieldType::Short && type != FieldType::Long) || !field.getUInt32(v)) {
+        return false;
+    }
+    v &= mask;
+    while ((mask & 1) == 0) {
+        mask >>= 1;
+        v >>= 1;
+    }
+    value = v;
+    return true;
+}
 
 namespace {
 

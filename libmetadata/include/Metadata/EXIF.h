@@ -22,6 +22,14 @@ struct Form;
 class ByteSource;
 class TIFFReader;
 
+// A maker's value as it means it.
+struct MakerValue {
+    enum class Kind { Number, Text, Offset } kind = Kind::Number;
+    double number = 0;
+    std::string text;
+    std::uint64_t offset = 0;  // counted from the TIFF header of the tree
+};
+
 class EXIF {
 public:
     // An empty tree: no directories.
@@ -49,11 +57,15 @@ public:
     // The maker's group name ("Canon", "Nikon", "Olympus"), or empty when the note's maker is
     // not known (or there is no note).
     const std::string& makerNoteGroup() const noexcept { return makerGroup_; }
+    // The group of one of the maker's directories: the note's, or one of its own
+    // ("CanonCustom" for a Canon's custom functions).
+    std::string makerNoteGroup(std::uint32_t directoryId) const;
     // The maker's directories other than the note's main one, in the order the dump shows them.
     std::vector<const IFD*> makerNoteDirectories() const;
-    // The number a field of the maker's note means when the maker stores it in a code of its
-    // own (a Canon aperture as its F number, a distance in metres); false for every other field.
-    bool makerNumber(const Field& field, double& value) const;
+    // What a field of the maker's note means when the maker stores it in a code of its own (a
+    // Canon aperture as its F number, a Pentax date kept as four bytes, a flag in some bits of
+    // a byte, a preview's place in the file); false for every other field.
+    bool makerValue(const Field& field, MakerValue& value) const;
 
     // The field `tag` of directory `id`, or null.
     const Field* find(std::uint32_t id, std::uint16_t tag) const noexcept;
@@ -96,6 +108,7 @@ private:
     std::shared_ptr<TIFFReader> makerReader_; // what the note's offsets count from
     std::string makerGroup_;
     const MakerNotes::Form* makerForm_ = nullptr;
+    std::vector<std::pair<std::uint32_t, const char*>> makerGroups_;
     DisplayContext display_;
 };
 

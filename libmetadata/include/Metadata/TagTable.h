@@ -45,7 +45,7 @@ using Formatter = bool (*)(ValueText& out, const Field& field, const DisplayCont
 // One known tag. A table is an array of rows ended by a row whose name is null.
 struct TagRow {
     std::uint32_t key;         // field type in the high 16 bits, tag in the low 16 bits
-    std::uint32_t reserved;    // always 0
+    std::uint32_t reserved;    // 0; in a maker's array, the bits of the number that the row names
     const char* description;   // "Image width"
     const char* name;          // "ImageWidth", the label of the display line
     std::uint32_t count;       // expected number of values, or AnyCount / CountPerStrip
@@ -122,6 +122,10 @@ constexpr std::size_t GpsTagCount = 32;
 // degrees; false when it has no degrees. Throws LogicError for a field of another type.
 bool gpsDegrees(const Field& field, double& value);
 
+// The bits `mask` names of a field's one number, shifted down; false when the field holds no
+// one number or the mask is 0.
+bool maskedValue(const Field& field, std::uint32_t mask, std::uint32_t& value);
+
 // Rounds to `decimals` places by adding (or, below zero, subtracting) half a unit of the last
 // place and flooring. Below zero this lands one step further down than rounding half away from
 // zero (-1.22 to one place gives -1.3); displays have always shown it so.
@@ -164,6 +168,10 @@ METADATA_FORMATTER(sensingMethod);
 // The values as they are: a text, numbers separated by blanks, rationals as decimals; a long
 // list cut after 16 values with its count. Makers' tags without a text of their own use it.
 METADATA_FORMATTER(values);
+// Some bits of a number (a row of a maker's array with a mask), shifted down.
+METADATA_FORMATTER(masked);
+// Data no one reads as text: "(Binary data N bytes, use -b option to extract)".
+METADATA_FORMATTER(binary);
 #undef METADATA_FORMATTER
 } // namespace Formatters
 

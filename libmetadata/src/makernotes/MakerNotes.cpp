@@ -140,7 +140,7 @@ void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, st
     std::vector<Field> fields;
     for (const TagRow* row = table; row->name != nullptr; ++row) {
         const auto type = static_cast<std::uint16_t>(row->type() & ~Reversed);
-        const std::uint64_t start = std::uint64_t{row->tag()} * unit;
+        const std::uint64_t start = std::uint64_t{placeOf(*row)} * unit;
         const std::uint64_t size = std::uint64_t{typeSize(type)} * row->count;
         if (size == 0 || start + size > bytes) {
             continue; // a shorter array, of an older camera: the value is not there
@@ -190,18 +190,47 @@ void Builder::directory(std::uint16_t tag, const char* name, const TagRow* table
     add(std::move(directory), table);
 }
 
-bool convertedNumber(const Form& form, const Field& field, double& value)
+bool convertedValue(const Form& form, const DisplayContext& context, const Field& field, MakerValue& value)
 {
-    if (form.conversions == nullptr || field.damaged()) {
+    if (field.damaged()) {
         return false;
     }
-    for (const Conversion* c = form.conversions; c->convert != nullptr; ++c) {
-        if (c->directory == field.directoryId() && c->tag == field.tag()) {
-            try {
-                return c->convert(field, value) && std::isfinite(value);
-            } catch (const Error&) {
-                return false; // a field of another type than the maker's
+    if (const TagRow* row = findTagRow(context.table(field.directoryId()), field.tag(), false);
+        row != nullptr && row->reserved != 0 && row->formatter == &Formatters::masked) {
+        std::uint32_t v = 0;
+        if (!maskedValue(field, row->reserved, v)) {
+            return false;
+        }
+        value.kind = MakerValue::Kind::Number;
+        value.number = v;
+        return true;
+    }
+    if (form.conversions == nullptr) {
+        return false;
+    }
+    for (const Conversion* c = form.conversions; c->directory != 0; ++c) {
+        if (c->directory != field.directoryId() || c->tag != field.tag()) {
+            continue;
+        }
+        try {
+            if (c->convert != nullptr) {
+                value.kind = MakerValue::Kind::Number;
+                return c->convert(field, value.number) && std::isfinite(value.number);
             }
+            if (c->text != nullptr) {
+                value.kind = MakerValue::Kind::Text;
+                value.text.clear();
+                return c->text(field, value.text);
+            }
+            std::uint32_t offset = 0;
+            if (c->offset && field.count() == 1 && field.getUInt32(offset)) {
+                value.kind = MakerValue::Kind::Offset;
+                value.offset = offset;
+                return true;
+            }
+            return false;
+        } catch (const Error&) {
+            return false; // a field of another type than the maker's
         }
     }
     return false;
@@ -233,8 +262,8 @@ Reading read(const std::shared_ptr<TIFFReader>& tree, const Field& note, const s
         std::vector<Field> fields;
         for (const TagRow* row = form.table; row->name != nullptr; ++row) {
             const std::uint64_t length = std::uint64_t{typeSize(row->type())} * row->count;
-            if (length > 0 && row->tag() + length <= arraySize) {
-                fields.emplace_back(*reader, DirectoryId::MakerNote, row->tag(), row->type(), row->count, row->tag());
+            if (length > 0 && placeOf(*row) + length <= arraySize) {
+                fields.emplace_back(*reader, DirectoryId::MakerNote, row->tag(), row->type(), row->count, placeOf(*row));
             }
         }
         if (fields.empty()) {

@@ -3,6 +3,7 @@
 // arrays and sub-directories its entries hold. One file per maker describes its notes as data.
 #pragma once
 
+#include "Metadata/EXIF.h"
 #include "Metadata/Field.h"
 #include "Metadata/IFD.h"
 #include "Metadata/TagTable.h"
@@ -36,13 +37,26 @@ enum class Order : std::uint8_t {
 
 class Builder;
 
-// A value the maker stores in a code of its own, as the number it means (an aperture as an F
-// number, a distance in metres). Ended by a rule without a function.
+// A value the maker stores in a code of its own: as the number it means (an aperture as an F
+// number, a distance in metres), as a text (a date kept as four bytes), or as a place in the
+// file (a preview's offset, counted from the note's base). Ended by a rule of directory 0.
 struct Conversion {
     std::uint32_t directory;  // DirectoryId::MakerNote, or subDirectoryId(tag)
     std::uint16_t tag;
-    bool (*convert)(const Field& field, double& value);  // false: the value cannot be read so
+    bool (*convert)(const Field& field, double& value) = nullptr;  // false: the value cannot be read so
+    bool (*text)(const Field& field, std::string& value) = nullptr;
+    bool offset = false;
 };
+
+constexpr Conversion asText(std::uint32_t directory, std::uint16_t tag, bool (*text)(const Field&, std::string&))
+{
+    return Conversion{directory, tag, nullptr, text, false};
+}
+
+constexpr Conversion asOffset(std::uint32_t directory, std::uint16_t tag)
+{
+    return Conversion{directory, tag, nullptr, nullptr, true};
+}
 
 inline double asStored(double v)
 {
@@ -99,8 +113,9 @@ struct Form {
     const Conversion* conversions;     // null: every value means what it says
 };
 
-// The number a maker's field means, when its form converts it; false otherwise.
-bool convertedNumber(const Form& form, const Field& field, double& value);
+// What a maker's field means, when its form converts it (or its row names some of its bits);
+// false otherwise. An offset comes back counted from the note's base.
+bool convertedValue(const Form& form, const DisplayContext& context, const Field& field, MakerValue& value);
 
 // The field types, for the makers' tables.
 constexpr std::uint16_t Byte = 1, Ascii = 2, Short = 3, Long = 4, Rational = 5, SByte = 6, Undefined = 7, SShort = 8,
@@ -115,6 +130,22 @@ constexpr TagRow row(std::uint16_t tag, std::uint16_t type, const char* name, Fo
                      std::uint32_t count = 1)
 {
     return TagRow{(std::uint32_t{type} << 16) | tag, 0, name, name, count, formatter};
+}
+
+// A row of an array that names some bits of the number at `place` (below 4096): `part` (1 to 15)
+// tells it from the other rows of the same place, `mask` says which bits. The value is those
+// bits shifted down.
+constexpr TagRow bits(std::uint16_t place, std::uint16_t part, std::uint16_t type, const char* name,
+                      std::uint32_t mask)
+{
+    return TagRow{(std::uint32_t{type} << 16) | static_cast<std::uint16_t>(part << 12 | place), mask, name, name, 1,
+                  Formatters::masked};
+}
+
+// Where in its array a row's value lies, in the array's units.
+constexpr std::uint16_t placeOf(const TagRow& row) noexcept
+{
+    return row.reserved != 0 ? static_cast<std::uint16_t>(row.tag() & 0x0FFF) : row.tag();
 }
 
 constexpr TagRow End{0, 0, nullptr, nullptr, 0, nullptr};
@@ -133,6 +164,7 @@ struct Reading {
     std::shared_ptr<IFD> main;
     std::vector<std::shared_ptr<IFD>> subDirectories;
     std::vector<std::pair<std::uint32_t, const TagRow*>> tables;
+    std::vector<std::pair<std::uint32_t, const char*>> groups;  // directories of a group of their own
 };
 
 // Makes a note's sub-directories.
@@ -157,8 +189,13 @@ public:
     // (an entry of type UNDEFINED: the directory is its value).
     void directory(std::uint16_t tag, const char* name, const TagRow* table);
 
-private:
+    // A directory the maker's code made of `fields` (read with reader()), shown with `table`.
     void add(std::shared_ptr<IFD> directory, const TagRow* table);
+    // Directory `id` belongs to a group of its own ("CanonCustom"), not the note's.
+    void setGroup(std::uint32_t id, const char* group) { reading_.groups.emplace_back(id, group); }
+    const std::shared_ptr<TIFFReader>& reader() const noexcept { return reading_.reader; }
+
+private:
 
     Reading& reading_;
     std::string make_;
