@@ -34,8 +34,8 @@ EXIF::EXIF(std::shared_ptr<TIFFReader> reader) : reader_(reader)
             makerReader_ = std::move(reading.reader);
             if (reading.form != nullptr) {
                 makerGroup_ = reading.form->group;
-                makerForm_ = reading.form;
                 makerGroups_ = std::move(reading.groups);
+                display_.setMakerForm(reading.form);
             }
             for (const auto& [id, table] : reading.tables) {
                 display_.setTable(id, table);
@@ -183,7 +183,7 @@ std::string EXIF::makerNoteGroup(std::uint32_t directoryId) const
 
 bool EXIF::makerValue(const Field& field, MakerValue& value) const
 {
-    if (makerForm_ == nullptr || !MakerNotes::convertedValue(*makerForm_, display_, field, value)) {
+    if (!display_.makerValue(field, value)) {
         return false;
     }
     if (value.kind == MakerValue::Kind::Offset) {

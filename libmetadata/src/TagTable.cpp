@@ -226,8 +226,17 @@ bool lightSource(ValueText& o, const Field& f, const DisplayContext&) { return f
 bool flash(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<FlashNames>(o, f); }
 bool sensingMethod(ValueText& o, const Field& f, const DisplayContext&) { return formatEnum<SensingMethodNames>(o, f); }
 
-bool values(ValueText& out, const Field& field, const DisplayContext&)
+bool values(ValueText& out, const Field& field, const DisplayContext& context)
 {
+    // A maker's code is shown as what it means.
+    if (MakerValue meant; context.makerValue(field, meant) && meant.kind != MakerValue::Kind::Offset) {
+        if (meant.kind == MakerValue::Kind::Text) {
+            out << meant.text;
+        } else {
+            out << meant.number;
+        }
+        return true;
+    }
     // At most this many values of a long list; the rest is counted.
     constexpr std::size_t Shown = 16;
     return formatValue(
@@ -292,9 +301,9 @@ bool values(ValueText& out, const Field& field, const DisplayContext&)
 
 bool masked(ValueText& out, const Field& field, const DisplayContext& context)
 {
-    const TagRow* row = findTagRow(context.table(field.directoryId()), field.tag(), false);
-    std::uint32_t v = 0;
-    return formatValue([&] { return row != nullptr && maskedValue(field, row->reserved, v); }, [&] { out << v; });
+    MakerValue meant; // the bits, as the maker means them
+    return formatValue([&] { return context.makerValue(field, meant) && meant.kind == MakerValue::Kind::Number; },
+                       [&] { out << meant.number; });
 }
 
 bool binary(ValueText& out, const Field& field, const DisplayContext&)

@@ -15,20 +15,8 @@
 
 namespace Metadata {
 
-namespace MakerNotes {
-struct Form;
-}
-
 class ByteSource;
 class TIFFReader;
-
-// A maker's value as it means it.
-struct MakerValue {
-    enum class Kind { Number, Text, Offset } kind = Kind::Number;
-    double number = 0;
-    std::string text;
-    std::uint64_t offset = 0;  // counted from the TIFF header of the tree
-};
 
 class EXIF {
 public:
@@ -107,7 +95,6 @@ private:
     std::vector<std::shared_ptr<IFD>> makerDirectories_;
     std::shared_ptr<TIFFReader> makerReader_; // what the note's offsets count from
     std::string makerGroup_;
-    const MakerNotes::Form* makerForm_ = nullptr;
     std::vector<std::pair<std::uint32_t, const char*>> makerGroups_;
     DisplayContext display_;
 };

@@ -79,6 +79,18 @@ const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormat
 // How the fields of one EXIF tree are shown: the unit its resolutions name, whether display
 // lines end with a line end, and the table of each of its directories. A tree makes its own when
 // it is read, so two files shown at once never see each other's unit or maker-note tables.
+namespace MakerNotes {
+struct Form;
+}
+
+// A maker's value as it means it.
+struct MakerValue {
+    enum class Kind { Number, Text, Offset } kind = Kind::Number;
+    double number = 0;
+    std::string text;
+    std::uint64_t offset = 0;  // counted from the note's base
+};
+
 class DisplayContext {
 public:
     // Resolution unit "?", no line ends, the standard tables only.
@@ -102,6 +114,12 @@ public:
     // table must outlive the context (tables are static data).
     void setTable(std::uint32_t directoryId, const TagRow* table);
 
+    // The maker's form of the tree's note, whose codes the maker's fields are shown in.
+    void setMakerForm(const MakerNotes::Form* form) noexcept { makerForm_ = form; }
+    // What a maker's field means when the maker stores it in a code of its own; false for
+    // every other field.
+    bool makerValue(const Field& field, MakerValue& value) const;
+
     // The directories of the tree, for values shown with the help of another field (a latitude
     // with its reference, a maker's value with the camera model).
     void addDirectory(std::shared_ptr<const IFD> directory);
@@ -113,6 +131,7 @@ private:
     bool lineEnds_ = false;
     std::vector<std::pair<std::uint32_t, const TagRow*>> tables_;
     std::vector<std::shared_ptr<const IFD>> directories_;
+    const MakerNotes::Form* makerForm_ = nullptr;
 };
 
 // The GPS directory (EXIF 2.3 section 4.6.6): every tag of the standard, 32 rows.

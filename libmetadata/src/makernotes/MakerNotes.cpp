@@ -190,10 +190,42 @@ void Builder::directory(std::uint16_t tag, const char* name, const TagRow* table
     add(std::move(directory), table);
 }
 
+bool oneNumber(const Field& field, double& value)
+{
+    if (field.damaged() || field.count() != 1) {
+        return false;
+    }
+    const auto type = static_cast<FieldType>(field.type());
+    if (type == FieldType::SByte || type == FieldType::SShort || type == FieldType::SLong) {
+        std::int32_t s = 0;
+        if (!field.getInt32(s)) {
+            return false;
+        }
+        value = s;
+        return true;
+    }
+    if (type == FieldType::Byte || type == FieldType::Short || type == FieldType::Long) {
+        std::uint32_t u = 0;
+        if (!field.getUInt32(u)) {
+            return false;
+        }
+        value = u;
+        return true;
+    }
+    return false;
+}
+
 bool convertedValue(const Form& form, const DisplayContext& context, const Field& field, MakerValue& value)
 {
     if (field.damaged()) {
         return false;
+    }
+    const Conversion* c = nullptr;
+    for (const Conversion* r = form.conversions; r != nullptr && r->directory != 0; ++r) {
+        if (r->directory == field.directoryId() && r->tag == field.tag()) {
+            c = r;
+            break;
+        }
     }
     if (const TagRow* row = findTagRow(context.table(field.directoryId()), field.tag(), false);
         row != nullptr && row->reserved != 0 && row->formatter == &Formatters::masked) {
@@ -202,17 +234,19 @@ bool convertedValue(const Form& form, const DisplayContext& context, const Field
             return false;
         }
         value.kind = MakerValue::Kind::Number;
-        value.number = v;
-        return true;
+        value.number = c != nullptr && c->ofBits != nullptr ? c->ofBits(v) : v;
+        return std::isfinite(value.number);
     }
-    if (form.conversions == nullptr) {
-        return false;
-    }
-    for (const Conversion* c = form.conversions; c->directory != 0; ++c) {
-        if (c->directory != field.directoryId() || c->tag != field.tag()) {
-            continue;
-        }
+    if (c != nullptr) {
         try {
+            if (c->ofBits != nullptr) {
+                value.kind = MakerValue::Kind::Number;
+                return oneNumber(field, value.number) && std::isfinite(value.number = c->ofBits(value.number));
+            }
+            if (c->withContext != nullptr) {
+                value.kind = MakerValue::Kind::Number;
+                return c->withContext(field, context, value.number) && std::isfinite(value.number);
+            }
             if (c->convert != nullptr) {
                 value.kind = MakerValue::Kind::Number;
                 return c->convert(field, value.number) && std::isfinite(value.number);
@@ -235,6 +269,20 @@ bool convertedValue(const Form& form, const DisplayContext& context, const Field
     }
     return false;
 }
+
+} // namespace Metadata::MakerNotes
+
+namespace Metadata {
+
+// Defined with the makers' forms, which only this part of the library knows.
+bool DisplayContext::makerValue(const Field& field, MakerValue& value) const
+{
+    return makerForm_ != nullptr && MakerNotes::convertedValue(*makerForm_, *this, field, value);
+}
+
+} // namespace Metadata
+
+namespace Metadata::MakerNotes {
 
 Reading read(const std::shared_ptr<TIFFReader>& tree, const Field& note, const std::string& make,
              const std::string& model)

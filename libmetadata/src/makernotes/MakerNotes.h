@@ -46,11 +46,25 @@ struct Conversion {
     bool (*convert)(const Field& field, double& value) = nullptr;  // false: the value cannot be read so
     bool (*text)(const Field& field, std::string& value) = nullptr;
     bool offset = false;
+    double (*ofBits)(double bits) = nullptr;  // what the bits a row names (or its one number) mean
+    // A value that needs the note's other fields (a count enciphered with the date).
+    bool (*withContext)(const Field& field, const DisplayContext& context, double& value) = nullptr;
 };
 
 constexpr Conversion asText(std::uint32_t directory, std::uint16_t tag, bool (*text)(const Field&, std::string&))
 {
     return Conversion{directory, tag, nullptr, text, false};
+}
+
+constexpr Conversion ofBits(std::uint32_t directory, std::uint16_t tag, double (*convert)(double))
+{
+    return Conversion{directory, tag, nullptr, nullptr, false, convert, nullptr};
+}
+
+constexpr Conversion withContext(std::uint32_t directory, std::uint16_t tag,
+                                 bool (*convert)(const Field&, const DisplayContext&, double&))
+{
+    return Conversion{directory, tag, nullptr, nullptr, false, nullptr, convert};
 }
 
 constexpr Conversion asOffset(std::uint32_t directory, std::uint16_t tag)
@@ -74,26 +88,17 @@ template <double (*Convert)(double) = asStored> bool first(const Field& field, d
     return true;
 }
 
+// A field's one number, signed where its type is; false when it holds not exactly one.
+bool oneNumber(const Field& field, double& value);
+
 // A conversion of a field's one number.
 template <double (*Convert)(double)> bool single(const Field& field, double& value)
 {
-    if (field.damaged() || field.count() != 1) {
+    double v = 0;
+    if (!oneNumber(field, v)) {
         return false;
     }
-    const auto type = static_cast<FieldType>(field.type());
-    std::int32_t s = 0;
-    std::uint32_t u = 0;
-    if (type == FieldType::SByte || type == FieldType::SShort || type == FieldType::SLong) {
-        if (!field.getInt32(s)) {
-            return false;
-        }
-        value = Convert(s);
-    } else {
-        if (!field.getUInt32(u)) {
-            return false;
-        }
-        value = Convert(u);
-    }
+    value = Convert(v);
     return true;
 }
 
@@ -132,13 +137,19 @@ constexpr TagRow row(std::uint16_t tag, std::uint16_t type, const char* name, Fo
     return TagRow{(std::uint32_t{type} << 16) | tag, 0, name, name, count, formatter};
 }
 
+// The tag of the row bits(place, part, ...), for its conversion.
+constexpr std::uint16_t bitsTag(std::uint16_t place, std::uint16_t part) noexcept
+{
+    return static_cast<std::uint16_t>(part << 12 | place);
+}
+
 // A row of an array that names some bits of the number at `place` (below 4096): `part` (1 to 15)
 // tells it from the other rows of the same place, `mask` says which bits. The value is those
 // bits shifted down.
 constexpr TagRow bits(std::uint16_t place, std::uint16_t part, std::uint16_t type, const char* name,
                       std::uint32_t mask)
 {
-    return TagRow{(std::uint32_t{type} << 16) | static_cast<std::uint16_t>(part << 12 | place), mask, name, name, 1,
+    return TagRow{(std::uint32_t{type} << 16) | bitsTag(place, part), mask, name, name, 1,
                   Formatters::masked};
 }
 
