@@ -372,7 +372,7 @@ void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const 
     }
     if (!standardDirectory(field.directoryId())) {
         const Metadata::TagRow* row =
-            Metadata::findTagRow(exif.displayContext().table(field.directoryId()), field.tag(), false);
+            Metadata::findTagRow(exif.displayContext(), field, false);
         if (row != nullptr && row->formatter == &Metadata::Formatters::binary) {
             json.value(field.valueText(exif.displayContext()));
             return;
@@ -382,7 +382,7 @@ void writeNumeric(JsonWriter& json, const Metadata::ImageMetadata& image, const 
         !field.damaged() && field.count() > 0) {
         // The maker's table may read an entry's unsigned numbers as signed ones of the same size.
         const Metadata::TagRow* row =
-            Metadata::findTagRow(exif.displayContext().table(field.directoryId()), field.tag(), false);
+            Metadata::findTagRow(exif.displayContext(), field, false);
         const auto wanted = row != nullptr ? static_cast<FieldType>(row->type() & 0x7FFF) : type;
         const int bits = type == FieldType::Byte ? 8 : type == FieldType::Short ? 16 : type == FieldType::Long ? 32 : 0;
         const bool signedWanted =
@@ -502,7 +502,7 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
                 continue; // a tag no one names
             }
             // A maker's array is shown through the directory made of its values.
-            const Metadata::TagRow* row = Metadata::findTagRow(context.table(d->id()), f.tag(), false);
+            const Metadata::TagRow* row = Metadata::findTagRow(context, f, false);
             if (!standardDirectory(d->id()) && row != nullptr && row->formatter == &Metadata::Formatters::silent) {
                 continue;
             }

@@ -317,7 +317,7 @@ bool Field::getBytes(std::vector<std::uint8_t>& value) const
 
 const TagRow* Field::row(const DisplayContext& context, bool needFormatter) const noexcept
 {
-    return findTagRow(context.table(directoryId_), tag_, needFormatter);
+    return findTagRow(context, *this, needFormatter);
 }
 
 bool Field::display(std::ostream& out, const DisplayContext& context) const

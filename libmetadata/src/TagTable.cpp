@@ -308,7 +308,16 @@ bool masked(ValueText& out, const Field& field, const DisplayContext& context)
 
 bool binary(ValueText& out, const Field& field, const DisplayContext&)
 {
-    const std::uint64_t size = std::uint64_t{typeSize(field.type())} * field.count();
+    // Bytes are counted as stored; numbers as the text of all of them (what a copy of the
+    // shown values would take).
+    std::uint64_t size = std::uint64_t{typeSize(field.type())} * field.count();
+    const auto type = static_cast<FieldType>(field.type());
+    if (!field.damaged() && (type == FieldType::Short || type == FieldType::Long)) {
+        size = 0;
+        for (std::uint32_t v : field.unsignedValues()) {
+            size += (size > 0 ? 1 : 0) + std::to_string(v).size();
+        }
+    }
     return formatValue([&] { return !field.damaged(); },
                        [&] { out << "(Binary data " << size << " bytes, use -b option to extract)"; });
 }
@@ -464,6 +473,22 @@ const TagRow* standardTagTable(std::uint32_t directoryId) noexcept
     default:
         return nullptr;
     }
+}
+
+const TagRow* findTagRow(const DisplayContext& context, const Field& field, bool needFormatter) noexcept
+{
+    const TagRow* table = context.table(field.directoryId());
+    const TagRow* first = findTagRow(table, field.tag(), needFormatter);
+    const bool maker = field.directoryId() == DirectoryId::MakerNote || field.directoryId() > 0xFFFF;
+    if (!maker || first == nullptr || (first->type() & 0x7FFF) == field.type()) {
+        return first;
+    }
+    for (const TagRow* r = first + 1; r->name != nullptr; ++r) {
+        if (r->tag() == field.tag() && (r->type() & 0x7FFF) == field.type() && (!needFormatter || r->formatter != nullptr)) {
+            return r;
+        }
+    }
+    return first;
 }
 
 const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormatter) noexcept

@@ -171,3 +171,103 @@ TEST(MakerNoteForms, NotesThatLieCostNothingButThemselves)
     EXPECT_EQ(settings->size(), 1u);
     EXPECT_EQ(textOf(c, settings, 1), "Macro");
 }
+
+namespace {
+
+// Apple's note with a run time: a binary property list of one dictionary {"value": n}.
+Note appleNote(const std::vector<std::uint8_t>& plist)
+{
+    Note apple{true, {}};
+    apple.text(std::string("Apple iOS\0", 10)).u16(1).text("MM");
+    apple.u16(1).entry(0x0003, 7, static_cast<std::uint32_t>(plist.size()), 14 + 2 + 12 + 4).u32(0);
+    apple.bytes.insert(apple.bytes.end(), plist.begin(), plist.end());
+    return apple;
+}
+
+std::vector<std::uint8_t> runTimeList(std::uint64_t value)
+{
+    std::vector<std::uint8_t> p{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+    p.insert(p.end(), {0xD1, 1, 2});                      // object 0 at 8: a dictionary of one entry
+    p.insert(p.end(), {0x55, 'v', 'a', 'l', 'u', 'e'});   // object 1 at 11: its key
+    p.push_back(0x13);                                    // object 2 at 17: an 8-byte integer
+    for (int shift = 56; shift >= 0; shift -= 8) {
+        p.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+    p.insert(p.end(), {8, 11, 17});                       // the offsets, at 26
+    const std::vector<std::uint8_t> trailer{0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 3,
+                                            0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 26};
+    p.insert(p.end(), trailer.begin(), trailer.end());
+    return p;
+}
+
+} // namespace
+
+TEST(MakerNoteRecords, ThePropertyListOfARunTimeIsReadOnlyWhereItHoldsTogether)
+{
+    const EXIF good = treeWith("Apple", appleNote(runTimeList(39772089846958ULL)));
+    const IFD* runTime = named(good, "Apple RunTime");
+    ASSERT_NE(runTime, nullptr);
+    ASSERT_NE(runTime->find(2), nullptr);
+    MakerValue value;
+    ASSERT_TRUE(good.makerValue(*runTime->find(2), value));
+    EXPECT_EQ(value.number, 39772089846958.0); // more than 32 bits, exactly
+
+    // Each lie in the list costs the run time, never the note or the reader: a table past the
+    // trailer, more objects than the table holds, a reference to no object, a key of another
+    // kind, an integer of 2^15 bytes, a list cut short.
+    auto lying = [](std::size_t at, std::uint8_t byte) {
+        std::vector<std::uint8_t> p = runTimeList(5);
+        p[at] = byte;
+        return p;
+    };
+    const std::size_t trailer = runTimeList(5).size() - 32;
+    for (const auto& plist : {lying(trailer + 31, 0xF0), lying(trailer + 15, 0xFF), lying(10, 9), lying(11, 0x45),
+                              lying(17, 0x1F), std::vector<std::uint8_t>(runTimeList(5).begin(), runTimeList(5).begin() + 40)}) {
+        const EXIF tree = treeWith("Apple", appleNote(plist));
+        EXPECT_EQ(tree.makerNoteGroup(), "Apple");
+        EXPECT_EQ(named(tree, "Apple RunTime"), nullptr);
+        EXPECT_TRUE(tree.warnings().empty());
+    }
+}
+
+TEST(MakerNoteRecords, BitsAndCodesAreShownAsTheCameraMeansThem)
+{
+    // A Pentax K10D's note (the form whose offsets count from the note): the shot's date and
+    // time, the shutter count enciphered with them, and a settings record whose second byte
+    // holds four values in its bits.
+    Note pentax{true, {}};
+    pentax.text(std::string("PENTAX \0", 8)).text("MM");
+    const std::uint32_t settingsAt = 10 + 2 + 4 * 12 + 4;
+    auto inside = [&](std::uint16_t tag, std::uint32_t count) { pentax.u16(tag).u16(7).u32(count); };
+    pentax.u16(4);
+    inside(0x0006, 4);
+    pentax.u8(0x07).u8(0xD8).u8(3).u8(2); // 2008-03-02
+    inside(0x0007, 3);
+    pentax.u8(12).u8(1).u8(23).u8(0); // 12:01:23
+    const std::uint32_t date = 0x07D80302, time = 0x0C011700;
+    inside(0x005D, 4);
+    pentax.u32(1648 ^ date ^ (0xFFFFFFFFu - time));
+    pentax.entry(0x0205, 7, 23, settingsAt).u32(0);
+    pentax.u8(5).u8(0x80 | 0x20 | 0x01).u8(0x50).u8(0x11);
+    pentax.bytes.resize(pentax.size() + 19, 0);
+    TiffBuilder b(true);
+    TiffBuilder::Dir& exif = b.newDir();
+    b.ifd0().ascii(271, "PENTAX Corporation").ascii(272, "PENTAX K10D").pointer(34665, exif);
+    exif.bytes(37500, pentax.bytes);
+    const EXIF tree(TestSupport::readerFor(b.build()));
+    ASSERT_EQ(tree.makerNoteGroup(), "Pentax");
+    const IFD* note = tree.directory(DirectoryId::MakerNote);
+    EXPECT_EQ(textOf(tree, note, 0x0006), "2008:03:02");
+    EXPECT_EQ(textOf(tree, note, 0x0007), "12:01:23");
+    EXPECT_EQ(textOf(tree, note, 0x005D), "1648");
+    const IFD* settings = named(tree, "Pentax CameraSettings");
+    ASSERT_NE(settings, nullptr);
+    std::ostringstream shown;
+    for (const Field& f : *settings) {
+        f.display(shown, tree.displayContext().withLineEnds(true));
+    }
+    EXPECT_NE(shown.str().find("PictureMode2: 5\nProgramLine: 1\nEVSteps: 1\nE-DialInProgram: 0\nApertureRingUse: 1\n"
+                               "FlashOptions: 5\nMeteringMode2: 0\nAFPointMode: 1\nFocusMode2: 1\n"),
+              std::string::npos)
+        << shown.str();
+}

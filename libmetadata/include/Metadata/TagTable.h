@@ -75,6 +75,10 @@ const TagRow& globalTagRow(std::size_t index);
 const TagRow* standardTagTable(std::uint32_t directoryId) noexcept;
 // The first row with this tag (and, when `needFormatter`, a formatter); null when none.
 const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormatter) noexcept;
+// The row of `field` in the table the context has for its directory. A maker's tag that holds
+// a number on some cameras and a record on others has a row for each type; the one of the
+// field's type is taken.
+const TagRow* findTagRow(const DisplayContext& context, const Field& field, bool needFormatter) noexcept;
 
 // How the fields of one EXIF tree are shown: the unit its resolutions name, whether display
 // lines end with a line end, and the table of each of its directories. A tree makes its own when

@@ -43,8 +43,8 @@ constexpr TagRow Type2[] = {
     row(0x001F, Short, "Saturation", values),
     row(0x0020, Short, "Contrast", values),
     row(0x0021, Short, "Sharpness", values),
-    row(0x2000, Undefined, "PreviewImage", values, AnyCount),
-    row(0x2001, Ascii, "FirmwareDate", text, AnyCount),
+    row(0x2000, Undefined, "PreviewImage", binary, AnyCount),
+    row(0x2001, Ascii, "FirmwareDate", values, AnyCount),
     row(0x2011, Short, "WhiteBalanceBias", values, 2),
     row(0x2012, Short, "WhiteBalance", values),
     row(0x2021, Short, "AFPointPosition", values, 4),
@@ -96,12 +96,37 @@ bool firstByte(const Field& field, double& value)
     return true;
 }
 
+// A text in parts with NULs between them (a date "0302", "2809", "45"), joined.
+bool withoutNuls(const Field& field, std::string& text)
+{
+    if (field.type() == Ascii) {
+        for (char c : field.textBytes()) {
+            if (c != 0) {
+                text += c;
+            }
+        }
+        return true;
+    }
+    std::vector<std::uint32_t> bytes;
+    if (!numbers(field, bytes, 1) || field.type() != Undefined) {
+        return false;
+    }
+    for (std::uint32_t b : bytes) {
+        if (b != 0) {
+            text += static_cast<char>(b);
+        }
+    }
+    return true;
+}
+
 constexpr Conversion Conversions[] = {
     {DirectoryId::MakerNote, 0x0006, single<millimetresToMetres>},
     {0, 0, nullptr},
 };
 
 constexpr Conversion Type2Conversions[] = {
+    asOffset(DirectoryId::MakerNote, 0x0004),
+    asText(DirectoryId::MakerNote, 0x2001, withoutNuls),
     {DirectoryId::MakerNote, 0x2022, single<millimetresToMetres>},
     {DirectoryId::MakerNote, 0x3011, firstByte},
     {DirectoryId::MakerNote, 0x3012, firstByte},

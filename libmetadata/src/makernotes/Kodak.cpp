@@ -52,7 +52,30 @@ constexpr TagRow Main[] = {
 double hundredthsOf(double v) { return v / 100; }
 double exposureTimeOf(double v) { return v / 100000; }
 
+// The month and day, and the time to hundredths of a second, as one number per byte.
+bool monthDayOf(const Field& field, std::string& text)
+{
+    std::vector<std::uint32_t> v;
+    if (!numbers(field, v, 2)) {
+        return false;
+    }
+    text = zeroPadded(v[0], 2) + ':' + zeroPadded(v[1], 2);
+    return true;
+}
+
+bool timeOf(const Field& field, std::string& text)
+{
+    std::vector<std::uint32_t> v;
+    if (!numbers(field, v, 4)) {
+        return false;
+    }
+    text = zeroPadded(v[0], 2) + ':' + zeroPadded(v[1], 2) + ':' + zeroPadded(v[2], 2) + '.' + zeroPadded(v[3], 2);
+    return true;
+}
+
 constexpr Conversion Conversions[] = {
+    asText(DirectoryId::MakerNote, 0x12, monthDayOf),
+    asText(DirectoryId::MakerNote, 0x14, timeOf),
     {DirectoryId::MakerNote, 30, single<hundredthsOf>},
     {DirectoryId::MakerNote, 32, single<exposureTimeOf>},
     {DirectoryId::MakerNote, 98, single<hundredthsOf>},

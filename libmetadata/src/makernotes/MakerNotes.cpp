@@ -190,6 +190,73 @@ void Builder::directory(std::uint16_t tag, const char* name, const TagRow* table
     add(std::move(directory), table);
 }
 
+void Builder::embedded(std::uint16_t tag, const char* name, const TagRow* table, const char* signature,
+                       std::uint32_t skip, Order order, bool ownBase)
+{
+    const Field* value = main().find(tag);
+    if (value == nullptr || value->damaged() || value->type() != Undefined) {
+        return;
+    }
+    const ValueList<std::uint8_t>& bytes = value->rawBytes();
+    const std::size_t signatureSize = signature != nullptr ? std::strlen(signature) : 0;
+    if (bytes.size() < std::size_t{skip} + 2 || signatureSize > bytes.size() ||
+        (signatureSize > 0 && std::memcmp(bytes.data(), signature, signatureSize) != 0)) {
+        return;
+    }
+    const TIFFReader& note = *reading_.reader;
+    const bool big = order == Order::Big ? true : order == Order::Little ? false : note.bigEndian();
+    const std::uint64_t base = ownBase ? note.base() + value->valueOffset() : note.base();
+    const std::uint32_t at = ownBase ? skip : value->valueOffset() + skip;
+    auto reader = std::make_shared<TIFFReader>(note.source(), base, big, 0);
+    if (!plausibleDirectory(*reader, at) || reader->directoryRead(at)) {
+        return;
+    }
+    auto directory = std::make_shared<IFD>(reader, subDirectoryId(tag), at);
+    directory->setName(name);
+    add(std::move(directory), table);
+}
+
+bool numbers(const Field& field, std::vector<std::uint32_t>& values, std::size_t least)
+{
+    values.clear();
+    if (field.damaged()) {
+        return false;
+    }
+    const auto type = static_cast<FieldType>(field.type());
+    if (type == FieldType::Undefined) {
+        for (std::uint8_t b : field.rawBytes()) {
+            values.push_back(b);
+        }
+    } else if (type == FieldType::Byte || type == FieldType::Short || type == FieldType::Long) {
+        for (std::uint32_t v : field.unsignedValues()) {
+            values.push_back(v);
+        }
+    }
+    return values.size() >= least && !values.empty();
+}
+
+std::string zeroPadded(std::uint32_t v, int width)
+{
+    std::string text = std::to_string(v);
+    if (text.size() < static_cast<std::size_t>(width)) {
+        text.insert(0, static_cast<std::size_t>(width) - text.size(), '0');
+    }
+    return text;
+}
+
+bool bigEndianNumber(const Field& field, double& value)
+{
+    if (field.damaged() || field.type() != Undefined || field.count() == 0 || field.count() > 8) {
+        return false;
+    }
+    std::uint64_t v = 0;
+    for (std::uint8_t b : field.rawBytes()) {
+        v = v << 8 | b;
+    }
+    value = static_cast<double>(v);
+    return true;
+}
+
 bool oneNumber(const Field& field, double& value)
 {
     if (field.damaged() || field.count() != 1) {
@@ -227,7 +294,7 @@ bool convertedValue(const Form& form, const DisplayContext& context, const Field
             break;
         }
     }
-    if (const TagRow* row = findTagRow(context.table(field.directoryId()), field.tag(), false);
+    if (const TagRow* row = findTagRow(context, field, false);
         row != nullptr && row->reserved != 0 && row->formatter == &Formatters::masked) {
         std::uint32_t v = 0;
         if (!maskedValue(field, row->reserved, v)) {

@@ -91,6 +91,15 @@ template <double (*Convert)(double) = asStored> bool first(const Field& field, d
 // A field's one number, signed where its type is; false when it holds not exactly one.
 bool oneNumber(const Field& field, double& value);
 
+// A field's unsigned numbers (of BYTE, SHORT or LONG, or the bytes of UNDEFINED); false when
+// it holds fewer than `least`.
+bool numbers(const Field& field, std::vector<std::uint32_t>& values, std::size_t least);
+// `v` in at least `width` decimal digits, zeros in front.
+std::string zeroPadded(std::uint32_t v, int width);
+// A big-endian unsigned number of up to eight bytes of an UNDEFINED field (a counter kept in
+// more bits than a LONG has).
+bool bigEndianNumber(const Field& field, double& value);
+
 // A conversion of a field's one number.
 template <double (*Convert)(double)> bool single(const Field& field, double& value)
 {
@@ -200,6 +209,11 @@ public:
     // (an entry of type UNDEFINED: the directory is its value).
     void directory(std::uint16_t tag, const char* name, const TagRow* table);
 
+    // A directory inside entry `tag`'s value: after `signature` (null: none) and `skip` bytes,
+    // in the byte order `order`, its offsets counting from the value's start when `ownBase`,
+    // from the note's base otherwise.
+    void embedded(std::uint16_t tag, const char* name, const TagRow* table, const char* signature,
+                  std::uint32_t skip, Order order, bool ownBase);
     // A directory the maker's code made of `fields` (read with reader()), shown with `table`.
     void add(std::shared_ptr<IFD> directory, const TagRow* table);
     // Directory `id` belongs to a group of its own ("CanonCustom"), not the note's.

@@ -77,6 +77,27 @@ double fromThreeOf(double v) { return v - 3; }
 double flashCompensationOf(double v) { return (v - 6) / 3; }
 double brightnessOf(double v) { return v / 8 - 6; }
 
+// A date or a time packed in one number: year (or hour) above bit 16, then a byte each.
+bool packedDateOf(const Field& field, std::string& text)
+{
+    std::uint32_t v = 0;
+    if (field.count() != 1 || !field.getUInt32(v)) {
+        return false;
+    }
+    text = std::to_string(v >> 16) + ':' + zeroPadded(v >> 8 & 0xFF, 2) + ':' + zeroPadded(v & 0xFF, 2);
+    return true;
+}
+
+bool packedTimeOf(const Field& field, std::string& text)
+{
+    std::uint32_t v = 0;
+    if (field.count() != 1 || !field.getUInt32(v)) {
+        return false;
+    }
+    text = zeroPadded(v >> 16, 2) + ':' + zeroPadded(v >> 8 & 0xFF, 2) + ':' + zeroPadded(v & 0xFF, 2);
+    return true;
+}
+
 constexpr std::uint32_t OldId = subDirectoryId(0x0001);
 constexpr std::uint32_t NewId = subDirectoryId(0x0003);
 
@@ -87,11 +108,12 @@ constexpr std::uint32_t NewId = subDirectoryId(0x0003);
         {id, 28, single<balanceOf>}, {id, 29, single<balanceOf>}, {id, 30, single<balanceOf>}, \
         {id, 31, single<fromThreeOf>}, {id, 32, single<fromThreeOf>},                          \
         {id, 35, single<flashCompensationOf>}, {id, 41, single<fromThreeOf>},                 \
-        {id, 44, single<brightnessOf>}
+        {id, 44, single<brightnessOf>}, asText(id, 21, packedDateOf), asText(id, 22, packedTimeOf)
 
 constexpr Conversion Conversions[] = {
     MINOLTA_CONVERSIONS(OldId),
     MINOLTA_CONVERSIONS(NewId),
+    asOffset(DirectoryId::MakerNote, 0x0088),
     {0, 0, nullptr},
 };
 
@@ -110,7 +132,7 @@ constexpr TagRow Main[] = {
     row(0x0000, Undefined, "MakerNoteVersion", values, AnyCount),
     row(0x0018, Undefined, "ImageStabilization", values, AnyCount),
     row(0x0040, Long, "CompressedImageSize", values),
-    row(0x0081, Undefined, "PreviewImage", values, AnyCount),
+    row(0x0081, Undefined, "PreviewImage", binary, AnyCount),
     row(0x0088, Long, "PreviewImageStart", values),
     row(0x0089, Long, "PreviewImageLength", values),
     row(0x0100, Long, "SceneMode", values),

@@ -44,7 +44,7 @@ constexpr TagRow Main[] = {
     row(0x0403, Short, "SceneMode", values),
     row(0x0404, Ascii, "SerialNumber", text, AnyCount),
     row(0x0405, Ascii, "Firmware", text, AnyCount),
-    row(0x0F00, Undefined, "DataDump", values, AnyCount),
+    row(0x0F00, Undefined, "DataDump", binary, AnyCount),
     row(0x0F01, Undefined, "DataDump2", values, AnyCount),
     row(0x0F04, Long, "ZoomedPreviewStart", values),
     row(0x0F05, Long, "ZoomedPreviewLength", values),
@@ -333,7 +333,45 @@ double balanceOf(double v) { return v / 256; }
 
 constexpr std::uint32_t EquipmentId = subDirectoryId(0x2010);
 
+// The focus distance: the numerator alone counts millimetres (some cameras write tenths in it
+// with a denominator of 10); all bits set is infinity, shown as 0.
+bool focusDistanceOf(const Field& field, double& value)
+{
+    if (field.type() != Rational || field.count() == 0) {
+        return false;
+    }
+    const std::uint32_t mm = field.unsignedRationals()[0].numerator;
+    value = mm == 0xFFFFFFFF ? 0 : mm / 1000.0;
+    return true;
+}
+
+// The extender: its make and model, as hexadecimal numbers.
+bool extenderOf(const Field& field, std::string& text)
+{
+    std::vector<std::uint32_t> v;
+    if (!numbers(field, v, 3)) {
+        return false;
+    }
+    static const char digits[] = "0123456789abcdef";
+    auto hex = [&](std::uint32_t n, bool two) {
+        std::string h;
+        do {
+            h.insert(h.begin(), digits[n % 16]);
+            n /= 16;
+        } while (n > 0);
+        return two && h.size() < 2 ? '0' + h : h;
+    };
+    text = hex(v[0], false) + ' ' + hex(v[2], true);
+    return true;
+}
+
+constexpr std::uint32_t CameraSettingsId = subDirectoryId(0x2020);
+constexpr std::uint32_t FocusInfoId = subDirectoryId(0x2050);
+
 constexpr Conversion Conversions[] = {
+    asOffset(CameraSettingsId, 0x0101),
+    asText(EquipmentId, 0x0301, extenderOf),
+    {FocusInfoId, 0x0305, focusDistanceOf},
     {DirectoryId::MakerNote, 0x1017, first<balanceOf>},
     {DirectoryId::MakerNote, 0x1018, first<balanceOf>},
     {EquipmentId, 0x0205, single<apertureOf>},

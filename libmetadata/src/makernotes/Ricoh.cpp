@@ -9,7 +9,42 @@ using namespace Formatters;
 namespace {
 
 // Tag names as exiftool gives them, so that scripts written against its output carry over.
+// The picture's record (tag 0x1001 where it is not a number).
+constexpr TagRow ImageInfo[] = {
+    row(0, Short, "RicohImageWidth", values),
+    row(2, Short, "RicohImageHeight", values),
+    row(28, Short, "PreviewImageStart", values),
+    row(30, Short, "PreviewImageLength", values),
+    row(32, Byte, "FlashMode", values),
+    row(33, Byte, "Macro", values),
+    row(34, Byte, "Sharpness", values),
+    row(38, Byte, "WhiteBalance", values),
+    row(39, Byte, "ISOSetting", values),
+    row(40, Byte, "Saturation", values),
+    End,
+};
+
+// The camera's information (tag 0x2001): "[Ricoh Camera Info]" before a big-endian directory.
+constexpr TagRow CameraInfo[] = {
+    row(0x0004, Ascii, "ManufactureDate1", text, AnyCount),
+    row(0x0005, Ascii, "ManufactureDate2", text, AnyCount),
+    row(0x002A, Undefined, "NoiseReduction", values, AnyCount),
+    End,
+};
+
+void subDirectories(Builder& build)
+{
+    if (const Field* info = build.main().find(0x1001); info != nullptr && info->type() != Short) {
+        build.array(0x1001, "Ricoh ImageInfo", ImageInfo, 1);
+    }
+    // The Caplio RR1 counts the directory's offsets from the value; the others from the note's.
+    const bool rr1 = build.model().rfind("Caplio RR1", 0) == 0;
+    build.embedded(0x2001, "Ricoh CameraInfo", CameraInfo, "[Ricoh Camera Info]", 20, Order::Big, rr1);
+}
+
 constexpr TagRow Main[] = {
+    row(0x1001, Undefined, "ImageInfo", silent, AnyCount),
+    row(0x2001, Undefined, "RicohSubdir", silent, AnyCount),
     row(0x0001, Ascii, "MakerNoteType", text, AnyCount),
     row(0x0002, Ascii, "FirmwareVersion", text, AnyCount),
     row(0x0005, Undefined, "SerialNumber", values, AnyCount),
@@ -59,8 +94,8 @@ constexpr TagRow Main[] = {
 const std::vector<Form>& ricohForms()
 {
     static const std::vector<Form> forms = {
-        {"Ricoh", "RICOH\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr},
-        {"Ricoh", "Ricoh\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, nullptr, nullptr}
+        {"Ricoh", "RICOH\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, nullptr},
+        {"Ricoh", "Ricoh\0", 6, nullptr, 8, false, Base::Tiff, Order::Parent, 0, Main, subDirectories, nullptr}
     };
     return forms;
 }

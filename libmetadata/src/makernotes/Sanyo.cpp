@@ -34,7 +34,7 @@ constexpr TagRow Main[] = {
     row(0x0223, Rational, "ManualFocusDistance", values),
     row(0x0224, Short, "SequenceShotInterval", values),
     row(0x0225, Short, "FlashMode", values),
-    row(0x0F00, Undefined, "DataDump", values, AnyCount),
+    row(0x0F00, Undefined, "DataDump", binary, AnyCount),
     End,
 };
 
