@@ -320,7 +320,7 @@ constexpr TagRow Processing[] = {
     row(6, SShort, "WhiteBalanceRed", values),
     row(7, SShort, "WhiteBalanceBlue", values),
     row(8, SShort, "WhiteBalance", values),
-    row(9, SShort, "ColorTemperature", kelvin),
+    row(9, SShort, "ColorTemperature", values),
     row(10, SShort, "PictureStyle", values),
     row(11, SShort, "DigitalGain", values),
     row(12, SShort, "WBShiftAB", values),
