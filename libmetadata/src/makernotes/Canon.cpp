@@ -685,11 +685,11 @@ bool cameraIso(const Field& field, std::string& value)
     return true;
 }
 
-// Seconds since 1970 as a date and time (UTC, as exiftool reads them).
+// Seconds since 1970 as a date and time (UTC, as exiftool reads them); 0 is no time.
 bool unixTime(const Field& field, std::string& value)
 {
     std::uint32_t seconds = 0;
-    if (field.count() != 1 || !field.getUInt32(seconds)) {
+    if (field.count() != 1 || !field.getUInt32(seconds) || seconds == 0) {
         return false;
     }
     // Days to a civil date (proleptic Gregorian), from an era of 400 years.
