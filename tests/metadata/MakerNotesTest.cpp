@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -71,6 +73,21 @@ std::string textOf(const EXIF& tree, const IFD* directory, std::uint16_t tag)
     }
     const Field* f = directory->find(tag);
     return f == nullptr ? "(no field)" : f->valueText(tree.displayContext());
+}
+
+// A tree holding the note `make(at)` writes, where `at` is the note's place from the TIFF header
+// (Canon's offsets count from there): written once to find the place, then again with it. The
+// note's first eight bytes must not depend on it.
+EXIF treeWithNoteAt(const std::string& make, const std::function<Note(std::uint32_t)>& write)
+{
+    const Note first = write(0);
+    TiffBuilder b(false);
+    TiffBuilder::Dir& exif = b.newDir();
+    b.ifd0().ascii(271, make).pointer(34665, exif);
+    exif.rationals(33434, {{1, 60}}).bytes(37500, first.bytes);
+    const std::vector<std::uint8_t> bytes = b.build();
+    const auto found = std::search(bytes.begin(), bytes.end(), first.bytes.begin(), first.bytes.begin() + 8);
+    return treeWith(make, write(static_cast<std::uint32_t>(found - bytes.begin())));
 }
 
 const IFD* named(const EXIF& tree, const std::string& name)
@@ -220,9 +237,10 @@ TEST(MakerNoteRecords, ThePropertyListOfARunTimeIsReadOnlyWhereItHoldsTogether)
         p[at] = byte;
         return p;
     };
-    const std::size_t trailer = runTimeList(5).size() - 32;
+    const std::vector<std::uint8_t> whole = runTimeList(5);
+    const std::size_t trailer = whole.size() - 32;
     for (const auto& plist : {lying(trailer + 31, 0xF0), lying(trailer + 15, 0xFF), lying(10, 9), lying(11, 0x45),
-                              lying(17, 0x1F), std::vector<std::uint8_t>(runTimeList(5).begin(), runTimeList(5).begin() + 40)}) {
+                              lying(17, 0x1F), std::vector<std::uint8_t>(whole.begin(), whole.begin() + 40)}) {
         const EXIF tree = treeWith("Apple", appleNote(plist));
         EXPECT_EQ(tree.makerNoteGroup(), "Apple");
         EXPECT_EQ(named(tree, "Apple RunTime"), nullptr);
@@ -270,4 +288,35 @@ TEST(MakerNoteRecords, BitsAndCodesAreShownAsTheCameraMeansThem)
                                "FlashOptions: 5\nMeteringMode2: 0\nAFPointMode: 1\nFocusMode2: 1\n"),
               std::string::npos)
         << shown.str();
+}
+
+TEST(MakerNoteForms, CanonRecordsThatClaimMoreThanTheyHoldAreReadAsFarAsTheyGo)
+{
+    // An auto-focus record that claims 65535 AF points in 20 bytes: its fixed values, none of
+    // the per-point lists. Custom functions whose second function claims 1000 values where one
+    // is, and whose second group claims more than the record: the first function alone.
+    const EXIF c = treeWithNoteAt("Canon", [](std::uint32_t at) {
+        Note note{false, {}};
+        const std::uint32_t afInfo = at + 2 + 2 * 12 + 4;
+        note.u16(2).entry(0x0026, 3, 10, afInfo).entry(0x0099, 4, 14, afInfo + 20).u32(0);
+        note.u16(20).u16(2).u16(0xFFFF).u16(9).u16(3888).u16(2592).u16(3888).u16(2592).u16(112).u16(168);
+        note.u16(56).u16(0).u32(2);
+        note.u32(1).u32(32).u32(2).u32(0x0101).u32(1).u32(1).u32(0x0102).u32(1000).u32(7);
+        note.u32(2).u32(0x7FFFFFFF).u32(5);
+        return note;
+    });
+    const IFD* af = named(c, "Canon AFInfo2");
+    ASSERT_NE(af, nullptr);
+    EXPECT_EQ(af->size(), 8u);
+    EXPECT_EQ(textOf(c, af, 2), "65535");
+    EXPECT_EQ(textOf(c, af, 8), "(no field)");
+
+    const IFD* custom = named(c, "Canon CustomFunctions2");
+    ASSERT_NE(custom, nullptr);
+    EXPECT_EQ(custom->size(), 1u);
+    EXPECT_EQ(textOf(c, custom, 0x0101), "1");
+    EXPECT_EQ(c.makerNoteGroup(custom->id()), "CanonCustom");
+    std::string label;
+    ASSERT_TRUE(custom->find(0x0101)->name(label, c.displayContext()));
+    EXPECT_EQ(label, "ExposureLevelIncrements");
 }

@@ -1,16 +1,19 @@
 // Canon's notes: a plain directory whose offsets count from the EXIF block's TIFF header, with
 // arrays of 16-bit values (camera settings, shot information, focal length, file information)
 // that hold most of what a photographer looks for.
-#include "MakerNotes.h"
+#include "Canon.h"
 
 #include "../FormatterSupport.h"
 
 #include <cmath>
+#include <cstdio>
+#include <vector>
 
 namespace Metadata::MakerNotes {
 
 using namespace FormatterSupport;
 using namespace Formatters;
+using Canon::modelMatches;
 
 namespace {
 
@@ -220,9 +223,9 @@ constexpr TagRow ShotInfo[] = {
     End,
 };
 
-// File information (tag 0x93).
+// File information (tag 0x93). Its first value means something on a few older models only (a
+// file number in an order of bits of their own, a shutter count), and is left out.
 constexpr TagRow FileInfo[] = {
-    row(1, Long, "FileNumber", values),
     row(3, SShort, "BracketMode", values),
     row(4, SShort, "BracketValue", values),
     row(5, SShort, "BracketShotNumber", values),
@@ -244,7 +247,16 @@ constexpr TagRow FileInfo[] = {
     End,
 };
 
-// Auto-focus information (tag 0x12): the fixed part before the per-point lists.
+// Counts of the auto-focus records' lists, which follow the number of AF points: one value per
+// point, or one bit per point in 16-bit words. The EOS cameras end the record with the last list
+// that is theirs; the others go on with values of their own.
+constexpr std::uint32_t PerPoint = 0xFFFF0001;
+constexpr std::uint32_t PerPointBits = 0xFFFF0002;
+constexpr std::uint32_t EosPerPointBits = 0xFFFF0003; // an EOS's only; the others' record ends before it
+constexpr std::uint32_t NotEos = 0xFFFF0004;          // one value, no EOS's
+
+// Auto-focus information of the older cameras (tag 0x12): 16-bit values one after the other, a
+// row's tag its place in that order.
 constexpr TagRow AFInfo[] = {
     row(0, Short, "NumAFPoints", values),
     row(1, Short, "ValidAFPoints", values),
@@ -254,6 +266,87 @@ constexpr TagRow AFInfo[] = {
     row(5, Short, "AFImageHeight", values),
     row(6, Short, "AFAreaWidth", values),
     row(7, Short, "AFAreaHeight", values),
+    row(8, SShort, "AFAreaXPositions", values, PerPoint),
+    row(9, SShort, "AFAreaYPositions", values, PerPoint),
+    row(10, SShort, "AFPointsInFocus", values, PerPointBits),
+    row(11, Short, "PrimaryAFPoint", values, NotEos),
+    End,
+};
+
+// Auto-focus information of the newer cameras (tag 0x26).
+constexpr TagRow AFInfo2[] = {
+    row(0, Short, "AFInfoSize", values),
+    row(1, Short, "AFAreaMode", values),
+    row(2, Short, "NumAFPoints", values),
+    row(3, Short, "ValidAFPoints", values),
+    row(4, Short, "CanonImageWidth", values),
+    row(5, Short, "CanonImageHeight", values),
+    row(6, Short, "AFImageWidth", values),
+    row(7, Short, "AFImageHeight", values),
+    row(8, SShort, "AFAreaWidths", values, PerPoint),
+    row(9, SShort, "AFAreaHeights", values, PerPoint),
+    row(10, SShort, "AFAreaXPositions", values, PerPoint),
+    row(11, SShort, "AFAreaYPositions", values, PerPoint),
+    row(12, SShort, "AFPointsInFocus", values, PerPointBits),
+    row(13, SShort, "AFPointsSelected", values, EosPerPointBits),
+    End,
+};
+
+// Crop margins (tag 0x98) and the aspect ratio's frame (tag 0x9a, 32-bit values).
+constexpr TagRow CropInfo[] = {
+    row(0, Short, "CropLeftMargin", values),
+    row(1, Short, "CropRightMargin", values),
+    row(2, Short, "CropTopMargin", values),
+    row(3, Short, "CropBottomMargin", values),
+    End,
+};
+
+constexpr TagRow AspectInfo[] = {
+    row(0, Long, "AspectRatio", values),
+    row(1, Long, "CroppedImageWidth", values),
+    row(2, Long, "CroppedImageHeight", values),
+    row(3, Long, "CroppedImageLeft", values),
+    row(4, Long, "CroppedImageTop", values),
+    End,
+};
+
+// How the camera processed the picture (tag 0xa0).
+constexpr TagRow Processing[] = {
+    row(1, SShort, "ToneCurve", values),
+    row(2, SShort, "Sharpness", values),
+    row(3, SShort, "SharpnessFrequency", values),
+    row(4, SShort, "SensorRedLevel", values),
+    row(5, SShort, "SensorBlueLevel", values),
+    row(6, SShort, "WhiteBalanceRed", values),
+    row(7, SShort, "WhiteBalanceBlue", values),
+    row(8, SShort, "WhiteBalance", values),
+    row(9, SShort, "ColorTemperature", values),
+    row(10, SShort, "PictureStyle", values),
+    row(11, SShort, "DigitalGain", values),
+    row(12, SShort, "WBShiftAB", values),
+    row(13, SShort, "WBShiftGM", values),
+    End,
+};
+
+// The sensor's size and the part of it the picture was taken from (tag 0xe0).
+constexpr TagRow SensorInfo[] = {
+    row(1, SShort, "SensorWidth", values),
+    row(2, SShort, "SensorHeight", values),
+    row(5, SShort, "SensorLeftBorder", values),
+    row(6, SShort, "SensorTopBorder", values),
+    row(7, SShort, "SensorRightBorder", values),
+    row(8, SShort, "SensorBottomBorder", values),
+    row(9, SShort, "BlackMaskLeftBorder", values),
+    row(10, SShort, "BlackMaskTopBorder", values),
+    row(11, SShort, "BlackMaskRightBorder", values),
+    row(12, SShort, "BlackMaskBottomBorder", values),
+    End,
+};
+
+// Focus fine tuning (tag 0x4013), 32-bit steps.
+constexpr TagRow AFMicroAdj[] = {
+    row(1, SLong, "AFMicroAdjMode", values),
+    row(2, SRational, "AFMicroAdjValue", values),
     End,
 };
 
@@ -278,7 +371,146 @@ constexpr TagRow MeasuredColor[] = {
     End,
 };
 
-// Camera information of the EOS-1D Mark III (tag 0x0d), bytes; some values big-endian.
+// Colour data (tag 0x4001): white balance levels (red, green, green, blue) and the colour
+// temperature of each preset. Its layout goes with its size, as exiftool tells them apart.
+constexpr TagRow ColorData1[] = { // 20D, 350D
+    row(0x19, SShort, "WB_RGGBLevelsAsShot", values, 4),
+    row(0x1d, SShort, "ColorTempAsShot", values),
+    row(0x1e, SShort, "WB_RGGBLevelsAuto", values, 4),
+    row(0x22, SShort, "ColorTempAuto", values),
+    row(0x23, SShort, "WB_RGGBLevelsDaylight", values, 4),
+    row(0x27, SShort, "ColorTempDaylight", values),
+    row(0x28, SShort, "WB_RGGBLevelsShade", values, 4),
+    row(0x2c, SShort, "ColorTempShade", values),
+    row(0x2d, SShort, "WB_RGGBLevelsCloudy", values, 4),
+    row(0x31, SShort, "ColorTempCloudy", values),
+    row(0x32, SShort, "WB_RGGBLevelsTungsten", values, 4),
+    row(0x36, SShort, "ColorTempTungsten", values),
+    row(0x37, SShort, "WB_RGGBLevelsFluorescent", values, 4),
+    row(0x3b, SShort, "ColorTempFluorescent", values),
+    row(0x3c, SShort, "WB_RGGBLevelsFlash", values, 4),
+    row(0x40, SShort, "ColorTempFlash", values),
+    row(0x41, SShort, "WB_RGGBLevelsCustom1", values, 4),
+    row(0x45, SShort, "ColorTempCustom1", values),
+    row(0x46, SShort, "WB_RGGBLevelsCustom2", values, 4),
+    row(0x4a, SShort, "ColorTempCustom2", values),
+    End,
+};
+
+constexpr TagRow ColorData2[] = { // 1D Mark II, 1Ds Mark II
+    row(0x18, SShort, "WB_RGGBLevelsAuto", values, 4),
+    row(0x1c, SShort, "ColorTempAuto", values),
+    row(0x22, SShort, "WB_RGGBLevelsAsShot", values, 4),
+    row(0x26, SShort, "ColorTempAsShot", values),
+    row(0x27, SShort, "WB_RGGBLevelsDaylight", values, 4),
+    row(0x2b, SShort, "ColorTempDaylight", values),
+    row(0x2c, SShort, "WB_RGGBLevelsShade", values, 4),
+    row(0x30, SShort, "ColorTempShade", values),
+    row(0x31, SShort, "WB_RGGBLevelsCloudy", values, 4),
+    row(0x35, SShort, "ColorTempCloudy", values),
+    row(0x36, SShort, "WB_RGGBLevelsTungsten", values, 4),
+    row(0x3a, SShort, "ColorTempTungsten", values),
+    row(0x3b, SShort, "WB_RGGBLevelsFluorescent", values, 4),
+    row(0x3f, SShort, "ColorTempFluorescent", values),
+    row(0x40, SShort, "WB_RGGBLevelsKelvin", values, 4),
+    row(0x44, SShort, "ColorTempKelvin", values),
+    row(0x45, SShort, "WB_RGGBLevelsFlash", values, 4),
+    row(0x49, SShort, "ColorTempFlash", values),
+    row(0x90, SShort, "WB_RGGBLevelsPC1", values, 4),
+    row(0x94, SShort, "ColorTempPC1", values),
+    row(0x95, SShort, "WB_RGGBLevelsPC2", values, 4),
+    row(0x99, SShort, "ColorTempPC2", values),
+    row(0x9a, SShort, "WB_RGGBLevelsPC3", values, 4),
+    row(0x9e, SShort, "ColorTempPC3", values),
+    row(0x26a, Long, "RawMeasuredRGGB", values, 4),
+    End,
+};
+
+constexpr TagRow ColorData3[] = { // 1D Mark II N, 5D, 30D, 400D
+    row(0x00, SShort, "ColorDataVersion", values),
+    row(0x3f, SShort, "WB_RGGBLevelsAsShot", values, 4),
+    row(0x43, SShort, "ColorTempAsShot", values),
+    row(0x44, SShort, "WB_RGGBLevelsAuto", values, 4),
+    row(0x48, SShort, "ColorTempAuto", values),
+    row(0x49, SShort, "WB_RGGBLevelsMeasured", values, 4),
+    row(0x4d, SShort, "ColorTempMeasured", values),
+    row(0x4e, SShort, "WB_RGGBLevelsDaylight", values, 4),
+    row(0x52, SShort, "ColorTempDaylight", values),
+    row(0x53, SShort, "WB_RGGBLevelsShade", values, 4),
+    row(0x57, SShort, "ColorTempShade", values),
+    row(0x58, SShort, "WB_RGGBLevelsCloudy", values, 4),
+    row(0x5c, SShort, "ColorTempCloudy", values),
+    row(0x5d, SShort, "WB_RGGBLevelsTungsten", values, 4),
+    row(0x61, SShort, "ColorTempTungsten", values),
+    row(0x62, SShort, "WB_RGGBLevelsFluorescent", values, 4),
+    row(0x66, SShort, "ColorTempFluorescent", values),
+    row(0x67, SShort, "WB_RGGBLevelsKelvin", values, 4),
+    row(0x6b, SShort, "ColorTempKelvin", values),
+    row(0x6c, SShort, "WB_RGGBLevelsFlash", values, 4),
+    row(0x70, SShort, "ColorTempFlash", values),
+    row(0x71, SShort, "WB_RGGBLevelsPC1", values, 4),
+    row(0x75, SShort, "ColorTempPC1", values),
+    row(0x76, SShort, "WB_RGGBLevelsPC2", values, 4),
+    row(0x7a, SShort, "ColorTempPC2", values),
+    row(0x7b, SShort, "WB_RGGBLevelsPC3", values, 4),
+    row(0x7f, SShort, "ColorTempPC3", values),
+    row(0x80, SShort, "WB_RGGBLevelsCustom", values, 4),
+    row(0x84, SShort, "ColorTempCustom", values),
+    row(0xc4, Short, "PerChannelBlackLevel", values, 4),
+    End,
+};
+
+// 40D, 1D Mark III, 1Ds Mark III, 450D, 1000D, 50D, 5D Mark II, 500D, 7D, 1D Mark IV, 550D,
+// 60D, 1100D: the levels from 0x3f on.
+constexpr TagRow ColorData4[] = {
+    row(0x00, SShort, "ColorDataVersion", values),
+    row(0x3f, SShort, "WB_RGGBLevelsAsShot", values, 4),
+    row(0x43, SShort, "ColorTempAsShot", values),
+    row(0x44, SShort, "WB_RGGBLevelsAuto", values, 4),
+    row(0x48, SShort, "ColorTempAuto", values),
+    row(0x49, SShort, "WB_RGGBLevelsMeasured", values, 4),
+    row(0x4d, SShort, "ColorTempMeasured", values),
+    row(0x53, SShort, "WB_RGGBLevelsDaylight", values, 4),
+    row(0x57, SShort, "ColorTempDaylight", values),
+    row(0x58, SShort, "WB_RGGBLevelsShade", values, 4),
+    row(0x5c, SShort, "ColorTempShade", values),
+    row(0x5d, SShort, "WB_RGGBLevelsCloudy", values, 4),
+    row(0x61, SShort, "ColorTempCloudy", values),
+    row(0x62, SShort, "WB_RGGBLevelsTungsten", values, 4),
+    row(0x66, SShort, "ColorTempTungsten", values),
+    row(0x67, SShort, "WB_RGGBLevelsFluorescent", values, 4),
+    row(0x6b, SShort, "ColorTempFluorescent", values),
+    row(0x6c, SShort, "WB_RGGBLevelsKelvin", values, 4),
+    row(0x70, SShort, "ColorTempKelvin", values),
+    row(0x71, SShort, "WB_RGGBLevelsFlash", values, 4),
+    row(0x75, SShort, "ColorTempFlash", values),
+    row(0xe7, Short, "AverageBlackLevel", values, 4),
+    row(0x280, Long, "RawMeasuredRGGB", values, 4),
+    End,
+};
+
+struct ColorDataLayout {
+    std::uint32_t counts[9]; // the record's numbers of 16-bit values; 0 ends the list
+    const TagRow* table;
+};
+
+constexpr ColorDataLayout ColorDataLayouts[] = {
+    {{582}, ColorData1},
+    {{653}, ColorData2},
+    {{796}, ColorData3},
+    {{692, 674, 702, 1227, 1250, 1251, 1337, 1338, 1346}, ColorData4},
+};
+
+// Camera information of the EOS-1D Mark III and 1Ds Mark III (tag 0x0d), bytes; some values
+// big-endian whatever the note's order. From 0x2aa on, the settings of each picture style,
+// 32-bit values.
+constexpr std::uint16_t PictureStyles1DmkIII = 0x2AA;
+
+constexpr TagRow style(std::uint16_t at, const char* name, std::uint16_t type = SLong)
+{
+    return row(static_cast<std::uint16_t>(PictureStyles1DmkIII + at), type, name, values);
+}
+
 constexpr TagRow CameraInfo1DmkIII[] = {
     row(3, Byte, "FNumber", values),
     row(4, Byte, "ExposureTime", values),
@@ -299,9 +531,64 @@ constexpr TagRow CameraInfo1DmkIII[] = {
     row(370, Long, "FileIndex", values),
     row(374, Long, "ShutterCount", values),
     row(382, Long, "DirectoryIndex", values),
+    style(0x00, "ContrastStandard"),
+    style(0x04, "SharpnessStandard"),
+    style(0x08, "SaturationStandard"),
+    style(0x0c, "ColorToneStandard"),
+    style(0x18, "ContrastPortrait"),
+    style(0x1c, "SharpnessPortrait"),
+    style(0x20, "SaturationPortrait"),
+    style(0x24, "ColorTonePortrait"),
+    style(0x30, "ContrastLandscape"),
+    style(0x34, "SharpnessLandscape"),
+    style(0x38, "SaturationLandscape"),
+    style(0x3c, "ColorToneLandscape"),
+    style(0x48, "ContrastNeutral"),
+    style(0x4c, "SharpnessNeutral"),
+    style(0x50, "SaturationNeutral"),
+    style(0x54, "ColorToneNeutral"),
+    style(0x60, "ContrastFaithful"),
+    style(0x64, "SharpnessFaithful"),
+    style(0x68, "SaturationFaithful"),
+    style(0x6c, "ColorToneFaithful"),
+    style(0x78, "ContrastMonochrome"),
+    style(0x7c, "SharpnessMonochrome"),
+    style(0x88, "FilterEffectMonochrome"),
+    style(0x8c, "ToningEffectMonochrome"),
+    style(0x90, "ContrastUserDef1"),
+    style(0x94, "SharpnessUserDef1"),
+    style(0x98, "SaturationUserDef1"),
+    style(0x9c, "ColorToneUserDef1"),
+    style(0xa0, "FilterEffectUserDef1"),
+    style(0xa4, "ToningEffectUserDef1"),
+    style(0xa8, "ContrastUserDef2"),
+    style(0xac, "SharpnessUserDef2"),
+    style(0xb0, "SaturationUserDef2"),
+    style(0xb4, "ColorToneUserDef2"),
+    style(0xb8, "FilterEffectUserDef2"),
+    style(0xbc, "ToningEffectUserDef2"),
+    style(0xc0, "ContrastUserDef3"),
+    style(0xc4, "SharpnessUserDef3"),
+    style(0xc8, "SaturationUserDef3"),
+    style(0xcc, "ColorToneUserDef3"),
+    style(0xd0, "FilterEffectUserDef3"),
+    style(0xd4, "ToningEffectUserDef3"),
+    style(0xd8, "UserDef1PictureStyle", Short),
+    style(0xda, "UserDef2PictureStyle", Short),
+    style(0xdc, "UserDef3PictureStyle", Short),
     row(1114, Long, "TimeStamp1", values),
     row(1118, Long, "TimeStamp", values),
     End,
+};
+
+// Which cameras' information each table reads.
+struct CameraInfoLayout {
+    const char* models;
+    const TagRow* table;
+};
+
+constexpr CameraInfoLayout CameraInfoLayouts[] = {
+    {"1D Mark III$|1Ds Mark III$", CameraInfo1DmkIII},
 };
 
 // The main directory. Entries decoded into directories of their own show no line here.
@@ -327,6 +614,16 @@ constexpr TagRow Main[] = {
     row(0x0028, Byte, "ImageUniqueID", values, AnyCount),
     row(0x0038, Undefined, "BatteryType", values, AnyCount),
     row(0x0012, Short, "CanonAFInfo", silent, AnyCount),
+    row(0x000F, Short, "CustomFunctions", silent, AnyCount),
+    row(0x0026, Short, "CanonAFInfo2", silent, AnyCount),
+    row(0x0090, Short, "CustomFunctions1D", silent, AnyCount),
+    row(0x0098, Short, "CropInfo", silent, AnyCount),
+    row(0x0099, Long, "CustomFunctions2", silent, AnyCount),
+    row(0x009A, Long, "AspectInfo", silent, AnyCount),
+    row(0x00A0, Short, "ProcessingInfo", silent, AnyCount),
+    row(0x00E0, Short, "SensorInfo", silent, AnyCount),
+    row(0x4001, Short, "ColorData", silent, AnyCount),
+    row(0x4013, Long, "AFMicroAdj", silent, AnyCount),
     row(0x0083, Long, "OriginalDecisionDataOffset", values),
     row(0x0093, Short, "CanonFileInfo", silent),
     row(0x0095, Ascii, "LensModel", text),
@@ -355,14 +652,87 @@ double tenthsOf(double v) { return v / 10; }
 double hundredthsOf(double v) { return v / 100; }
 double thousandthsOfAnInchOf(double v) { return v * 25.4 / 1000; }
 double temperatureOf(double v) { return v - 128; }
+double nextOf(double v) { return v + 1; }
+double previousOf(double v) { return v - 1; }
+// The camera information's bytes: F numbers in sixteenths of a stop from F1 at 8, exposure
+// times in Canon's steps from 16 s at 24, ISO speeds in eighths of a stop from ISO 100 at 72,
+// a macro lens's magnification from 1x at 75.
+double infoApertureOf(double v) { return std::pow(2.0, (v - 8) / 16); }
+double infoExposureTimeOf(double v) { return std::pow(2.0, 4 * (1 - canonEv(static_cast<std::int32_t>(v) - 24))); }
+double infoIsoOf(double v) { return 100 * std::pow(2.0, v / 8 - 9); }
+double magnificationOf(double v) { return std::exp((75 - v) * std::log(2.0) * 3 / 40); }
+
+// The ISO speed the settings name: a speed with bit 14 set, else one of a few codes.
+bool cameraIso(const Field& field, std::string& value)
+{
+    std::int32_t v = 0;
+    if (field.count() != 1 || !field.getInt32(v) || v == 0x7FFF) {
+        return false; // not set
+    }
+    if ((v & 0x4000) != 0) {
+        value = std::to_string(v & 0x3FFF);
+        return true;
+    }
+    static constexpr EnumName Codes[] = {{0, "n/a"}, {14, "Auto High"}, {15, "Auto"}, {16, "50"}, {17, "100"},
+                                         {18, "200"}, {19, "400"}, {20, "800"}};
+    for (const EnumName& c : Codes) {
+        if (static_cast<std::int32_t>(c.value) == v) {
+            value = c.text;
+            return true;
+        }
+    }
+    value = "Unknown (" + std::to_string(v) + ')';
+    return true;
+}
+
+// Seconds since 1970 as a date and time (UTC, as exiftool reads them); 0 is no time.
+bool unixTime(const Field& field, std::string& value)
+{
+    std::uint32_t seconds = 0;
+    if (field.count() != 1 || !field.getUInt32(seconds) || seconds == 0) {
+        return false;
+    }
+    // Days to a civil date (proleptic Gregorian), from an era of 400 years.
+    const std::int64_t days = seconds / 86400;
+    const std::int64_t z = days + 719468;
+    const std::int64_t era = z / 146097;
+    const std::int64_t dayOfEra = z - era * 146097;
+    const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const std::int64_t m = (5 * dayOfYear + 2) / 153;
+    const std::int64_t day = dayOfYear - (153 * m + 2) / 5 + 1;
+    const std::int64_t month = m < 10 ? m + 3 : m - 9;
+    const std::int64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+    const std::uint32_t time = seconds % 86400;
+    char text[32];
+    std::snprintf(text, sizeof text, "%04lld:%02lld:%02lld %02u:%02u:%02u", static_cast<long long>(year),
+                  static_cast<long long>(month), static_cast<long long>(day), time / 3600, time / 60 % 60, time % 60);
+    value = text;
+    return true;
+}
+
+// 32-bit values whose two halves are stored the other way round.
+bool swappedWords(const Field& field, std::string& value)
+{
+    if (field.damaged() || field.type() != Long) {
+        return false;
+    }
+    for (std::uint32_t v : field.unsignedValues()) {
+        value += (value.empty() ? "" : " ") + std::to_string((v >> 16) | ((v & 0xFFFF) << 16));
+    }
+    return true;
+}
 
 constexpr std::uint32_t SettingsId = subDirectoryId(0x0001);
 constexpr std::uint32_t FocalId = subDirectoryId(0x0002);
 constexpr std::uint32_t ShotId = subDirectoryId(0x0004);
 constexpr std::uint32_t FileId = subDirectoryId(0x0093);
 constexpr std::uint32_t CameraId = subDirectoryId(0x000D);
+constexpr std::uint32_t ProcessingId = subDirectoryId(0x00A0);
+constexpr std::uint32_t ColorDataId = subDirectoryId(0x4001);
 
 constexpr Conversion Conversions[] = {
+    asText(SettingsId, 16, cameraIso),
     {SettingsId, 26, single<apertureOf>},
     {SettingsId, 27, single<apertureOf>},
     {SettingsId, 35, single<apertureOf>},
@@ -385,29 +755,122 @@ constexpr Conversion Conversions[] = {
     {ShotId, 24, single<tenthsOf>},
     {FileId, 20, single<hundredthsOf>},
     {FileId, 21, single<hundredthsOf>},
+    {CameraId, 3, single<infoApertureOf>},
+    {CameraId, 4, single<infoExposureTimeOf>},
+    {CameraId, 6, single<infoIsoOf>},
     {CameraId, 24, single<temperatureOf>},
+    {CameraId, 27, single<magnificationOf>},
     {CameraId, 67, single<hundredthsOf>},
     {CameraId, 69, single<hundredthsOf>},
+    // The 1D Mark III counts its files and shots from 0, its folders from 100 with 101 first.
+    {CameraId, 370, single<nextOf>},
+    {CameraId, 374, single<nextOf>},
+    {CameraId, 382, single<previousOf>},
+    asText(CameraId, 1114, unixTime),
+    asText(CameraId, 1118, unixTime),
+    {ProcessingId, 11, single<tenthsOf>},
+    asText(ColorDataId, 0x26A, swappedWords),
+    asText(ColorDataId, 0x280, swappedWords),
+    asText(Canon::CustomFunctionsModelId, 0x0103, Canon::isoSpeedRange),
+    asText(Canon::CustomFunctionsId, 0x010C, Canon::shutterSpeedRange),
+    asText(Canon::CustomFunctionsId, 0x010D, Canon::apertureRange),
     {0, 0, nullptr},
 };
 
+// An auto-focus record: its rows one after the other, the lists sized by the number of AF
+// points the row at `pointsAt` gives. Rows the record is too short for are left out, and so is
+// everything after them.
+void afRecord(Builder& build, std::uint16_t tag, const char* name, const TagRow* table, std::uint16_t pointsAt)
+{
+    const Field* record = build.main().find(tag);
+    if (record == nullptr || record->damaged()) {
+        return;
+    }
+    const bool eos = modelMatches(build.model(), "EOS");
+    const std::uint64_t end = record->valueOffset() + std::uint64_t{typeSize(record->type())} * record->count();
+    const std::uint32_t id = subDirectoryId(tag);
+    std::uint64_t at = record->valueOffset();
+    std::uint64_t points = 0;
+    std::vector<Field> fields;
+    for (const TagRow* row = table; row->name != nullptr; ++row) {
+        std::uint64_t count = row->count;
+        if (count == PerPoint) {
+            count = points;
+        } else if (count == PerPointBits || count == EosPerPointBits) {
+            if (count == EosPerPointBits && !eos) {
+                break;
+            }
+            count = (points + 15) / 16;
+        } else if (count == NotEos) {
+            if (eos) {
+                break;
+            }
+            count = 1;
+        }
+        const std::uint64_t size = typeSize(row->type()) * count;
+        if (count == 0 || at + size > end) {
+            break;
+        }
+        fields.emplace_back(*build.reader(), id, row->tag(), row->type(), static_cast<std::uint32_t>(count),
+                            static_cast<std::uint32_t>(at));
+        if (row->tag() == pointsAt) {
+            std::uint32_t n = 0;
+            points = fields.back().getUInt32(n) ? n : 0;
+        }
+        at += size;
+    }
+    if (!fields.empty()) {
+        build.add(std::make_shared<IFD>(build.reader(), id, std::move(fields), name), table);
+    }
+}
+
+const TagRow* colorDataTable(const Field& record)
+{
+    for (const ColorDataLayout& layout : ColorDataLayouts) {
+        for (std::uint32_t count : layout.counts) {
+            if (count != 0 && count == record.count()) {
+                return layout.table;
+            }
+        }
+    }
+    return nullptr;
+}
+
+// A name given twice in the note's group shows the value of the directory built last. The
+// camera information comes before the other records, as exiftool lets any of them override
+// it, but after the settings, whose lens type a newer camera leaves 0 there; the processing
+// record's white balance (-1 when not set) gives way to the shot information's.
 void arrays(Builder& build)
 {
     build.array(0x0001, "Canon CameraSettings", CameraSettings, 2);
+    for (const CameraInfoLayout& layout : CameraInfoLayouts) {
+        if (modelMatches(build.model(), layout.models)) {
+            build.array(0x000D, "Canon CameraInfo", layout.table, 1);
+            break;
+        }
+    }
+    build.array(0x00A0, "Canon Processing", Processing, 2);
     build.array(0x0002, "Canon FocalLength", FocalLength, 2);
     build.array(0x0004, "Canon ShotInfo", ShotInfo, 2);
     build.array(0x0093, "Canon FileInfo", FileInfo, 2);
-    build.array(0x0012, "Canon AFInfo", AFInfo, 2);
+    afRecord(build, 0x0012, "Canon AFInfo", AFInfo, 0);
+    afRecord(build, 0x0026, "Canon AFInfo2", AFInfo2, 2);
     // Older cameras' white balance; newer ones keep it in their colour data.
     const Field* balance = build.main().find(0x00A9);
     if (balance != nullptr && balance->count() >= 41) {
         build.array(0x00A9, "Canon ColorBalance", ColorBalance, 2);
     }
     build.array(0x00AA, "Canon MeasuredColor", MeasuredColor, 2);
-    // Camera information differs from model to model; each needs its own table.
-    if (build.model() == "Canon EOS-1D Mark III") {
-        build.array(0x000D, "Canon CameraInfo", CameraInfo1DmkIII, 1);
+    build.array(0x0098, "Canon CropInfo", CropInfo, 2);
+    build.array(0x009A, "Canon AspectInfo", AspectInfo, 4);
+    build.array(0x00E0, "Canon SensorInfo", SensorInfo, 2);
+    if (const Field* colors = build.main().find(0x4001); colors != nullptr) {
+        if (const TagRow* table = colorDataTable(*colors)) {
+            build.array(0x4001, "Canon ColorData", table, 2);
+        }
     }
+    build.array(0x4013, "Canon AFMicroAdj", AFMicroAdj, 4);
+    Canon::customFunctions(build);
 }
 
 } // namespace
