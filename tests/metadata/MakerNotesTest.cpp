@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -217,6 +218,42 @@ std::vector<std::uint8_t> runTimeList(std::uint64_t value)
     return p;
 }
 
+// A Nikon note of the third form (its own big-endian TIFF header) with a serial number that is
+// not a number, lens data of version 0204 enciphered with that serial's stand-in key and the
+// shutter count 1648, and flash information of version 0100; without the shutter count when
+// `counted` is false.
+Note nikonRecords(bool counted)
+{
+    // Lens data 0204: exit pupil 34, AF aperture 22, focus position 17, the byte 0204 adds, focus
+    // distance 74, focal length 80, lens number 118, 88/12 stops, 80 to 80, F 20 and 20, MCU 122,
+    // effective F 20. Enciphered from byte 4 on with exiftool's Nikon::Decrypt (key 0x60, 1648).
+    const std::vector<std::uint8_t> lens = {0x30, 0x32, 0x30, 0x34, 0x1d, 0x2a, 0x56, 0x8d, 0xf0, 0x52,
+                                            0xaa, 0xdb, 0x25, 0x60, 0x6a, 0x09, 0x81, 0xfa, 0x1e, 0xe3};
+    // Flash information 0100: commander mode on, manual control (6) at full output less 6/6 EV,
+    // no focal length; group A in TTL (1) with a compensation of +1 EV (-6), group B manual at -12.
+    const std::vector<std::uint8_t> flash = {'0', '1', '0', '0', 1, 0, 0, 0, 0, 0x86, 6, 0, 0, 0, 0, 1, 6, 0xFA, 12};
+    Note nikon{true, {}};
+    nikon.text(std::string("Nikon\0\x02\x10\0\0", 10)).text("MM").u16(42).u32(8);
+    const std::uint16_t entries = counted ? 4 : 3;
+    const std::uint32_t data = 8 + 2 + 12u * entries + 4;
+    nikon.u16(entries).entry(0x001D, 2, 7, data).entry(0x0098, 7, 20, data + 8);
+    if (counted) {
+        nikon.entry(0x00A7, 4, 1, 1648);
+    }
+    nikon.entry(0x00A8, 7, 19, data + 28).u32(0);
+    nikon.text(std::string("ABC123\0\0", 8));
+    nikon.bytes.insert(nikon.bytes.end(), lens.begin(), lens.end());
+    nikon.bytes.insert(nikon.bytes.end(), flash.begin(), flash.end());
+    return nikon;
+}
+
+double makerNumber(const EXIF& tree, const IFD* directory, std::uint16_t tag)
+{
+    MakerValue value;
+    const Field* field = directory == nullptr ? nullptr : directory->find(tag);
+    return field != nullptr && tree.makerValue(*field, value) ? value.number : -1;
+}
+
 } // namespace
 
 TEST(MakerNoteRecords, ThePropertyListOfARunTimeIsReadOnlyWhereItHoldsTogether)
@@ -319,4 +356,40 @@ TEST(MakerNoteForms, CanonRecordsThatClaimMoreThanTheyHoldAreReadAsFarAsTheyGo)
     std::string label;
     ASSERT_TRUE(custom->find(0x0101)->name(label, c.displayContext()));
     EXPECT_EQ(label, "ExposureLevelIncrements");
+}
+
+TEST(MakerNoteRecords, NikonLensDataIsDecipheredByItsKeysAndReadInItsVersionsLayout)
+{
+    const EXIF n = treeWith("NIKON CORPORATION", nikonRecords(true), true);
+    const IFD* lens = named(n, "Nikon LensData");
+    ASSERT_NE(lens, nullptr);
+    // Version 0204 keeps one byte more than 0201 before the focus distance; its rows carry part 2.
+    EXPECT_EQ(textOf(n, lens, 0x2000), "0204");
+    EXPECT_EQ(textOf(n, lens, 0x200C), "118");
+    EXPECT_EQ(textOf(n, lens, 0x2012), "122");
+    EXPECT_NEAR(makerNumber(n, lens, 0x200B), 5 * std::pow(2.0, 80.0 / 24), 1e-9);
+    EXPECT_NEAR(makerNumber(n, lens, 0x200A), 0.01 * std::pow(10.0, 74.0 / 40), 1e-9);
+    EXPECT_NEAR(makerNumber(n, lens, 0x2004), 2048.0 / 34, 1e-9);
+
+    // Without the shutter count there is no key: the enciphered record is not read at all,
+    // the plain one still is.
+    const EXIF unkeyed = treeWith("NIKON CORPORATION", nikonRecords(false), true);
+    EXPECT_EQ(named(unkeyed, "Nikon LensData"), nullptr);
+    EXPECT_NE(named(unkeyed, "Nikon FlashInfo"), nullptr);
+}
+
+TEST(MakerNoteRecords, NikonFlashInfoNamesAnOutputInManualModesAndACompensationOtherwise)
+{
+    const EXIF n = treeWith("NIKON CORPORATION", nikonRecords(true), true);
+    const IFD* flash = named(n, "Nikon FlashInfo");
+    ASSERT_NE(flash, nullptr);
+    EXPECT_EQ(textOf(n, flash, 0x1009), "1"); // commander mode
+    EXPECT_EQ(textOf(n, flash, 0x2009), "6"); // manual
+    EXPECT_NEAR(makerNumber(n, flash, 0x300A), 0.5, 1e-12);
+    EXPECT_EQ(flash->find(10), nullptr);   // no compensation in a manual mode
+    EXPECT_EQ(flash->find(11), nullptr);   // no focal length
+    EXPECT_NEAR(makerNumber(n, flash, 17), 1.0, 1e-12);
+    EXPECT_EQ(flash->find(0x3011), nullptr);
+    EXPECT_NEAR(makerNumber(n, flash, 0x3012), 0.25, 1e-12);
+    EXPECT_EQ(flash->find(18), nullptr);
 }

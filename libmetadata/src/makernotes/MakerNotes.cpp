@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 namespace Metadata::MakerNotes {
@@ -134,8 +135,25 @@ void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, st
         return;
     }
     const std::uint64_t bytes = std::uint64_t{typeSize(values->type())} * values->count();
-    const std::uint32_t id = subDirectoryId(tag);
-    const TIFFReader& reader = *reading_.reader;
+    readArray(subDirectoryId(tag), name, table, unit, order, reading_.reader, values->valueOffset(), bytes, nullptr);
+}
+
+void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit,
+                    std::vector<std::uint8_t> bytes, Order order, Applies applies)
+{
+    const std::uint64_t size = bytes.size();
+    auto reader = std::make_shared<TIFFReader>(std::make_shared<MemorySource>(std::move(bytes)), 0,
+                                               reading_.reader->bigEndian(), 0);
+    readArray(subDirectoryId(tag), name, table, unit, order, reader, 0, size, applies);
+}
+
+void Builder::readArray(std::uint32_t id, const char* name, const TagRow* table, std::uint32_t unit, Order order,
+                        const std::shared_ptr<TIFFReader>& reader, std::uint32_t offset, std::uint64_t bytes,
+                        Applies applies)
+{
+    // The filter reads the array's bytes in place, when they are in memory.
+    const std::uint8_t* held = applies != nullptr && bytes <= SIZE_MAX ? reader->view(offset, static_cast<std::size_t>(bytes))
+                                                                      : nullptr;
     std::shared_ptr<TIFFReader> reversed; // made when a row needs it; fields keep no reader
     std::vector<Field> fields;
     for (const TagRow* row = table; row->name != nullptr; ++row) {
@@ -145,20 +163,22 @@ void Builder::array(std::uint16_t tag, const char* name, const TagRow* table, st
         if (size == 0 || start + size > bytes) {
             continue; // a shorter array, of an older camera: the value is not there
         }
+        if (applies != nullptr && (held == nullptr || !applies(*row, held, static_cast<std::size_t>(bytes)))) {
+            continue;
+        }
         // A row in the other order than the array's; the array's own order when it has one.
         bool flip = (row->type() & Reversed) != 0;
-        if ((order == Order::Big && !reader.bigEndian()) || (order == Order::Little && reader.bigEndian())) {
+        if ((order == Order::Big && !reader->bigEndian()) || (order == Order::Little && reader->bigEndian())) {
             flip = !flip;
         }
         if (flip && !reversed) {
-            reversed = std::make_shared<TIFFReader>(reader.source(), reader.base(), !reader.bigEndian(), 0);
+            reversed = std::make_shared<TIFFReader>(reader->source(), reader->base(), !reader->bigEndian(), 0);
         }
-        TIFFReader& from = flip ? *reversed : *reading_.reader;
-        fields.emplace_back(from, id, row->tag(), type, row->count,
-                            static_cast<std::uint32_t>(values->valueOffset() + start));
+        TIFFReader& from = flip ? *reversed : *reader;
+        fields.emplace_back(from, id, row->tag(), type, row->count, static_cast<std::uint32_t>(offset + start));
     }
     if (!fields.empty()) {
-        add(std::make_shared<IFD>(reading_.reader, id, std::move(fields), name), table);
+        add(std::make_shared<IFD>(reader, id, std::move(fields), name), table);
     }
 }
 

@@ -162,6 +162,18 @@ constexpr TagRow bits(std::uint16_t place, std::uint16_t part, std::uint16_t typ
                   Formatters::masked};
 }
 
+// A row of an array read at `place` (below 4096) under a tag of its own: `part` (1 to 15) keeps
+// it apart from the other rows of the same place, where the maker reads the same byte two ways
+// (a flash's output in its manual modes, its compensation otherwise) or where several layouts of
+// one array put different values there, so that each keeps its own conversions. It names all
+// the bits of its value.
+constexpr TagRow at(std::uint16_t place, std::uint16_t part, std::uint16_t type, const char* name, Formatter formatter,
+                    std::uint32_t count = 1)
+{
+    return TagRow{(std::uint32_t{type} << 16) | bitsTag(place, part), 0xFFFFFFFFu, name, name,
+                  count, formatter};
+}
+
 // Where in its array a row's value lies, in the array's units.
 constexpr std::uint16_t placeOf(const TagRow& row) noexcept
 {
@@ -205,6 +217,13 @@ public:
     // `order`: the array's own byte order when the maker fixed one, whatever the note's.
     void array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit,
                Order order = Order::Parent);
+    // Whether the maker shows a row of an array, by the array's other bytes: some rows name a
+    // value only in some modes, or only when it is not zero.
+    using Applies = bool (*)(const TagRow& row, const std::uint8_t* bytes, std::size_t size);
+    // The same, of the bytes the maker's code made of entry `tag`'s value (deciphered): the
+    // directory keeps them.
+    void array(std::uint16_t tag, const char* name, const TagRow* table, std::uint32_t unit,
+               std::vector<std::uint8_t> bytes, Order order = Order::Parent, Applies applies = nullptr);
     // The directory entry `tag` points to (its offset counts from the note's base), or holds
     // (an entry of type UNDEFINED: the directory is its value).
     void directory(std::uint16_t tag, const char* name, const TagRow* table);
@@ -221,6 +240,10 @@ public:
     const std::shared_ptr<TIFFReader>& reader() const noexcept { return reading_.reader; }
 
 private:
+    // The rows of `table` that the `bytes` bytes at `offset` of `reader` hold.
+    void readArray(std::uint32_t id, const char* name, const TagRow* table, std::uint32_t unit, Order order,
+                   const std::shared_ptr<TIFFReader>& reader, std::uint32_t offset, std::uint64_t bytes,
+                   Applies applies);
 
     Reading& reading_;
     std::string make_;
