@@ -9,6 +9,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
 
 namespace Metadata {
 
@@ -477,18 +480,7 @@ const TagRow* standardTagTable(std::uint32_t directoryId) noexcept
 
 const TagRow* findTagRow(const DisplayContext& context, const Field& field, bool needFormatter) noexcept
 {
-    const TagRow* table = context.table(field.directoryId());
-    const TagRow* first = findTagRow(table, field.tag(), needFormatter);
-    const bool maker = field.directoryId() == DirectoryId::MakerNote || field.directoryId() > 0xFFFF;
-    if (!maker || first == nullptr || (first->type() & 0x7FFF) == field.type()) {
-        return first;
-    }
-    for (const TagRow* r = first + 1; r->name != nullptr; ++r) {
-        if (r->tag() == field.tag() && (r->type() & 0x7FFF) == field.type() && (!needFormatter || r->formatter != nullptr)) {
-            return r;
-        }
-    }
-    return first;
+    return context.row(field.directoryId(), field.tag(), field.type(), needFormatter);
 }
 
 const TagRow* findTagRow(const TagRow* table, std::uint16_t tag, bool needFormatter) noexcept
@@ -529,27 +521,92 @@ DisplayContext DisplayContext::withLineEnds(bool on) const
     return copy;
 }
 
+// A table's rows sorted by tag, each tag's rows in the table's order.
+class TagIndex {
+public:
+    explicit TagIndex(const TagRow* table)
+    {
+        for (const TagRow* r = table; r->name != nullptr; ++r) {
+            rows_.push_back(r);
+        }
+        std::stable_sort(rows_.begin(), rows_.end(), [](const TagRow* a, const TagRow* b) { return a->tag() < b->tag(); });
+    }
+
+    // The rows with this tag, in the table's order.
+    std::pair<const TagRow* const*, const TagRow* const*> rows(std::uint16_t tag) const noexcept
+    {
+        const auto range = std::equal_range(rows_.begin(), rows_.end(), tag, Less{});
+        return {rows_.data() + (range.first - rows_.begin()), rows_.data() + (range.second - rows_.begin())};
+    }
+
+    // Tables are static data: an index made for one serves every context, on every thread.
+    static const TagIndex* of(const TagRow* table)
+    {
+        static std::mutex lock;
+        static std::unordered_map<const TagRow*, std::unique_ptr<const TagIndex>> made;
+        const std::lock_guard<std::mutex> hold(lock);
+        auto& index = made[table];
+        if (!index) {
+            index = std::make_unique<const TagIndex>(table);
+        }
+        return index.get();
+    }
+
+private:
+    struct Less {
+        bool operator()(const TagRow* r, std::uint16_t tag) const noexcept { return r->tag() < tag; }
+        bool operator()(std::uint16_t tag, const TagRow* r) const noexcept { return tag < r->tag(); }
+    };
+    std::vector<const TagRow*> rows_;
+};
+
 const TagRow* DisplayContext::table(std::uint32_t directoryId) const noexcept
 {
     if (const TagRow* standard = standardTagTable(directoryId)) {
         return standard;
     }
-    for (const auto& [id, table] : tables_) {
-        if (id == directoryId) {
-            return table;
+    for (const Table& t : tables_) {
+        if (t.id == directoryId) {
+            return t.rows;
         }
     }
     return nullptr;
 }
 
+const TagRow* DisplayContext::row(std::uint32_t directoryId, std::uint16_t tag, std::uint16_t type,
+                                  bool needFormatter) const noexcept
+{
+    if (const TagRow* standard = standardTagTable(directoryId)) {
+        return findTagRow(standard, tag, needFormatter);
+    }
+    const auto found = std::find_if(tables_.begin(), tables_.end(), [&](const Table& t) { return t.id == directoryId; });
+    if (found == tables_.end()) {
+        return nullptr;
+    }
+    const auto [begin, end] = found->index->rows(tag);
+    const TagRow* first = nullptr;
+    for (auto r = begin; r != end; ++r) {
+        if (needFormatter && (*r)->formatter == nullptr) {
+            continue;
+        }
+        if (((*r)->type() & 0x7FFF) == type) {
+            return first != nullptr && directoryId != DirectoryId::MakerNote && directoryId <= 0xFFFF ? first : *r;
+        }
+        if (first == nullptr) {
+            first = *r;
+        }
+    }
+    return first;
+}
+
 void DisplayContext::setTable(std::uint32_t directoryId, const TagRow* table)
 {
-    const auto found = std::find_if(tables_.begin(), tables_.end(), [&](const auto& t) { return t.first == directoryId; });
+    const auto found = std::find_if(tables_.begin(), tables_.end(), [&](const Table& t) { return t.id == directoryId; });
     if (found != tables_.end()) {
         tables_.erase(found);
     }
     if (table != nullptr) {
-        tables_.emplace_back(directoryId, table);
+        tables_.push_back(Table{directoryId, table, TagIndex::of(table)});
     }
 }
 

@@ -85,7 +85,11 @@ const TagRow* findTagRow(const DisplayContext& context, const Field& field, bool
 // it is read, so two files shown at once never see each other's unit or maker-note tables.
 namespace MakerNotes {
 struct Form;
+class ConversionIndex;
 }
+
+// The rows of a table by tag (tables of makers hold hundreds of rows).
+class TagIndex;
 
 // A maker's value as it means it.
 struct MakerValue {
@@ -118,8 +122,14 @@ public:
     // table must outlive the context (tables are static data).
     void setTable(std::uint32_t directoryId, const TagRow* table);
 
+    // The row of a field of directory `directoryId` with this tag and type: the first with the
+    // tag (and a formatter, when `needFormatter`), or, in a maker's directory, a later one of the
+    // field's type when the first is of another (a tag that holds a number on some cameras and a
+    // record on others). Null when there is none.
+    const TagRow* row(std::uint32_t directoryId, std::uint16_t tag, std::uint16_t type, bool needFormatter) const noexcept;
+
     // The maker's form of the tree's note, whose codes the maker's fields are shown in.
-    void setMakerForm(const MakerNotes::Form* form) noexcept { makerForm_ = form; }
+    void setMakerForm(const MakerNotes::Form* form);
     // What a maker's field means when the maker stores it in a code of its own; false for
     // every other field.
     bool makerValue(const Field& field, MakerValue& value) const;
@@ -133,9 +143,15 @@ public:
 private:
     std::uint32_t resolutionUnit_ = 0;
     bool lineEnds_ = false;
-    std::vector<std::pair<std::uint32_t, const TagRow*>> tables_;
+    struct Table {
+        std::uint32_t id;
+        const TagRow* rows;
+        const TagIndex* index;  // shared by every context, made once per table
+    };
+    std::vector<Table> tables_;
     std::vector<std::shared_ptr<const IFD>> directories_;
     const MakerNotes::Form* makerForm_ = nullptr;
+    const MakerNotes::ConversionIndex* makerConversions_ = nullptr;
 };
 
 // The GPS directory (EXIF 2.3 section 4.6.6): every tag of the standard, 32 rows.

@@ -7,6 +7,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
 
 namespace Metadata::MakerNotes {
 
@@ -302,18 +305,45 @@ bool oneNumber(const Field& field, double& value)
     return false;
 }
 
-bool convertedValue(const Form& form, const DisplayContext& context, const Field& field, MakerValue& value)
+ConversionIndex::ConversionIndex(const Conversion* conversions)
+{
+    for (const Conversion* c = conversions; c != nullptr && c->directory != 0; ++c) {
+        sorted_.push_back(c);
+    }
+    std::stable_sort(sorted_.begin(), sorted_.end(), [](const Conversion* a, const Conversion* b) {
+        return std::make_pair(a->directory, a->tag) < std::make_pair(b->directory, b->tag);
+    });
+}
+
+const ConversionIndex* ConversionIndex::of(const Form& form)
+{
+    // Forms are static data: one index per form serves every tree, on every thread.
+    static std::mutex lock;
+    static std::unordered_map<const Form*, std::unique_ptr<const ConversionIndex>> made;
+    const std::lock_guard<std::mutex> hold(lock);
+    auto& index = made[&form];
+    if (!index) {
+        index = std::make_unique<const ConversionIndex>(form.conversions);
+    }
+    return index.get();
+}
+
+const Conversion* ConversionIndex::find(std::uint32_t directory, std::uint16_t tag) const noexcept
+{
+    const auto key = std::make_pair(directory, tag);
+    const auto found = std::lower_bound(sorted_.begin(), sorted_.end(), key, [](const Conversion* c, const auto& k) {
+        return std::make_pair(c->directory, c->tag) < k;
+    });
+    return found != sorted_.end() && (*found)->directory == directory && (*found)->tag == tag ? *found : nullptr;
+}
+
+bool convertedValue(const ConversionIndex& conversions, const DisplayContext& context, const Field& field,
+                    MakerValue& value)
 {
     if (field.damaged()) {
         return false;
     }
-    const Conversion* c = nullptr;
-    for (const Conversion* r = form.conversions; r != nullptr && r->directory != 0; ++r) {
-        if (r->directory == field.directoryId() && r->tag == field.tag()) {
-            c = r;
-            break;
-        }
-    }
+    const Conversion* c = conversions.find(field.directoryId(), field.tag());
     if (const TagRow* row = findTagRow(context, field, false);
         row != nullptr && row->reserved != 0 && row->formatter == &Formatters::masked) {
         std::uint32_t v = 0;
@@ -364,7 +394,13 @@ namespace Metadata {
 // Defined with the makers' forms, which only this part of the library knows.
 bool DisplayContext::makerValue(const Field& field, MakerValue& value) const
 {
-    return makerForm_ != nullptr && MakerNotes::convertedValue(*makerForm_, *this, field, value);
+    return makerConversions_ != nullptr && MakerNotes::convertedValue(*makerConversions_, *this, field, value);
+}
+
+void DisplayContext::setMakerForm(const MakerNotes::Form* form)
+{
+    makerForm_ = form;
+    makerConversions_ = form != nullptr ? MakerNotes::ConversionIndex::of(*form) : nullptr;
 }
 
 } // namespace Metadata

@@ -127,9 +127,22 @@ struct Form {
     const Conversion* conversions;     // null: every value means what it says
 };
 
+// A form's conversions by directory and tag, made once per form and shared by every tree.
+class ConversionIndex {
+public:
+    explicit ConversionIndex(const Conversion* conversions);
+    static const ConversionIndex* of(const Form& form);
+    // The first conversion of this field's directory and tag; null when none.
+    const Conversion* find(std::uint32_t directory, std::uint16_t tag) const noexcept;
+
+private:
+    std::vector<const Conversion*> sorted_;
+};
+
 // What a maker's field means, when its form converts it (or its row names some of its bits);
 // false otherwise. An offset comes back counted from the note's base.
-bool convertedValue(const Form& form, const DisplayContext& context, const Field& field, MakerValue& value);
+bool convertedValue(const ConversionIndex& conversions, const DisplayContext& context, const Field& field,
+                    MakerValue& value);
 
 // The field types, for the makers' tables.
 constexpr std::uint16_t Byte = 1, Ascii = 2, Short = 3, Long = 4, Rational = 5, SByte = 6, Undefined = 7, SShort = 8,
