@@ -14,6 +14,7 @@
 #include <Metadata/XMP.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <map>
@@ -454,6 +455,82 @@ std::string iptcDateText(std::uint8_t dataSet, const std::string& value)
     }
 }
 
+// exiftool's XMP group for a namespace ("XMP-" and this); null for one it has no name of its own
+// for, which is then known by the packet's prefix.
+const char* xmpGroup(const std::string& ns)
+{
+    static const std::pair<const char*, const char*> known[] = {
+        {"http://purl.org/dc/elements/1.1/", "dc"},
+        {"http://ns.adobe.com/photoshop/1.0/", "photoshop"},
+        {"http://ns.adobe.com/xap/1.0/", "xmp"},
+        {"http://ns.adobe.com/xap/1.0/mm/", "xmpMM"},
+        {"http://ns.adobe.com/xap/1.0/rights/", "xmpRights"},
+        {"http://ns.adobe.com/xap/1.0/bj/", "xmpBJ"},
+        {"http://ns.adobe.com/xap/1.0/t/pg/", "xmpTPg"},
+        {"http://ns.adobe.com/xmp/1.0/DynamicMedia/", "xmpDM"},
+        {"http://ns.adobe.com/tiff/1.0/", "tiff"},
+        {"http://ns.adobe.com/exif/1.0/", "exif"},
+        {"http://cipa.jp/exif/1.0/", "exifEX"},
+        {"http://ns.adobe.com/exif/1.0/aux/", "aux"},
+        {"http://ns.adobe.com/camera-raw-settings/1.0/", "crs"},
+        {"http://ns.adobe.com/lightroom/1.0/", "lr"},
+        {"http://ns.adobe.com/pdf/1.3/", "pdf"},
+        {"http://iptc.org/std/Iptc4xmpCore/1.0/xmlns/", "iptcCore"},
+        {"http://iptc.org/std/Iptc4xmpExt/2008-02-29/", "iptcExt"},
+        {"http://ns.useplus.org/ldf/xmp/1.0/", "plus"},
+        {"http://ns.microsoft.com/photo/1.0/", "microsoft"},
+        {"http://www.metadataworkinggroup.com/schemas/regions/", "mwg-rs"},
+        {"http://www.metadataworkinggroup.com/schemas/keywords/", "mwg-kw"},
+        {"http://ns.camerabits.com/photomechanic/1.0/", "photomech"},
+    };
+    for (const auto& [uri, group] : known) {
+        if (ns == uri) {
+            return group;
+        }
+    }
+    return nullptr;
+}
+
+// An XMP value's "Group:Name" as exiftool gives it: the names along the path, each with a
+// capital first letter, joined ("xmpBJ:JobRef[1]/stJob:name" is "XMP-xmpBJ:JobRefName").
+std::string xmpKey(const std::string& ns, const std::string& path)
+{
+    const std::size_t colon = path.find(':');
+    if (colon == std::string::npos || colon == 0) {
+        return {};
+    }
+    const char* group = xmpGroup(ns);
+    std::string name;
+    std::size_t start = 0;
+    while (start < path.size()) {
+        std::size_t end = path.find('/', start);
+        if (end == std::string::npos) {
+            end = path.size();
+        }
+        std::string part = path.substr(start, end - start);
+        part.erase(std::min(part.find('['), part.size()));
+        part.erase(0, part.find(':') == std::string::npos ? 0 : part.find(':') + 1);
+        if (!part.empty()) {
+            part[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(part[0])));
+            name += part;
+        }
+        start = end + 1;
+    }
+    return name.empty() ? std::string() : "XMP-" + (group != nullptr ? std::string(group) : path.substr(0, colon)) + ':' + name;
+}
+
+// A date of XMP (2004-02-26T06:27:51-05:00) as exiftool writes dates; other values as they are.
+std::string xmpDateText(const std::string& value)
+{
+    const auto digits = [&](std::size_t from, std::size_t n) {
+        return value.size() >= from + n &&
+               std::all_of(value.begin() + from, value.begin() + from + n, [](char c) { return c >= '0' && c <= '9'; });
+    };
+    const bool date = digits(0, 4) && value.size() >= 10 && value[4] == '-' && digits(5, 2) && value[7] == '-' &&
+                      digits(8, 2) && (value.size() == 10 || value[10] == 'T');
+    return date ? Metadata::MetadataValues::fromXmpDate(value) : value;
+}
+
 // Pointers to other directories are structure, not values; exiftool shows none of them.
 bool pointerTag(std::uint32_t directory, std::uint16_t tag)
 {
@@ -579,12 +656,12 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
         }
     }
     if (const auto& xmp = image.xmp(); xmp && xmp->parsed()) {
-        auto one = [&](const char* key, const std::string& value) {
+        auto single = [&](const std::string& key, const std::string& value) {
             if (!value.empty() && member(key)) {
                 json.value(value);
             }
         };
-        auto list = [&](const char* key, const std::vector<std::string>& values) {
+        auto several = [&](const std::string& key, const std::vector<std::string>& values) {
             if (!values.empty() && member(key)) {
                 json.beginArray(true);
                 for (const std::string& v : values) {
@@ -593,26 +670,38 @@ void writeShow(JsonWriter& json, const std::string& file, const Metadata::ImageM
                 json.endArray();
             }
         };
-        one("XMP-dc:Title", xmp->title());
-        list("XMP-dc:Creator", xmp->getAllItems(Metadata::XMP::NamespaceDublinCore, "creator"));
-        one("XMP-dc:Description", xmp->description());
-        one("XMP-dc:Rights", xmp->rights());
-        list("XMP-dc:Subject", xmp->subject());
-        one("XMP-photoshop:AuthorsPosition", xmp->authorsPosition());
-        one("XMP-photoshop:CaptionWriter", xmp->captionWriter());
-        one("XMP-photoshop:Headline", xmp->headline());
-        one("XMP-photoshop:Instructions", xmp->instructions());
-        one("XMP-photoshop:Credit", xmp->credit());
-        one("XMP-photoshop:Source", xmp->source());
-        one("XMP-photoshop:City", xmp->city());
-        one("XMP-photoshop:State", xmp->state());
-        one("XMP-photoshop:Country", xmp->country());
-        one("XMP-photoshop:TransmissionReference", xmp->transmissionReference());
-        one("XMP-photoshop:DateCreated", Metadata::MetadataValues::fromXmpDate(xmp->dateCreated()));
-        one("XMP-photoshop:Category", xmp->category());
-        one("XMP-photoshop:Urgency", xmp->getProperty(Metadata::XMP::NamespacePhotoshop, "Urgency"));
-        list("XMP-photoshop:SupplementalCategories", xmp->supplementalCategories());
-        one("XMP-xmpMM:DocumentID", xmp->documentID());
+        // Every value, under exiftool's group for its namespace and its name for the path; an
+        // array's items as one list, a language alternative by its default.
+        std::vector<std::pair<std::string, std::vector<std::string>>> values;
+        std::map<std::string, std::size_t> at;
+        for (const Metadata::XMP::Property& p : xmp->properties()) {
+            const std::string key = xmpKey(p.ns, p.path);
+            if (key.empty()) {
+                continue;
+            }
+            const auto found = at.find(key);
+            if (found == at.end()) {
+                at.emplace(key, values.size());
+                values.push_back({key, {p.value}});
+            } else if (!p.alternative) {
+                values[found->second].second.push_back(p.value);
+            }
+        }
+        single("XMP-x:XMPToolkit", xmp->toolkit());
+        single("XMP-rdf:About", xmp->aboutURI());
+        for (auto& [key, list] : values) {
+            for (std::string& v : list) {
+                v = xmpDateText(v);
+                if (numeric && (v == "True" || v == "False")) {
+                    v = v == "True" ? "1" : "0"; // a Boolean as exiftool's numbers give it
+                }
+            }
+            if (list.size() == 1) {
+                single(key, list[0]);
+            } else {
+                several(key, list);
+            }
+        }
     }
     json.endObject();
 }

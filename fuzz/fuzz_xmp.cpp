@@ -15,6 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)xmp.description();
     (void)xmp.rights();
     (void)xmp.getAllItems(Metadata::XMP::NamespaceDublinCore, "subject");
+    (void)xmp.properties();
+    (void)xmp.toolkit();
     Fuzz::expectingFileErrors([&] {
         xmp.setDefaultLanguageAlternative(Metadata::XMP::NamespaceDublinCore, "title", "fuzz");
         xmp.appendItem(Metadata::XMP::NamespaceDublinCore, "subject", "fuzz");

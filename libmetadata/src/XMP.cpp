@@ -8,6 +8,7 @@
 #include <exempi/xmp.h>
 #include <exempi/xmpconsts.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <mutex>
@@ -86,9 +87,8 @@ bool isXmlSpace(char c)
 
 // The first rdf:about attribute at or after `from`, in any of the forms XML allows: either
 // quote, blanks around the equals sign (XML 1.0, section 3.1).
-AboutAttribute findAbout(const std::string& text, std::size_t from)
+AboutAttribute findAttribute(const std::string& text, std::size_t from, const std::string& Name)
 {
-    static const std::string Name = "rdf:about";
     for (std::size_t at = text.find(Name, from); at != std::string::npos; at = text.find(Name, at + 1)) {
         if (at == 0 || !isXmlSpace(text[at - 1])) {
             continue; // part of another name
@@ -114,6 +114,11 @@ AboutAttribute findAbout(const std::string& text, std::size_t from)
         return AboutAttribute{at, i + 1, close};
     }
     return {};
+}
+
+AboutAttribute findAbout(const std::string& text, std::size_t from)
+{
+    return findAttribute(text, from, "rdf:about");
 }
 
 // An attribute value with its character and entity references resolved (the five predefined
@@ -168,6 +173,16 @@ std::string attributeValue(const std::string& raw)
 }
 
 // The value of the first rdf:about attribute of a packet's text.
+// The toolkit that wrote a packet, as its x:xmpmeta element names it.
+std::string toolkitIn(const std::string& text)
+{
+    const AboutAttribute toolkit = findAttribute(text, 0, "x:xmptk");
+    if (toolkit.start == std::string::npos) {
+        return {};
+    }
+    return attributeValue(text.substr(toolkit.valueStart, toolkit.valueEnd - toolkit.valueStart));
+}
+
 std::string aboutIn(const std::string& text)
 {
     const AboutAttribute about = findAbout(text, 0);
@@ -205,6 +220,7 @@ struct XMP::Impl {
     // The about-URI is kept here: the toolkit moves a "uuid:" about-URI into xmpMM:InstanceID
     // when it parses, and has no call to set one.
     std::string about;
+    std::string toolkit; // x:xmptk, which the toolkit does not keep either
     bool parsed = true;
     // A packet read from a file is parsed when it is first used: most readers (renaming, EXIF
     // dumps) never look at it, and parsing costs more than reading all the rest of a file.
@@ -218,6 +234,7 @@ struct XMP::Impl {
         }
         loaded = true;
         about = aboutIn(pending);
+        toolkit = toolkitIn(pending);
         xmp.reset(xmp_new(pending.data(), pending.size()));
         if (!xmp) {
             parsed = false;
@@ -285,6 +302,47 @@ bool XMP::empty() const
     const bool any = xmp_iterator_next(it, schema, name, value, &options);
     xmp_iterator_free(it);
     return !any;
+}
+
+std::vector<XMP::Property> XMP::properties() const
+{
+    std::vector<Property> found;
+    XmpPtr xmp = impl_->get();
+    if (!impl_->parsed) {
+        return found;
+    }
+    XmpIteratorPtr it = xmp_iterator_new(xmp, nullptr, nullptr, XMP_ITER_PROPERTIES);
+    if (it == nullptr) {
+        return found;
+    }
+    XmpString schema, name, value;
+    std::uint32_t options = 0;
+    std::vector<std::string> altTexts; // the language alternatives met so far
+    while (xmp_iterator_next(it, schema, name, value, &options)) {
+        const std::string path = name.str();
+        // A schema's own node has no path; the toolkit marks it with a bit its C interface names
+        // no constant for.
+        constexpr std::uint32_t SchemaNode = 0x80000000u;
+        if ((options & SchemaNode) != 0 || (options & XMP_PROP_IS_QUALIFIER) != 0 || path.empty()) {
+            continue;
+        }
+        if ((options & XMP_PROP_ARRAY_IS_ALTTEXT) != 0) {
+            altTexts.push_back(path + "[");
+            continue;
+        }
+        if ((options & (XMP_PROP_VALUE_IS_STRUCT | XMP_PROP_VALUE_IS_ARRAY)) != 0) {
+            continue; // its items and fields follow
+        }
+        if (path == "xmpMM:InstanceID" && value.str() == impl_->about) {
+            continue; // the about-URI the toolkit moved here, not a property of the packet
+        }
+        Property p{schema.str(), path, value.str(), false};
+        p.alternative = std::any_of(altTexts.begin(), altTexts.end(),
+                                    [&](const std::string& alt) { return path.compare(0, alt.size(), alt) == 0; });
+        found.push_back(std::move(p));
+    }
+    xmp_iterator_free(it);
+    return found;
 }
 
 std::string XMP::getProperty(const char* ns, const std::string& path) const
@@ -395,6 +453,12 @@ std::string XMP::aboutURI() const
 {
     impl_->load();
     return impl_->about;
+}
+
+std::string XMP::toolkit() const
+{
+    impl_->load();
+    return impl_->toolkit;
 }
 
 void XMP::setAboutURI(const std::string& uri)

@@ -10,7 +10,8 @@ use JSON::PP;
 
 my ($lumeno, $data) = @ARGV;
 my %floor = (IFD0 => 99, ExifIFD => 99, InteropIFD => 100, GPS => 100, IFD1 => 100, IPTC => 100,
-             'XMP-dc' => 100, 'XMP-photoshop' => 100);
+             'XMP-dc' => 100, 'XMP-photoshop' => 100, 'XMP-xmp' => 100, 'XMP-xmpBJ' => 100, 'XMP-xmpMM' => 100,
+             'XMP-xmpRights' => 100, 'XMP-iptcCore' => 100, 'XMP-x' => 75, 'XMP-photomech' => 75);
 
 sub slurp { local $/; open my $f, '<:raw', $_[0] or die "$_[0]: $!"; my $t = <$f>; close $f; $t }
 sub number { $_[0] =~ /^-?(\d+\.?\d*|\.\d+)(e[-+]?\d+)?$/i }

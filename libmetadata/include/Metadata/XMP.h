@@ -147,8 +147,20 @@ public:
     void appendSupplementalCategory(const std::string& v) { appendItem(NamespacePhotoshop, PSSupplementalCategories, v); }
 
     std::string documentID() const { return getProperty(NamespaceMediaManagement, MMDocumentID); }
+    // One value of the packet: a simple property, an item of an array, or a field of a structure.
+    struct Property {
+        std::string ns;         // the namespace of the top property ("http://purl.org/dc/elements/1.1/")
+        std::string path;       // its path in the tree ("dc:subject[2]", "xmpBJ:JobRef[1]/stJob:name")
+        std::string value;
+        bool alternative = false;  // an item of a language alternative (the first is the default)
+    };
+    // Every value of the packet, in the packet's order (qualifiers left out).
+    std::vector<Property> properties() const;
+
     // The resource the packet describes (rdf:about); empty when none is named.
     std::string aboutURI() const;
+    // The toolkit that wrote the packet (x:xmptk); empty when it names none.
+    std::string toolkit() const;
     void setAboutURI(const std::string& uri);
     // Gives a packet without a DocumentID one ("lumenoworks:docid:lumeno:" and a new GUID), and
     // one without an about-URI "uuid:" and another GUID. Identities already there are kept.
