@@ -13,14 +13,14 @@ using TestSupport::TiffBuilder;
 
 namespace Bench {
 
-std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal);
+std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal, const std::vector<std::uint8_t>& thumbnail);
 
 std::vector<std::uint8_t> cameraExif()
 {
-    return cameraExif("2024:05:06 07:08:09");
+    return cameraExif("2024:05:06 07:08:09", {});
 }
 
-std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal)
+std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal, const std::vector<std::uint8_t>& thumbnail)
 {
     TiffBuilder b(false);
     TiffBuilder::Dir& exif = b.newDir();
@@ -87,11 +87,22 @@ std::vector<std::uint8_t> cameraExif(const char* dateTimeOriginal)
         .shorts(41990, {0});
     interop.ascii(1, "R98").bytes(2, {'0', '1', '0', '0'});
     ifd1.shorts(259, {6}).rationals(282, {{72, 1}}).rationals(283, {{72, 1}}).shorts(296, {2});
-    ifd1.longs(513, {8000}).longs(514, {12000});
-    return b.build();
+    if (thumbnail.empty()) {
+        ifd1.longs(513, {8000}).longs(514, {12000});
+        return b.build();
+    }
+    // The thumbnail after the directories, where cameras put it: built once to learn where that is.
+    ifd1.longs(513, {0}).longs(514, {static_cast<std::uint32_t>(thumbnail.size())});
+    const auto place = static_cast<std::uint32_t>(b.build().size());
+    ifd1.entries.pop_back();
+    ifd1.entries.pop_back();
+    ifd1.longs(513, {place}).longs(514, {static_cast<std::uint32_t>(thumbnail.size())});
+    std::vector<std::uint8_t> tiff = b.build();
+    tiff.insert(tiff.end(), thumbnail.begin(), thumbnail.end());
+    return tiff;
 }
 
-std::vector<std::uint8_t> cameraSegments(const char* dateTimeOriginal)
+std::vector<std::uint8_t> cameraSegments(const char* dateTimeOriginal, const std::vector<std::uint8_t>& thumbnail)
 {
     using namespace TestSupport;
     const std::string packet =
@@ -109,7 +120,7 @@ std::vector<std::uint8_t> cameraSegments(const char* dateTimeOriginal)
                          iptcDataSet(2, 80, "A. Photographer") + iptcDataSet(2, 90, "Annecy") +
                          iptcDataSet(2, 120, "Sunrise over the lake, seen from the north shore");
     JpegBuilder b;
-    b.exif(cameraExif(dateTimeOriginal))
+    b.exif(cameraExif(dateTimeOriginal, thumbnail))
         .photoshop(resourceBlock(1061, Bytes(16, 7)) + resourceBlock(1028, record))
         .xmp(packet);
     return Bytes(b.bytes().begin() + 2, b.bytes().end());
@@ -130,7 +141,10 @@ std::vector<std::uint8_t> cameraJpeg(std::size_t imageBytes)
     return b.bytes();
 }
 
-std::vector<std::uint8_t> encodedPhoto(int width, int height, const std::vector<std::uint8_t>& segments)
+namespace {
+
+// The noisy pattern of the benchmarks' pictures, as RGB.
+std::vector<unsigned char> pattern(int width, int height)
 {
     std::vector<unsigned char> rgb(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
     std::mt19937 random(7);
@@ -143,19 +157,61 @@ std::vector<std::uint8_t> encodedPhoto(int width, int height, const std::vector<
             p[2] = static_cast<unsigned char>(((x ^ y) / 9 + noise) & 0xFF);
         }
     }
+    return rgb;
+}
+
+Bytes encoded(const std::vector<unsigned char>& rgb, int width, int height)
+{
     tjhandle h = tjInitCompress();
     unsigned char* out = nullptr;
     unsigned long size = 0;
     tjCompress2(h, rgb.data(), width, 0, height, TJPF_RGB, &out, &size, TJSAMP_420, 90, 0);
-    Bytes photo;
-    photo.reserve(size + segments.size());
-    photo.push_back(out[0]); // SOI
-    photo.push_back(out[1]);
-    photo.insert(photo.end(), segments.begin(), segments.end());
-    photo.insert(photo.end(), out + 2, out + size);
+    Bytes jpeg(out, out + size);
     tjFree(out);
     tjDestroy(h);
+    return jpeg;
+}
+
+Bytes withSegments(const Bytes& jpeg, const std::vector<std::uint8_t>& segments)
+{
+    Bytes photo;
+    photo.reserve(jpeg.size() + segments.size());
+    photo.insert(photo.end(), jpeg.begin(), jpeg.begin() + 2); // SOI
+    photo.insert(photo.end(), segments.begin(), segments.end());
+    photo.insert(photo.end(), jpeg.begin() + 2, jpeg.end());
     return photo;
+}
+
+} // namespace
+
+std::vector<std::uint8_t> encodedPhoto(int width, int height, const std::vector<std::uint8_t>& segments)
+{
+    return withSegments(encoded(pattern(width, height), width, height), segments);
+}
+
+std::vector<std::uint8_t> photoWithThumbnail(int width, int height)
+{
+    const std::vector<unsigned char> rgb = pattern(width, height);
+    // The camera's thumbnail: 160 pixels across, each the average of the block it covers.
+    const int w = 160;
+    const int h = height * w / width;
+    std::vector<unsigned char> small(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 3);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            for (int c = 0; c < 3; ++c) {
+                unsigned long sum = 0;
+                unsigned long n = 0;
+                for (int sy = y * height / h; sy < (y + 1) * height / h; ++sy) {
+                    for (int sx = x * width / w; sx < (x + 1) * width / w; ++sx, ++n) {
+                        sum += rgb[(static_cast<std::size_t>(sy) * static_cast<std::size_t>(width) + static_cast<std::size_t>(sx)) * 3 + static_cast<std::size_t>(c)];
+                    }
+                }
+                small[(static_cast<std::size_t>(y) * w + static_cast<std::size_t>(x)) * 3 + static_cast<std::size_t>(c)] =
+                    static_cast<unsigned char>(n == 0 ? 0 : (sum + n / 2) / n);
+            }
+        }
+    }
+    return withSegments(encoded(rgb, width, height), cameraSegments("2024:05:06 07:08:09", encoded(small, w, h)));
 }
 
 } // namespace Bench

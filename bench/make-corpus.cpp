@@ -1,5 +1,7 @@
 // make-corpus rename FOLDER COUNT: COUNT small camera JPEGs, each with its own capture time.
 // make-corpus rotate FOLDER COUNT: COUNT twelve-megapixel camera JPEGs (4000 x 3000).
+// make-corpus thumbnails FOLDER COUNT: COUNT twelve-megapixel camera JPEGs with the 160-pixel
+// thumbnail cameras embed in their EXIF block.
 // make-corpus read FOLDER COUNT: COUNT camera JPEGs with EXIF, IPTC and XMP; one in twenty is a
 // twelve-megapixel picture, the others carry 300 KB of image data.
 #include "CameraFiles.h"
@@ -15,8 +17,8 @@
 int main(int argc, char** argv)
 {
     const std::string mode = argc == 4 ? argv[1] : "";
-    if (mode != "rename" && mode != "rotate" && mode != "read") {
-        std::cerr << "usage: make-corpus rename|rotate|read FOLDER COUNT\n";
+    if (mode != "rename" && mode != "rotate" && mode != "read" && mode != "thumbnails") {
+        std::cerr << "usage: make-corpus rename|rotate|read|thumbnails FOLDER COUNT\n";
         return 2;
     }
     const bool rename = mode == "rename";
@@ -35,7 +37,9 @@ int main(int argc, char** argv)
         return 0;
     }
     std::vector<std::uint8_t> photo;
-    if (!rename) {
+    if (mode == "thumbnails") {
+        photo = Bench::photoWithThumbnail(4000, 3000);
+    } else if (!rename) {
         photo = Bench::encodedPhoto(4000, 3000, Bench::cameraSegments());
     }
     for (int i = 0; i < count; ++i) {

@@ -1,7 +1,7 @@
 #include "Lumeno/DB/Store.h"
 
 #include "Lumeno/DB/Serializer.h"
-#include "Thumbnail.h"
+#include "Lumeno/DB/Thumbnail.h"
 
 #include <Lumeno/Platform/Services.h>
 #include <Metadata/EXIF.h>

@@ -1,34 +1,45 @@
-#include "Thumbnail.h"
+#include "Lumeno/DB/Thumbnail.h"
 
 #include "Lumeno/DB/Engine.h"
 
-#include <Lumeno/Platform/Images.h>
+#include <Lumeno/Platform/Thumbnail.h>
 #include <Metadata/EXIF.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
 
 #include <cerrno>
 #include <stdexcept>
+#include <vector>
 
 namespace Lumeno::DB {
 
 namespace {
 
-// The picture's orientation as its EXIF says (1, upright, when it says nothing). Read here for
-// every image service: the Windows Imaging Component under Wine reads no EXIF at all.
-int orientationOf(const std::string& path)
+// What the picture's EXIF says of it: its orientation (1, upright, when it says nothing) and
+// the small picture the camera embedded. Read here for every image service: the Windows Imaging
+// Component under Wine reads no EXIF at all.
+struct Described {
+    int orientation = 1;
+    std::vector<std::uint8_t> embedded;
+};
+
+Described describe(const std::string& path)
 {
+    Described d;
     try {
         Metadata::ImageStreamT stream;
         const auto image = Metadata::openImage(path, stream);
         std::uint32_t value = 1;
         if (image->exif().getUInt32(Metadata::DirectoryId::Primary, 274, value) && value >= 1 && value <= 8) {
-            return static_cast<int>(value);
+            d.orientation = static_cast<int>(value);
+        }
+        if (!image->exif().thumbnailJpeg(d.embedded)) {
+            d.embedded.clear();
         }
     } catch (const std::exception&) {
         // Not one of ours (a PNG, say): the image service reads it as it is.
     }
-    return 1;
+    return d;
 }
 
 } // namespace
@@ -36,7 +47,8 @@ int orientationOf(const std::string& path)
 std::string makeThumbnail(const std::string& path)
 {
     try {
-        return Platform::imageService().thumbnail(path, ThumbnailSize, orientationOf(path));
+        const Described d = describe(path);
+        return Platform::thumbnail(path, ThumbnailSize, d.orientation, {d.embedded.data(), d.embedded.size()});
     } catch (const std::runtime_error& e) {
         throw ErrorDb(EIO, "cannot make a thumbnail of " + path + ": " + e.what());
     }

@@ -171,6 +171,25 @@ bool EXIF::gpsPosition(double& latitude, double& longitude) const noexcept
     return coordinate(2, 'S', latitude) && coordinate(4, 'W', longitude);
 }
 
+bool EXIF::thumbnailJpeg(std::vector<std::uint8_t>& jpeg) const
+{
+    std::uint32_t offset = 0, length = 0;
+    try {
+        if (!reader_ || !getUInt32(DirectoryId::Thumbnail, 513, offset) ||
+            !getUInt32(DirectoryId::Thumbnail, 514, length)) {
+            return false;
+        }
+    } catch (const Error&) {
+        return false; // a place or length of the wrong type points nowhere
+    }
+    if (length < 4 || offset > reader_->size() || length > reader_->size() - offset) {
+        return false;
+    }
+    jpeg.resize(length);
+    reader_->read(offset, jpeg.data(), length);
+    return jpeg[0] == 0xFF && jpeg[1] == 0xD8;
+}
+
 std::string EXIF::makerNoteGroup(std::uint32_t directoryId) const
 {
     for (const auto& [id, group] : makerGroups_) {

@@ -55,6 +55,10 @@ public:
     // a byte, a preview's place in the file); false for every other field.
     bool makerValue(const Field& field, MakerValue& value) const;
 
+    // The JPEG thumbnail IFD1 points to (JPEGInterchangeFormat and its length); false when there
+    // is none, or its place or length lies outside the data, or it is no JPEG.
+    bool thumbnailJpeg(std::vector<std::uint8_t>& jpeg) const;
+
     // The field `tag` of directory `id`, or null.
     const Field* find(std::uint32_t id, std::uint16_t tag) const noexcept;
 

@@ -1,0 +1,37 @@
+// Thumbnails of pictures. A JPEG is decoded by the JPEG codec at a fraction of its size (the
+// codec leaves out the detail it would throw away anyway: at one eighth, a twelve-megapixel
+// photo costs about what a 0.2-megapixel one does), then scaled down to the size asked for;
+// every other picture, and a JPEG the codec cannot give as RGB, goes to the image service.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace Lumeno::Platform {
+
+// The quality thumbnails are encoded with.
+constexpr int ThumbnailQuality = 85;
+
+// A small picture a camera embeds in its JPEG (EXIF's IFD1 thumbnail), stored as the picture
+// is: the thumbnail is made from it instead of the picture when it is at least as large as the
+// thumbnail asked for and has the picture's aspect (a camera whose sensor is 3:2 often embeds a
+// 4:3 one with black bars, which is refused).
+struct Embedded {
+    const std::uint8_t* data = nullptr;
+    std::size_t size = 0;
+};
+
+// A JPEG of the picture at `path` no larger than `longerSide` pixels on either side (a smaller
+// picture keeps its size; the aspect is kept), turned upright by `orientation` (the EXIF value,
+// 1 to 8; any other value leaves it as stored). Throws std::runtime_error with the reason when
+// the picture cannot be made.
+std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded = {});
+
+// The same of a JPEG in memory, by the JPEG codec alone; nothing when the bytes are no JPEG it
+// decodes (a CMYK one, a damaged one), which the image service may still read.
+std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
+                                         int orientation, Embedded embedded = {});
+
+} // namespace Lumeno::Platform

@@ -1,0 +1,294 @@
+#include "Lumeno/Platform/Thumbnail.h"
+
+#include "Lumeno/Platform/Images.h"
+
+#include <turbojpeg.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace Lumeno::Platform {
+
+namespace {
+
+// Pixels as three bytes each, row after row.
+struct Pixels {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> rgb;
+};
+
+// A decoded picture larger than this is left to the image service, whose limits guard it: a
+// hostile header may claim 65535 x 65535 pixels in a few bytes. (A photo of 128 megapixels
+// decodes to 2 at one eighth.)
+constexpr std::uint64_t MostDecodedPixels = std::uint64_t{16} << 20;
+
+// Files larger than this are no photos of ours; the image service may still try.
+constexpr std::uint64_t MostFileBytes = std::uint64_t{512} << 20;
+
+struct Codec {
+    tjhandle handle;
+    explicit Codec(tjhandle h) : handle(h) {}
+    ~Codec()
+    {
+        if (handle != nullptr) {
+            tjDestroy(handle);
+        }
+    }
+    Codec(const Codec&) = delete;
+    Codec& operator=(const Codec&) = delete;
+};
+
+// The size of a `width` x `height` picture fitted into `longerSide` (never enlarged), rounded as
+// the image service rounds.
+void fitted(int width, int height, unsigned longerSide, int& w, int& h)
+{
+    const int longer = std::max(width, height);
+    if (longer <= static_cast<int>(longerSide)) {
+        w = width;
+        h = height;
+        return;
+    }
+    const double scale = static_cast<double>(longerSide) / longer;
+    w = std::max(1, static_cast<int>(std::lround(width * scale)));
+    h = std::max(1, static_cast<int>(std::lround(height * scale)));
+}
+
+// For each output sample, the input samples it covers and how much of each: a box filter with
+// exact overlaps, which averages every input pixel into the output once (no aliasing, however
+// large the step).
+struct Taps {
+    std::vector<int> first;       // per output sample
+    std::vector<int> count;       // per output sample
+    std::vector<float> weights;   // `count` weights per output sample, one after the other
+    std::vector<std::size_t> at;  // where each output sample's weights start
+};
+
+Taps taps(int from, int to)
+{
+    Taps t;
+    const double step = static_cast<double>(from) / to;
+    for (int i = 0; i < to; ++i) {
+        const double start = i * step;
+        const double end = std::min<double>(from, (i + 1) * step);
+        const int first = static_cast<int>(std::floor(start));
+        const int last = std::min(from, static_cast<int>(std::ceil(end)));
+        t.first.push_back(first);
+        t.count.push_back(last - first);
+        t.at.push_back(t.weights.size());
+        for (int j = first; j < last; ++j) {
+            const double overlap = std::min<double>(end, j + 1) - std::max<double>(start, j);
+            t.weights.push_back(static_cast<float>(overlap / (end - start)));
+        }
+    }
+    return t;
+}
+
+Pixels scaled(const Pixels& in, int width, int height)
+{
+    if (width == in.width && height == in.height) {
+        return in;
+    }
+    // Across first, into floats, then down.
+    const Taps across = taps(in.width, width);
+    const Taps down = taps(in.height, height);
+    std::vector<float> rows(static_cast<std::size_t>(width) * in.height * 3);
+    for (int y = 0; y < in.height; ++y) {
+        const std::uint8_t* source = &in.rgb[static_cast<std::size_t>(y) * in.width * 3];
+        float* target = &rows[static_cast<std::size_t>(y) * width * 3];
+        for (int x = 0; x < width; ++x) {
+            float r = 0, g = 0, b = 0;
+            const float* w = &across.weights[across.at[x]];
+            const std::uint8_t* p = source + static_cast<std::size_t>(across.first[x]) * 3;
+            for (int k = 0; k < across.count[x]; ++k, p += 3) {
+                r += w[k] * p[0];
+                g += w[k] * p[1];
+                b += w[k] * p[2];
+            }
+            target[3 * x] = r;
+            target[3 * x + 1] = g;
+            target[3 * x + 2] = b;
+        }
+    }
+    Pixels out{width, height, std::vector<std::uint8_t>(static_cast<std::size_t>(width) * height * 3)};
+    const std::size_t stride = static_cast<std::size_t>(width) * 3;
+    std::vector<float> sum(stride);
+    for (int y = 0; y < height; ++y) {
+        std::fill(sum.begin(), sum.end(), 0.0f);
+        const float* w = &down.weights[down.at[y]];
+        for (int k = 0; k < down.count[y]; ++k) {
+            const float* row = &rows[static_cast<std::size_t>(down.first[y] + k) * stride];
+            for (std::size_t i = 0; i < stride; ++i) {
+                sum[i] += w[k] * row[i];
+            }
+        }
+        std::uint8_t* target = &out.rgb[static_cast<std::size_t>(y) * stride];
+        for (std::size_t i = 0; i < stride; ++i) {
+            target[i] = static_cast<std::uint8_t>(std::clamp(sum[i] + 0.5f, 0.0f, 255.0f));
+        }
+    }
+    return out;
+}
+
+// The picture turned upright by its EXIF orientation: each target pixel taken from where the
+// orientation says it is stored.
+Pixels upright(Pixels in, int orientation)
+{
+    if (orientation < 2 || orientation > 8) {
+        return in;
+    }
+    const bool swaps = orientation >= 5;
+    const int w = in.width;
+    const int h = in.height;
+    Pixels out{swaps ? h : w, swaps ? w : h, std::vector<std::uint8_t>(in.rgb.size())};
+    for (int y = 0; y < out.height; ++y) {
+        for (int x = 0; x < out.width; ++x) {
+            int sx = x;
+            int sy = y;
+            switch (orientation) {
+            case 2: sx = w - 1 - x; break;                   // mirrored
+            case 3: sx = w - 1 - x; sy = h - 1 - y; break;   // upside down
+            case 4: sy = h - 1 - y; break;                   // mirrored upside down
+            case 5: sx = y; sy = x; break;                   // transposed
+            case 6: sx = y; sy = h - 1 - x; break;           // turned a quarter left when shot
+            case 7: sx = w - 1 - y; sy = h - 1 - x; break;   // transversed
+            case 8: sx = w - 1 - y; sy = x; break;           // turned a quarter right when shot
+            default: break;
+            }
+            const std::uint8_t* s = &in.rgb[(static_cast<std::size_t>(sy) * w + sx) * 3];
+            std::uint8_t* t = &out.rgb[(static_cast<std::size_t>(y) * out.width + x) * 3];
+            t[0] = s[0];
+            t[1] = s[1];
+            t[2] = s[2];
+        }
+    }
+    return out;
+}
+
+// A JPEG's size, when the codec decodes it to RGB.
+bool header(const Codec& codec, const std::uint8_t* data, std::size_t size, int& width, int& height)
+{
+    int subsampling = 0, colorspace = 0;
+    auto* bytes = const_cast<unsigned char*>(data); // older TurboJPEG takes no const
+    return codec.handle != nullptr && size <= MostFileBytes &&
+           tjDecompressHeader3(codec.handle, bytes, static_cast<unsigned long>(size), &width, &height, &subsampling,
+                               &colorspace) == 0 &&
+           width > 0 && height > 0 && colorspace != TJCS_CMYK && colorspace != TJCS_YCCK;
+}
+
+// The JPEG decoded at the smallest of the codec's reductions (1/8, 1/4, 1/2, none) that still
+// covers `longerSide`.
+std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigned longerSide)
+{
+    const Codec codec(tjInitDecompress());
+    int width = 0, height = 0;
+    if (!header(codec, data, size, width, height)) {
+        return std::nullopt;
+    }
+    auto* bytes = const_cast<unsigned char*>(data);
+    const auto length = static_cast<unsigned long>(size);
+    tjscalingfactor chosen{1, 1};
+    for (const int denominator : {8, 4, 2}) {
+        const tjscalingfactor f{1, denominator};
+        if (static_cast<unsigned>(std::max(TJSCALED(width, f), TJSCALED(height, f))) >= longerSide) {
+            chosen = f;
+            break;
+        }
+    }
+    Pixels pixels{TJSCALED(width, chosen), TJSCALED(height, chosen), {}};
+    if (static_cast<std::uint64_t>(pixels.width) * static_cast<std::uint64_t>(pixels.height) > MostDecodedPixels) {
+        return std::nullopt;
+    }
+    pixels.rgb.resize(static_cast<std::size_t>(pixels.width) * pixels.height * 3);
+    if (tjDecompress2(codec.handle, bytes, length, pixels.rgb.data(), pixels.width, 0, pixels.height, TJPF_RGB, 0) != 0 &&
+        tjGetErrorCode(codec.handle) != TJERR_WARNING) {
+        return std::nullopt; // a warning (data cut short) still leaves a picture, as viewers show it
+    }
+    return pixels;
+}
+
+std::optional<std::string> encode(const Pixels& pixels)
+{
+    const Codec codec(tjInitCompress());
+    if (codec.handle == nullptr) {
+        return std::nullopt;
+    }
+    unsigned char* jpeg = nullptr;
+    unsigned long size = 0;
+    if (tjCompress2(codec.handle, pixels.rgb.data(), pixels.width, 0, pixels.height, TJPF_RGB, &jpeg, &size, TJSAMP_420,
+                    ThumbnailQuality, 0) != 0) {
+        tjFree(jpeg);
+        return std::nullopt;
+    }
+    std::string out(reinterpret_cast<const char*>(jpeg), size);
+    tjFree(jpeg);
+    return out;
+}
+
+} // namespace
+
+// Whether the embedded thumbnail can stand for the picture: as large as asked for (or as the
+// picture itself), and of the same aspect to within a pixel of its size.
+bool standsFor(const Embedded& embedded, const std::uint8_t* data, std::size_t size, unsigned longerSide)
+{
+    if (embedded.data == nullptr || embedded.size == 0) {
+        return false;
+    }
+    const Codec codec(tjInitDecompress());
+    int width = 0, height = 0, w = 0, h = 0;
+    if (!header(codec, data, size, width, height) || !header(codec, embedded.data, embedded.size, w, h)) {
+        return false;
+    }
+    const auto wanted = std::min<unsigned>(longerSide, static_cast<unsigned>(std::max(width, height)));
+    const double aspect = static_cast<double>(width) / height;
+    return static_cast<unsigned>(std::max(w, h)) >= wanted && std::abs(aspect * h - w) <= 1.0 &&
+           std::abs(h - w / aspect) <= 1.0;
+}
+
+std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
+                                         int orientation, Embedded embedded)
+{
+    if (longerSide == 0) {
+        return std::nullopt;
+    }
+    std::optional<Pixels> decoded;
+    if (standsFor(embedded, data, size, longerSide)) {
+        decoded = decode(embedded.data, embedded.size, longerSide);
+    }
+    if (!decoded) {
+        decoded = decode(data, size, longerSide);
+    }
+    if (!decoded) {
+        return std::nullopt;
+    }
+    int width = 0, height = 0;
+    fitted(decoded->width, decoded->height, longerSide, width, height);
+    return encode(upright(scaled(*decoded, width, height), orientation));
+}
+
+std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded)
+{
+    std::ifstream in(path, std::ios::binary);
+    char start[3] = {};
+    if (in && in.read(start, 3) && start[0] == '\xFF' && start[1] == '\xD8' && start[2] == '\xFF') {
+        in.seekg(0, std::ios::end);
+        const auto size = static_cast<std::uint64_t>(in.tellg());
+        if (size <= MostFileBytes) {
+            std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+            in.seekg(0);
+            if (in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size))) {
+                if (auto made = jpegThumbnail(bytes.data(), bytes.size(), longerSide, orientation, embedded)) {
+                    return std::move(*made);
+                }
+            }
+        }
+    }
+    return imageService().thumbnail(path, longerSide, orientation);
+}
+
+} // namespace Lumeno::Platform

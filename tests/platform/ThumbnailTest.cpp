@@ -1,0 +1,150 @@
+// Thumbnails through the JPEG codec: the size and the way up, the camera's embedded thumbnail
+// taken only when it can stand for the picture, and bytes that are no JPEG.
+#include <Lumeno/Platform/Thumbnail.h>
+
+#include <gtest/gtest.h>
+
+#include <turbojpeg.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+using Lumeno::Platform::Embedded;
+using Lumeno::Platform::jpegThumbnail;
+
+namespace {
+
+struct Colour {
+    int r, g, b;
+};
+
+// A JPEG of `width` x `height` pixels: `left` on the left half, `right` on the right half.
+std::vector<std::uint8_t> halves(int width, int height, Colour left, Colour right)
+{
+    std::vector<unsigned char> rgb(static_cast<std::size_t>(width) * height * 3);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const Colour c = x < width / 2 ? left : right;
+            unsigned char* p = &rgb[(static_cast<std::size_t>(y) * width + x) * 3];
+            p[0] = static_cast<unsigned char>(c.r);
+            p[1] = static_cast<unsigned char>(c.g);
+            p[2] = static_cast<unsigned char>(c.b);
+        }
+    }
+    tjhandle h = tjInitCompress();
+    unsigned char* out = nullptr;
+    unsigned long size = 0;
+    tjCompress2(h, rgb.data(), width, 0, height, TJPF_RGB, &out, &size, TJSAMP_444, 95, 0);
+    std::vector<std::uint8_t> jpeg(out, out + size);
+    tjFree(out);
+    tjDestroy(h);
+    return jpeg;
+}
+
+struct Decoded {
+    int width = 0;
+    int height = 0;
+    std::vector<unsigned char> rgb;
+    Colour at(int x, int y) const
+    {
+        const unsigned char* p = &rgb[(static_cast<std::size_t>(y) * width + x) * 3];
+        return {p[0], p[1], p[2]};
+    }
+};
+
+Decoded decoded(const std::string& jpeg)
+{
+    Decoded d;
+    tjhandle h = tjInitDecompress();
+    auto* bytes = reinterpret_cast<unsigned char*>(const_cast<char*>(jpeg.data()));
+    int subsampling = 0, colorspace = 0;
+    tjDecompressHeader3(h, bytes, jpeg.size(), &d.width, &d.height, &subsampling, &colorspace);
+    d.rgb.resize(static_cast<std::size_t>(d.width) * d.height * 3);
+    tjDecompress2(h, bytes, jpeg.size(), d.rgb.data(), d.width, 0, d.height, TJPF_RGB, 0);
+    tjDestroy(h);
+    return d;
+}
+
+bool near(Colour a, Colour b)
+{
+    return std::abs(a.r - b.r) < 24 && std::abs(a.g - b.g) < 24 && std::abs(a.b - b.b) < 24;
+}
+
+constexpr Colour Red{230, 20, 20}, Blue{20, 20, 230}, Green{20, 230, 20};
+
+} // namespace
+
+TEST(Thumbnail, FittedAndTurnedUprightByTheOrientation)
+{
+    const std::vector<std::uint8_t> photo = halves(1600, 800, Red, Blue);
+    const auto as = [&](int orientation) {
+        const auto made = jpegThumbnail(photo.data(), photo.size(), 160, orientation);
+        return made ? decoded(*made) : Decoded{};
+    };
+    const Decoded upright = as(1);
+    ASSERT_EQ(upright.width, 160);
+    ASSERT_EQ(upright.height, 80);
+    EXPECT_TRUE(near(upright.at(10, 40), Red));
+    EXPECT_TRUE(near(upright.at(150, 40), Blue));
+    const Decoded upsideDown = as(3);
+    EXPECT_TRUE(near(upsideDown.at(10, 40), Blue));
+    // Shot turned a quarter: the stored left half becomes the top (6) or the bottom (8).
+    const Decoded six = as(6);
+    ASSERT_EQ(six.width, 80);
+    ASSERT_EQ(six.height, 160);
+    EXPECT_TRUE(near(six.at(40, 10), Red));
+    EXPECT_TRUE(near(six.at(40, 150), Blue));
+    const Decoded eight = as(8);
+    EXPECT_TRUE(near(eight.at(40, 10), Blue));
+    const Decoded mirrored = as(2);
+    EXPECT_TRUE(near(mirrored.at(10, 40), Blue));
+
+    // A picture smaller than the thumbnail keeps its size.
+    const std::vector<std::uint8_t> small = halves(100, 40, Red, Blue);
+    const auto kept = jpegThumbnail(small.data(), small.size(), 160, 1);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(decoded(*kept).width, 100);
+    EXPECT_EQ(decoded(*kept).height, 40);
+}
+
+TEST(Thumbnail, TheEmbeddedThumbnailStandsForThePictureOnlyWhenLargeEnoughAndOfItsAspect)
+{
+    const std::vector<std::uint8_t> photo = halves(1600, 800, Red, Blue);
+    const auto from = [&](const std::vector<std::uint8_t>& embedded) {
+        const auto made = jpegThumbnail(photo.data(), photo.size(), 160, 1, Embedded{embedded.data(), embedded.size()});
+        return made ? decoded(*made) : Decoded{};
+    };
+    // A green one tells which was used.
+    EXPECT_TRUE(near(from(halves(200, 100, Green, Green)).at(10, 40), Green));
+    EXPECT_TRUE(near(from(halves(150, 75, Green, Green)).at(10, 40), Red));   // too small
+    EXPECT_TRUE(near(from(halves(160, 120, Green, Green)).at(10, 40), Red));  // 4:3 for a 2:1 picture
+    EXPECT_TRUE(near(from(std::vector<std::uint8_t>{0xFF, 0xD8, 0xFF, 0xE0}).at(10, 40), Red)); // no picture
+}
+
+TEST(Thumbnail, BytesThatAreNoPictureTheCodecDecodesGiveNothing)
+{
+    const std::vector<std::uint8_t> photo = halves(320, 160, Red, Blue);
+    EXPECT_FALSE(jpegThumbnail(photo.data(), 100, 160, 1)); // cut inside the tables
+    std::vector<std::uint8_t> noise(4096);
+    for (std::size_t i = 0; i < noise.size(); ++i) {
+        noise[i] = static_cast<std::uint8_t>(i * 7919 >> 3);
+    }
+    EXPECT_FALSE(jpegThumbnail(noise.data(), noise.size(), 160, 1));
+    // A frame that claims 65000 x 65000 pixels in a few bytes: left to the image service.
+    std::vector<std::uint8_t> huge = photo;
+    for (std::size_t i = 0; i + 8 < huge.size(); ++i) {
+        if (huge[i] == 0xFF && huge[i + 1] == 0xC0) {
+            huge[i + 5] = 0xFD;
+            huge[i + 6] = 0xE8;
+            huge[i + 7] = 0xFD;
+            huge[i + 8] = 0xE8;
+            break;
+        }
+    }
+    EXPECT_FALSE(jpegThumbnail(huge.data(), huge.size(), 160, 1));
+    // Cut in the middle of the picture: what is there, as viewers show it.
+    const auto cut = jpegThumbnail(photo.data(), photo.size() / 2, 160, 1);
+    ASSERT_TRUE(cut);
+    EXPECT_EQ(decoded(*cut).width, 160);
+}
