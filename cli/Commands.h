@@ -35,6 +35,19 @@ int runGallery(const std::vector<std::string>& arguments, Streams streams);
 int forEachFile(const std::vector<std::string>& files, Streams streams, bool headed,
                 const std::function<void(const std::string& file)>& each);
 
+// The same with `jobs` threads reading files side by side: `each` writes a file's output to the
+// streams it is given, which are kept apart per file and written out in the files' order (with
+// one job, the command's own streams).
+// `emit`, when given, takes each file's output in turn instead of the output stream (even with
+// one job).
+int forEachFile(const std::vector<std::string>& files, Streams streams, bool headed, unsigned jobs,
+                const std::function<void(const std::string& file, Streams fileStreams)>& each,
+                const std::function<void(const std::string& made)>& emit = nullptr);
+
+// Takes "-j N" (or -jN, --jobs N, --jobs=N) out of `arguments`: the number of files worked on
+// side by side, one per core when not given. 2 after a usage error, else -1.
+int takeJobs(std::vector<std::string>& arguments, const char* command, Streams streams, unsigned& jobs);
+
 // The arguments of a command that takes only files: -h/--help prints `help` (returns 0), an
 // unknown option or no file is a usage error (returns 2); otherwise -1 and `files` filled.
 int parseFiles(const std::vector<std::string>& arguments, const char* command, const char* help, Streams streams,

@@ -17,17 +17,18 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <map>
+#include <ostream>
 #include <set>
 #include <sstream>
-#include <ostream>
 
 namespace Lumeno::Cli {
 
 namespace {
 
 const char* const DumpHelp =
-    "Usage: lumeno dump [--json] FILE...\n"
+    "Usage: lumeno dump [--json] [-j N] FILE...\n"
     "\n"
     "Shows the EXIF directories of each JPEG or TIFF file in the order IFD0, EXIF,\n"
     "interoperability, GPS, IFD1, the maker's note and the maker's other directories\n"
@@ -40,6 +41,8 @@ const char* const DumpHelp =
     "  --json   one JSON array for all files: per file its directories in order, each\n"
     "           with its name, id and every entry (tag, name, type, count, the values\n"
     "           as stored, and the text the dump shows), and the warnings\n"
+    "  -j N     read N files side by side (default: one per core); the output keeps\n"
+    "           the order of the files\n"
     "\n"
     "An entry or directory that cannot be read costs itself, not the file: the\n"
     "rest is shown, and what was wrong is written to standard error as\n"
@@ -48,7 +51,7 @@ const char* const DumpHelp =
     "Exit status: 0 when every file was read, 1 when any failed, 2 for bad usage.\n";
 
 const char* const ShowHelp =
-    "Usage: lumeno show [--json [--numeric]] FILE...\n"
+    "Usage: lumeno show [--json [--numeric]] [-j N] FILE...\n"
     "\n"
     "A summary of each JPEG or TIFF file for people: its format; its principal\n"
     "properties (title, description, creator, keywords, dates, camera, lens,\n"
@@ -65,6 +68,7 @@ const char* const ShowHelp =
     "  --numeric  with --json: the values as stored instead (numbers, rationals as\n"
     "             decimals, GPS coordinates as unsigned decimal degrees), like\n"
     "             exiftool's -n\n"
+    "  -j N       read N files side by side (default: one per core)\n"
     "Warnings, errors and exit status as for 'lumeno dump'.\n";
 
 const char* const IptcHelp =
@@ -814,6 +818,48 @@ void showXmp(std::ostream& out, const Metadata::XMP* xmp)
 
 } // namespace
 
+namespace {
+
+// Every file as one element of a JSON array, made side by side on `jobs` threads; a file that
+// fails is an element with its "Error", and its message goes to standard error as for any file.
+int writeJsonArray(const std::vector<std::string>& files, Streams streams, unsigned jobs,
+                   const std::function<void(JsonWriter& json, const std::string& file, Streams fileStreams)>& write)
+{
+    JsonWriter json(streams.out);
+    json.beginArray();
+    const int status = forEachFile(
+        files, streams, false, jobs,
+        [&](const std::string& file, Streams fileStreams) {
+            std::ostringstream made;
+            JsonWriter element = JsonWriter::forElement(made);
+            try {
+                write(element, file, fileStreams);
+            } catch (const std::exception& e) {
+                // Scripts reading the array learn of the failure too.
+                std::ostringstream failed;
+                JsonWriter error = JsonWriter::forElement(failed);
+                error.beginObject();
+                error.key("SourceFile");
+                error.value(file);
+                error.key("Error");
+                error.value(e.what());
+                error.endObject();
+                fileStreams.out << failed.str();
+                throw;
+            }
+            fileStreams.out << made.str();
+        },
+        [&](const std::string& made) {
+            if (!made.empty()) {
+                json.element(made);
+            }
+        });
+    json.endArray();
+    return status;
+}
+
+} // namespace
+
 int runDump(const std::vector<std::string>& arguments, Streams streams)
 {
     std::vector<std::string> files;
@@ -826,37 +872,25 @@ int runDump(const std::vector<std::string>& arguments, Streams streams)
             rest.push_back(a);
         }
     }
+    unsigned jobs = 1;
+    if (const int status = takeJobs(rest, "dump", streams, jobs); status >= 0) {
+        return status;
+    }
     if (const int status = parseFiles(rest, "dump", DumpHelp, streams, files); status >= 0) {
         return status;
     }
     if (!asJson) {
-        return forEachFile(files, streams, true, [&](const std::string& file) {
+        return forEachFile(files, streams, true, jobs, [&](const std::string& file, Streams out) {
             const auto opened = open(file);
-            reportWarnings(file, *opened->image, streams);
-            opened->image->exif().dump(streams.out);
+            reportWarnings(file, *opened->image, out);
+            opened->image->exif().dump(out.out);
         });
     }
-    JsonWriter json(streams.out);
-    json.beginArray();
-    const int status = forEachFile(files, streams, false, [&](const std::string& file) {
-        try {
-            const auto opened = open(file);
-            reportWarnings(file, *opened->image, streams);
-            writeDump(json, file, *opened->image);
-        } catch (const std::exception& e) {
-            // Scripts reading the array learn of the failure too; the message goes to standard
-            // error as for any file.
-            json.beginObject();
-            json.key("SourceFile");
-            json.value(file);
-            json.key("Error");
-            json.value(e.what());
-            json.endObject();
-            throw;
-        }
+    return writeJsonArray(files, streams, jobs, [&](JsonWriter& json, const std::string& file, Streams out) {
+        const auto opened = open(file);
+        reportWarnings(file, *opened->image, out);
+        writeDump(json, file, *opened->image);
     });
-    json.endArray();
-    return status;
 }
 
 int runShow(const std::vector<std::string>& arguments, Streams streams)
@@ -874,6 +908,10 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
             rest.push_back(a);
         }
     }
+    unsigned jobs = 1;
+    if (const int status = takeJobs(rest, "show", streams, jobs); status >= 0) {
+        return status;
+    }
     if (const int status = parseFiles(rest, "show", ShowHelp, streams, files); status >= 0) {
         return status;
     }
@@ -882,31 +920,17 @@ int runShow(const std::vector<std::string>& arguments, Streams streams)
         return 2;
     }
     if (asJson) {
-        JsonWriter json(streams.out);
-        json.beginArray();
-        const int status = forEachFile(files, streams, false, [&](const std::string& file) {
-            try {
-                const auto opened = open(file);
-                reportWarnings(file, *opened->image, streams);
-                writeShow(json, file, *opened->image, numeric);
-            } catch (const std::exception& e) {
-                json.beginObject();
-                json.key("SourceFile");
-                json.value(file);
-                json.key("Error");
-                json.value(e.what());
-                json.endObject();
-                throw;
-            }
+        return writeJsonArray(files, streams, jobs, [&](JsonWriter& json, const std::string& file, Streams out) {
+            const auto opened = open(file);
+            reportWarnings(file, *opened->image, out);
+            writeShow(json, file, *opened->image, numeric);
         });
-        json.endArray();
-        return status;
     }
-    return forEachFile(files, streams, false, [&](const std::string& file) {
+    return forEachFile(files, streams, false, jobs, [&](const std::string& file, Streams fileStreams) {
         const auto opened = open(file);
         const Metadata::ImageMetadata& image = *opened->image;
-        reportWarnings(file, image, streams);
-        std::ostream& out = streams.out;
+        reportWarnings(file, image, fileStreams);
+        std::ostream& out = fileStreams.out;
         out << "File: " << file << '\n' << "Format: " << image.formatName() << '\n';
 
         // The principal properties first, reconciled from EXIF, IPTC and XMP.

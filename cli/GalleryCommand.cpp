@@ -4,6 +4,7 @@
 #include <Lumeno/Commands/FileCommands.h>
 #include <Lumeno/DB/Store.h>
 
+#include <algorithm>
 #include <ostream>
 #include <stdexcept>
 
@@ -22,13 +23,13 @@ const char* const GalleryHelp =
     "  create NAME               create a gallery (its parent must exist)\n"
     "  rename NAME NEWNAME       rename a gallery and everything inside it\n"
     "  delete NAME               delete a gallery and its sub-galleries\n"
-    "  add NAME FILE...          add pictures to a gallery (with their thumbnails)\n"
+    "  add NAME [-j N] FILE...   add pictures to a gallery (with their thumbnails)\n"
     "  remove NAME FILE...       take pictures out of a gallery\n"
     "  list [NAME]               the galleries at the top, or a gallery's\n"
     "                            sub-galleries (ending in /) and pictures\n"
     "  search KEYWORD            the pictures carrying the keyword (letter case\n"
     "                            aside); KEYWORD* finds keywords beginning so\n"
-    "  sync [--thumbnails] FILE...\n"
+    "  sync [--thumbnails] [-j N] FILE...\n"
     "                            bring the store's information of the files up to\n"
     "                            date (and their thumbnails)\n"
     "  export NAME DIR           write the gallery as a web page into DIR: open\n"
@@ -38,6 +39,9 @@ const char* const GalleryHelp =
     "                            record its files still hold, set the old files\n"
     "                            aside in a folder Damaged-TIME and make the store\n"
     "                            anew from what was saved\n"
+    "\n"
+    "add and sync read N files side by side with -j N (default: one per core); the\n"
+    "store takes them one transaction each, in the order given.\n"
     "\n"
     "The store lives in $XDG_DATA_HOME/LumenoWorks/Lumeno unless --store names a\n"
     "folder. Several programs may use it at once; check and repair want it to\n"
@@ -57,6 +61,26 @@ int withFiles(const std::vector<std::string>& args, std::size_t first, Streams s
     }
     const std::vector<std::string> files(args.begin() + static_cast<std::ptrdiff_t>(first), args.end());
     return forEachFile(files, streams, false, each);
+}
+
+// Brings the store's records of `arguments`' files up to date (and adds them to `gallery`, when
+// given), N files read side by side with -j N.
+int updateStore(std::vector<std::string> arguments, bool thumbnails, const std::string& gallery, Streams streams)
+{
+    unsigned jobs = 1;
+    if (const int status = takeJobs(arguments, "gallery", streams, jobs); status >= 0) {
+        return status;
+    }
+    if (arguments.empty()) {
+        return usage(streams, "no file given");
+    }
+    Commands::CommandUpdateStore command(thumbnails, static_cast<std::uint32_t>(arguments.size()), 0);
+    command.addTo(gallery);
+    command.setFailureListener([&](const std::string& path, const std::string& reason) {
+        streams.err << "lumeno: " << path << ": " << reason << '\n';
+    });
+    command.runFiles(arguments, jobs);
+    return command.failures() > 0 ? 1 : 0;
 }
 
 } // namespace
@@ -91,7 +115,7 @@ int runGallery(const std::vector<std::string>& args, Streams streams)
                 streams.err << "lumeno gallery: there is no gallery '" << args[1] << "'\n";
                 return 1;
             }
-            return withFiles(args, 2, streams, [&](const std::string& file) { store.addImage(args[1], file, true); });
+            return updateStore(std::vector<std::string>(args.begin() + 2, args.end()), true, args[1], streams);
         }
         if (sub == "remove" && args.size() >= 2) {
             return withFiles(args, 2, streams, [&](const std::string& file) {
@@ -130,19 +154,13 @@ int runGallery(const std::vector<std::string>& args, Streams streams)
             return 0;
         }
         if (sub == "sync" && args.size() >= 2) {
-            const bool thumbnails = args[1] == "--thumbnails";
-            const std::vector<std::string> files(args.begin() + (thumbnails ? 2 : 1), args.end());
-            if (files.empty()) {
-                return usage(streams, "no file given");
+            std::vector<std::string> files(args.begin() + 1, args.end());
+            const auto thumbnails = std::find(files.begin(), files.end(), "--thumbnails");
+            const bool withThumbnails = thumbnails != files.end();
+            if (withThumbnails) {
+                files.erase(thumbnails);
             }
-            Commands::CommandUpdateStore command(thumbnails, static_cast<std::uint32_t>(files.size()), 0);
-            command.setFailureListener([&](const std::string& path, const std::string& reason) {
-                streams.err << "lumeno: " << path << ": " << reason << '\n';
-            });
-            for (const std::string& file : files) {
-                command.perFile(file);
-            }
-            return command.failures() > 0 ? 1 : 0;
+            return updateStore(files, withThumbnails, std::string(), streams);
         }
         if (sub == "check" && arity(0)) {
             const std::vector<DB::StoreProblem> problems = store.check();

@@ -36,6 +36,20 @@ void JsonWriter::beforeValue()
     level.empty = false;
 }
 
+JsonWriter JsonWriter::forElement(std::ostream& out)
+{
+    JsonWriter writer(out);
+    writer.levels_.push_back({false, false, true});
+    writer.afterKey_ = true; // the element's first character is written where it stands
+    return writer;
+}
+
+void JsonWriter::element(std::string_view made)
+{
+    beforeValue();
+    out_ << made;
+}
+
 void JsonWriter::beginObject()
 {
     beforeValue();

@@ -13,6 +13,12 @@ class JsonWriter {
 public:
     explicit JsonWriter(std::ostream& out) : out_(out) {}
 
+    // A writer of one element of an array another writer writes: the element is made apart (on
+    // another thread, say), indented as that array's elements are, and handed over with element().
+    static JsonWriter forElement(std::ostream& out);
+    // Writes an element made by such a writer as the next value.
+    void element(std::string_view made);
+
     // Containers. An array begun `inline` is written on one line with everything in it.
     void beginObject();
     void endObject();

@@ -5,11 +5,13 @@
 #include <Metadata/ImageFactory.h>
 #include <Metadata/Text.h>
 
+#include <Lumeno/Commands/InOrder.h>
 #include <Lumeno/Shell/ShellCore.h>
 
-#include <iomanip>
-#include <ostream>
 #include <algorithm>
+#include <iomanip>
+#include <optional>
+#include <ostream>
 #include <sstream>
 
 namespace Lumeno::Cli {
@@ -17,7 +19,7 @@ namespace Lumeno::Cli {
 namespace {
 
 const char* const ColumnsHelp =
-    "Usage: lumeno columns [--columns TITLE,...] [--json] FILE...\n"
+    "Usage: lumeno columns [--columns TITLE,...] [--json] [-j N] FILE...\n"
     "\n"
     "The metadata columns the file manager shows for each JPEG or TIFF file. By\n"
     "default a table of a few columns (date taken, size, exposure, title);\n"
@@ -27,7 +29,8 @@ const char* const ColumnsHelp =
     "answer, or with --columns the chosen ones (empty texts kept, unanswered\n"
     "columns left out).\n"
     "The EnableExifColumns and EnableIptcColumns settings (section Shell) decide\n"
-    "which columns exist, as they do for the file manager.\n";
+    "which columns exist, as they do for the file manager. With -j N, N files are\n"
+    "read side by side (default: one per core).\n";
 
 const char* const TipHelp =
     "Usage: lumeno tip FILE\n"
@@ -106,6 +109,10 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
         }
     }
     std::vector<std::string> files;
+    unsigned jobs = 1;
+    if (const int status = takeJobs(rest, "columns", streams, jobs); status >= 0) {
+        return status;
+    }
     if (const int status = parseFiles(rest, "columns", ColumnsHelp, streams, files); status >= 0) {
         return status;
     }
@@ -120,10 +127,15 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
         }
     }
     files = readable;
+    // Every file's texts, read side by side; then written in the files' order.
+    std::vector<std::vector<std::optional<std::string>>> cells(files.size());
+    Commands::inOrder<std::vector<std::optional<std::string>>>(
+        files.size(), jobs, [&](std::size_t f) { return Shell::columnTexts(files[f], layout); },
+        [&](std::size_t f, auto&& outcome) { cells[f] = std::move(outcome.get()); }, [] { return false; });
     if (asJson) {
         streams.out << "[";
         for (std::size_t f = 0; f < files.size(); ++f) {
-            const auto texts = Shell::columnTexts(files[f], layout);
+            const auto& texts = cells[f];
             streams.out << (f > 0 ? ",\n " : "\n ") << "{\"path\": " << json(files[f]) << ", \"values\": {";
             bool first = true;
             for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -146,10 +158,11 @@ int runColumns(const std::vector<std::string>& arguments, Streams streams)
     std::vector<std::vector<std::string>> rows;
     rows.push_back({"File"});
     rows[0].insert(rows[0].end(), titles.begin(), titles.end());
-    for (const std::string& file : files) {
-        std::vector<std::string> row = {file};
+    for (std::size_t f = 0; f < files.size(); ++f) {
+        std::vector<std::string> row = {files[f]};
         for (const std::string& title : titles) {
-            const auto text = Shell::itemText(file, layout, layout.find(title));
+            const std::size_t column = layout.find(title);
+            const auto& text = column < cells[f].size() ? cells[f][column] : std::nullopt;
             row.push_back(text ? *text : "");
         }
         rows.push_back(row);

@@ -1,5 +1,7 @@
 #include "Lumeno/Commands/Command.h"
 
+#include "Lumeno/Commands/InOrder.h"
+
 #include <cstdio>
 
 namespace Lumeno::Commands {
@@ -28,7 +30,42 @@ std::int32_t CommandBase::runOnSelection(const std::vector<std::string>&)
     return Success;
 }
 
-void CommandBase::perFile(const std::string&) {}
+std::unique_ptr<CommandBase::Prepared> CommandBase::prepareFile(const std::string&)
+{
+    return nullptr;
+}
+
+void CommandBase::finishFile(const std::string&, std::unique_ptr<Prepared>) {}
+
+void CommandBase::perFile(const std::string& path)
+{
+    if (!beginFile(path)) {
+        return;
+    }
+    try {
+        finishFile(path, prepareFile(path));
+    } catch (const std::exception& e) {
+        reportFailure(path, e.what());
+    }
+}
+
+void CommandBase::runFiles(const std::vector<std::string>& paths, unsigned workers)
+{
+    using Result = std::unique_ptr<Prepared>;
+    inOrder<Result>(
+        paths.size(), workers, [&](std::size_t i) { return prepareFile(paths[i]); },
+        [&](std::size_t i, Outcome<Result>&& outcome) {
+            if (!beginFile(paths[i])) {
+                return;
+            }
+            try {
+                finishFile(paths[i], std::move(outcome.get()));
+            } catch (const std::exception& e) {
+                reportFailure(paths[i], e.what());
+            }
+        },
+        [&] { return progress_->hasUserCancelled(); });
+}
 
 std::int32_t CommandBase::startProgress(const std::string& title, int animation)
 {

@@ -9,6 +9,7 @@
 #include <Metadata/XMP.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -119,24 +120,31 @@ CommandExport::CommandExport(ExportKind kind, std::uint32_t fileCount, std::uint
     startProgress(titleFor(kind), FileCopyAnimation);
 }
 
-void CommandExport::perFile(const std::string& path)
-{
-    if (!beginFile(path)) {
-        return;
-    }
+namespace {
+
+struct ExportText : CommandBase::Prepared {
+    explicit ExportText(std::string t) : text(std::move(t)) {}
     std::string text;
+};
+
+} // namespace
+
+std::unique_ptr<CommandBase::Prepared> CommandExport::prepareFile(const std::string& path)
+{
     try {
         Metadata::ImageStreamT stream;
         const auto image = Metadata::openImage(path, stream);
-        text = kind_ == ExportKind::EXIF ? exifText(*image) : kind_ == ExportKind::IPTC ? iptcText(image->iptc())
-                                                                                          : xmpText(*image);
+        return std::make_unique<ExportText>(kind_ == ExportKind::EXIF   ? exifText(*image)
+                                            : kind_ == ExportKind::IPTC ? iptcText(image->iptc())
+                                                                        : xmpText(*image));
     } catch (const Metadata::IOOpenError& e) {
-        reportFailure(path, e.reason().empty() ? "cannot open the file" : e.reason());
-        return;
-    } catch (const std::exception& e) {
-        reportFailure(path, e.what());
-        return;
+        throw std::runtime_error(e.reason().empty() ? "cannot open the file" : e.reason());
     }
+}
+
+void CommandExport::finishFile(const std::string& path, std::unique_ptr<Prepared> prepared)
+{
+    const std::string& text = static_cast<const ExportText&>(*prepared).text;
     const std::string target = exportPath(path, kind_);
     if (text.empty()) {
         // Nothing of the kind: no file, and an export made while the picture still had some
@@ -147,11 +155,7 @@ void CommandExport::perFile(const std::string& path)
         }
         return;
     }
-    try {
-        Platform::writeFileSafely(target, text, true); // lines end the platform's way
-    } catch (const std::exception& e) {
-        reportFailure(path, e.what());
-    }
+    Platform::writeFileSafely(target, text, true); // lines end the platform's way
 }
 
 } // namespace Lumeno::Commands

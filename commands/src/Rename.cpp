@@ -7,6 +7,8 @@
 #include <Metadata/IPTC.h>
 
 #include <cstdio>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 
 namespace Lumeno::Commands {
@@ -126,30 +128,42 @@ CommandFileRename::CommandFileRename(std::uint32_t fileCount, std::uintptr_t par
     startProgress("Renaming Files...", FileCopyAnimation);
 }
 
-void CommandFileRename::perFile(const std::string& path)
+namespace {
+
+// The moment a picture was taken; none when it has no usable date (or is no picture we read),
+// and the file is then left as it is, without a word.
+struct Taken : CommandBase::Prepared {
+    std::optional<Metadata::ISODateTime> when;
+};
+
+} // namespace
+
+std::unique_ptr<CommandBase::Prepared> CommandFileRename::prepareFile(const std::string& path)
 {
-    if (!beginFile(path)) {
+    auto taken = std::make_unique<Taken>();
+    Metadata::ImageStreamT stream;
+    try {
+        const auto image = Metadata::openImage(path, stream);
+        if (Metadata::ISODateTime when; captureDate(*image, when)) {
+            taken->when = when;
+        }
+    } catch (const Metadata::IOOpenError& e) {
+        // A path that names no file (or a folder, a FIFO) is the user's mistake to hear of.
+        throw std::runtime_error(e.reason().empty() ? "cannot open the file" : e.reason());
+    } catch (const std::exception&) {
+        // unreadable or not an image: skipped silently
+    }
+    return taken; // the stream is closed before the move
+}
+
+void CommandFileRename::finishFile(const std::string& path, std::unique_ptr<Prepared> prepared)
+{
+    const auto& when = static_cast<const Taken&>(*prepared).when;
+    if (!when) {
         return;
     }
-    Metadata::ISODateTime when;
-    {
-        Metadata::ImageStreamT stream;
-        try {
-            const auto image = Metadata::openImage(path, stream);
-            if (!captureDate(*image, when)) {
-                return; // no usable date: left as it is, without a word
-            }
-        } catch (const Metadata::IOOpenError& e) {
-            // A path that names no file (or a folder, a FIFO) is the user's mistake to hear of.
-            reportFailure(path, e.reason().empty() ? "cannot open the file" : e.reason());
-            return;
-        } catch (const std::exception&) {
-            return; // unreadable or not an image: skipped silently
-        }
-    } // the stream is closed before the move
-
     const std::string name = fileNameOf(path);
-    const std::string newName = renamedFileName(when, counter_, extensionOf(name));
+    const std::string newName = renamedFileName(*when, counter_, extensionOf(name));
     // The counter runs on whatever becomes of this file.
     counter_ = (counter_ + 1) % 100;
     const std::string folder = path.substr(0, path.size() - name.size());

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 #include <vector>
 
@@ -47,6 +48,9 @@ struct TransformHandle {
 struct TurboBuffer {
     unsigned char* data = nullptr;
     unsigned long size = 0;
+    TurboBuffer() = default;
+    TurboBuffer(const TurboBuffer&) = delete;
+    TurboBuffer& operator=(const TurboBuffer&) = delete;
     ~TurboBuffer() { tjFree(data); }
 };
 
@@ -93,51 +97,51 @@ CommandRotateJPEG::CommandRotateJPEG(int direction, std::uint32_t fileCount, std
     startProgress("Rotating JPEG...", FileCopyAnimation);
 }
 
-void CommandRotateJPEG::perFile(const std::string& path)
+namespace {
+
+// The turned picture, as the JPEG library left it.
+struct Turned : CommandBase::Prepared {
+    TurboBuffer jpeg;
+};
+
+} // namespace
+
+std::unique_ptr<CommandBase::Prepared> CommandRotateJPEG::prepareFile(const std::string& path)
 {
     if (operation_ == TJXOP_NONE) {
-        return;
+        return nullptr;
     }
-    if (!beginFile(path)) {
-        return;
-    }
-    const bool backup = backup_ ? *backup_ : settings().getCreateBackup();
-
     if (const std::string why = Metadata::whyNotARegularFile(path); !why.empty()) {
-        reportFailure(path, why);
-        return;
+        throw std::runtime_error(why);
     }
     const TransformHandle transformer;
     if (transformer.handle == nullptr) {
-        reportFailure(path, "the JPEG library could not be started");
-        return;
+        throw std::runtime_error("the JPEG library could not be started");
     }
     {
         std::error_code ec;
         const std::uintmax_t fileSize = fs::file_size(fs::u8path(path), ec);
         if (ec) {
-            reportFailure(path, ec.message());
-            return;
+            throw std::runtime_error(ec.message());
         }
         if (const std::string problem = sizeProblem(path, fileSize, transformer.handle); !problem.empty()) {
-            reportFailure(path, problem);
-            return;
+            throw std::runtime_error(problem);
         }
     }
-    // Read into the buffer the previous picture used: it is already there, and already mapped.
+    // Read into the buffer the thread's previous picture used: it is already there, and already
+    // mapped.
+    thread_local std::vector<unsigned char> source;
     {
         std::ifstream in(fs::u8path(path), std::ios::binary | std::ios::ate);
         const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
         if (size < 0) {
-            reportFailure(path, "cannot open the file");
-            return;
+            throw std::runtime_error("cannot open the file");
         }
-        source_.resize(static_cast<std::size_t>(size));
+        source.resize(static_cast<std::size_t>(size));
         in.seekg(0);
-        in.read(reinterpret_cast<char*>(source_.data()), size);
+        in.read(reinterpret_cast<char*>(source.data()), size);
         if (in.gcount() != size) {
-            reportFailure(path, "cannot read the file");
-            return;
+            throw std::runtime_error("cannot read the file");
         }
     }
 
@@ -145,33 +149,36 @@ void CommandRotateJPEG::perFile(const std::string& path)
     transform.op = operation_;
     // Trimmed like 'jpegtran -trim'; every marker is copied, since TJXOPT_COPYNONE is not given.
     transform.options = TJXOPT_TRIM;
-    TurboBuffer turned;
+    auto turned = std::make_unique<Turned>();
     // Warnings (a truncated or damaged file) stop the turn: a damaged picture is left alone.
-    if (tjTransform(transformer.handle, source_.data(), static_cast<unsigned long>(source_.size()), 1, &turned.data,
-                    &turned.size, &transform, TJFLAG_STOPONWARNING) != 0) {
-        reportFailure(path, std::string("cannot turn the picture: ") + tjGetErrorStr2(transformer.handle));
-        return;
+    if (tjTransform(transformer.handle, source.data(), static_cast<unsigned long>(source.size()), 1,
+                    &turned->jpeg.data, &turned->jpeg.size, &transform, TJFLAG_STOPONWARNING) != 0) {
+        throw std::runtime_error(std::string("cannot turn the picture: ") + tjGetErrorStr2(transformer.handle));
     }
+    return turned;
+}
 
-    try {
-        Platform::SafeWriteOptions options = writeOptions_;
-        options.makeBackup = backup;
-        // Written as the library left it: no copy of a picture of several megabytes.
-        Platform::writeFileSafely(
-            path,
-            [&turned](const std::string& temporary) {
-                std::ofstream out(fs::u8path(temporary), std::ios::out | std::ios::trunc | std::ios::binary);
-                out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
-                out.close();
-                if (!out) {
-                    throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
-                }
-            },
-            options);
-    } catch (const std::exception& e) {
-        reportFailure(path, e.what());
+void CommandRotateJPEG::finishFile(const std::string& path, std::unique_ptr<Prepared> prepared)
+{
+    if (!prepared) {
         return;
     }
+    const TurboBuffer& turned = static_cast<const Turned&>(*prepared).jpeg;
+    Platform::SafeWriteOptions options = writeOptions_;
+    options.makeBackup = backup_ ? *backup_ : settings().getCreateBackup();
+    // Written as the library left it: no copy of a picture of several megabytes.
+    Platform::writeFileSafely(
+        path,
+        [&turned](const std::string& temporary) {
+            std::ofstream out(fs::u8path(temporary), std::ios::out | std::ios::trunc | std::ios::binary);
+            out.write(reinterpret_cast<const char*>(turned.data), static_cast<std::streamsize>(turned.size));
+            out.close();
+            if (!out) {
+                throw std::system_error(errno, std::generic_category(), "cannot write " + temporary);
+            }
+        },
+        options);
+    prepared.reset(); // the memory goes back before the store reads the file again
     // A gallery that shows the picture gets its new thumbnail.
     try {
         DB::Store::instance().refresh(path);

@@ -12,15 +12,27 @@ CommandUpdateStore::CommandUpdateStore(bool thumbnails, std::uint32_t fileCount,
                   FileCopyAnimation);
 }
 
-void CommandUpdateStore::perFile(const std::string& path)
+namespace {
+
+struct PreparedImage : CommandBase::Prepared {
+    explicit PreparedImage(DB::Store::PreparedImage i) : image(std::move(i)) {}
+    DB::Store::PreparedImage image;
+};
+
+} // namespace
+
+std::unique_ptr<CommandBase::Prepared> CommandUpdateStore::prepareFile(const std::string& path)
 {
-    if (!beginFile(path)) {
-        return;
-    }
-    try {
-        DB::Store::instance().update(path, thumbnails_);
-    } catch (const ErrorDb& e) {
-        reportFailure(path, e.what());
+    return std::make_unique<PreparedImage>(DB::Store::prepare(path, thumbnails_));
+}
+
+void CommandUpdateStore::finishFile(const std::string&, std::unique_ptr<Prepared> prepared)
+{
+    const auto& image = static_cast<const PreparedImage&>(*prepared).image;
+    if (gallery_.empty()) {
+        DB::Store::instance().commit(image);
+    } else {
+        DB::Store::instance().addImage(gallery_, image);
     }
 }
 

@@ -464,12 +464,23 @@ void Store::dropGalleries(const std::vector<std::pair<RecordId, std::string>>& d
 
 bool Store::addImage(const std::string& gallery, const std::string& givenPath, bool thumbnail)
 {
-    const std::string path = fullPath(givenPath);
+    {
+        Utility::CriticalSectionLock lock(section_);
+        if (!galleryExists(gallery)) {
+            throw ErrorDb(ENOENT, "there is no gallery '" + gallery + "'");
+        }
+    }
+    return addImage(gallery, prepare(givenPath, thumbnail));
+}
+
+bool Store::addImage(const std::string& gallery, const PreparedImage& prepared)
+{
+    const std::string& path = prepared.entry.filePath;
     Utility::CriticalSectionLock lock(section_);
     if (!galleryExists(gallery)) {
         throw ErrorDb(ENOENT, "there is no gallery '" + gallery + "'");
     }
-    update(path, thumbnail);
+    commit(prepared);
     for (const std::string& member : images(gallery)) {
         if (sameText(member, path)) {
             return false;
@@ -557,12 +568,17 @@ void fillFromReconciled(StoreImageEntry& entry, const Metadata::MetadataValues& 
 
 void Store::update(const std::string& givenPath, bool withThumbnail)
 {
+    commit(prepare(givenPath, withThumbnail));
+}
+
+Store::PreparedImage Store::prepare(const std::string& givenPath, bool withThumbnail)
+{
     const std::string path = fullPath(givenPath);
-    Utility::CriticalSectionLock lock(section_);
     if (path.size() > 260) {
         throw ErrorDb(ENAMETOOLONG, "the path is longer than 260 characters: " + path);
     }
-    StoreImageEntry entry;
+    PreparedImage prepared;
+    StoreImageEntry& entry = prepared.entry;
     entry.filePath = path;
     {
         Metadata::ImageStreamT stream;
@@ -602,14 +618,20 @@ void Store::update(const std::string& givenPath, bool withThumbnail)
         entry.flags = (image->exif().empty() ? 0 : StoreImageEntry::HasEXIF) |
                       (iptc.empty() ? 0 : StoreImageEntry::HasIPTC) |
                       (image->xmp() && !image->xmp()->empty() ? StoreImageEntry::HasXMP : 0);
+        prepared.withThumbnail = withThumbnail;
+        if (withThumbnail) {
+            prepared.thumbnail = makeThumbnail(path, image.get());
+        }
     }
+    return prepared;
+}
 
-    // Made before the transaction: it is the slow part and touches no table.
-    const std::string jpeg = withThumbnail ? makeThumbnail(path) : std::string();
-
+void Store::commit(const PreparedImage& prepared)
+{
+    Utility::CriticalSectionLock lock(section_);
     // The record, its keywords and its thumbnail change together or not at all.
     ensureOpen();
-    engine_->transaction([&] { write(entry, jpeg, withThumbnail); });
+    engine_->transaction([&] { write(prepared.entry, prepared.thumbnail, prepared.withThumbnail); });
 }
 
 void Store::write(const StoreImageEntry& entry, const std::string& jpeg, bool withThumbnail)

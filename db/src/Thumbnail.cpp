@@ -23,31 +23,39 @@ struct Described {
     std::vector<std::uint8_t> embedded;
 };
 
-Described describe(const std::string& path)
+Described describe(const Metadata::ImageMetadata& image)
 {
     Described d;
+    std::uint32_t value = 1;
     try {
-        Metadata::ImageStreamT stream;
-        const auto image = Metadata::openImage(path, stream);
-        std::uint32_t value = 1;
-        if (image->exif().getUInt32(Metadata::DirectoryId::Primary, 274, value) && value >= 1 && value <= 8) {
+        if (image.exif().getUInt32(Metadata::DirectoryId::Primary, 274, value) && value >= 1 && value <= 8) {
             d.orientation = static_cast<int>(value);
         }
-        if (!image->exif().thumbnailJpeg(d.embedded)) {
-            d.embedded.clear();
-        }
     } catch (const std::exception&) {
-        // Not one of ours (a PNG, say): the image service reads it as it is.
+        // an orientation of the wrong type says nothing
+    }
+    if (!image.exif().thumbnailJpeg(d.embedded)) {
+        d.embedded.clear();
     }
     return d;
 }
 
-} // namespace
-
-std::string makeThumbnail(const std::string& path)
+Described describe(const std::string& path)
 {
     try {
-        const Described d = describe(path);
+        Metadata::ImageStreamT stream;
+        return describe(*Metadata::openImage(path, stream));
+    } catch (const std::exception&) {
+        return {}; // not one of ours (a PNG, say): the image service reads it as it is
+    }
+}
+
+} // namespace
+
+std::string makeThumbnail(const std::string& path, const Metadata::ImageMetadata* image)
+{
+    try {
+        const Described d = image != nullptr ? describe(*image) : describe(path);
         return Platform::thumbnail(path, ThumbnailSize, d.orientation, {d.embedded.data(), d.embedded.size()});
     } catch (const std::runtime_error& e) {
         throw ErrorDb(EIO, "cannot make a thumbnail of " + path + ": " + e.what());

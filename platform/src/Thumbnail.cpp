@@ -31,6 +31,8 @@ constexpr std::uint64_t MostDecodedPixels = std::uint64_t{16} << 20;
 // Files larger than this are no photos of ours; the image service may still try.
 constexpr std::uint64_t MostFileBytes = std::uint64_t{512} << 20;
 
+// A codec handle of the thread's own: making one sets up tables that cost as much as decoding a
+// thumbnail, so each thread keeps its decoder and its encoder.
 struct Codec {
     tjhandle handle;
     explicit Codec(tjhandle h) : handle(h) {}
@@ -43,6 +45,18 @@ struct Codec {
     Codec(const Codec&) = delete;
     Codec& operator=(const Codec&) = delete;
 };
+
+const Codec& decoder()
+{
+    thread_local const Codec codec(tjInitDecompress());
+    return codec;
+}
+
+const Codec& encoder()
+{
+    thread_local const Codec codec(tjInitCompress());
+    return codec;
+}
 
 // The size of a `width` x `height` picture fitted into `longerSide` (never enlarged), rounded as
 // the image service rounds.
@@ -183,9 +197,9 @@ bool header(const Codec& codec, const std::uint8_t* data, std::size_t size, int&
 
 // The JPEG decoded at the smallest of the codec's reductions (1/8, 1/4, 1/2, none) that still
 // covers `longerSide`.
-std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigned longerSide)
+std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigned longerSide, bool* clean = nullptr)
 {
-    const Codec codec(tjInitDecompress());
+    const Codec& codec = decoder();
     int width = 0, height = 0;
     if (!header(codec, data, size, width, height)) {
         return std::nullopt;
@@ -205,16 +219,20 @@ std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigne
         return std::nullopt;
     }
     pixels.rgb.resize(static_cast<std::size_t>(pixels.width) * pixels.height * 3);
-    if (tjDecompress2(codec.handle, bytes, length, pixels.rgb.data(), pixels.width, 0, pixels.height, TJPF_RGB, 0) != 0 &&
-        tjGetErrorCode(codec.handle) != TJERR_WARNING) {
+    const bool failed =
+        tjDecompress2(codec.handle, bytes, length, pixels.rgb.data(), pixels.width, 0, pixels.height, TJPF_RGB, 0) != 0;
+    if (failed && tjGetErrorCode(codec.handle) != TJERR_WARNING) {
         return std::nullopt; // a warning (data cut short) still leaves a picture, as viewers show it
+    }
+    if (clean != nullptr) {
+        *clean = !failed;
     }
     return pixels;
 }
 
 std::optional<std::string> encode(const Pixels& pixels)
 {
-    const Codec codec(tjInitCompress());
+    const Codec& codec = encoder();
     if (codec.handle == nullptr) {
         return std::nullopt;
     }
@@ -239,7 +257,7 @@ bool standsFor(const Embedded& embedded, const std::uint8_t* data, std::size_t s
     if (embedded.data == nullptr || embedded.size == 0) {
         return false;
     }
-    const Codec codec(tjInitDecompress());
+    const Codec& codec = decoder();
     int width = 0, height = 0, w = 0, h = 0;
     if (!header(codec, data, size, width, height) || !header(codec, embedded.data, embedded.size, w, h)) {
         return false;
@@ -258,7 +276,17 @@ std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t s
     }
     std::optional<Pixels> decoded;
     if (standsFor(embedded, data, size, longerSide)) {
-        decoded = decode(embedded.data, embedded.size, longerSide);
+        bool clean = false;
+        decoded = decode(embedded.data, embedded.size, longerSide, &clean);
+        int width = 0, height = 0;
+        if (decoded) {
+            fitted(decoded->width, decoded->height, longerSide, width, height);
+        }
+        if (decoded && clean && (orientation < 2 || orientation > 8) && width == decoded->width &&
+            height == decoded->height) {
+            // The camera's thumbnail, whole and upright, of just the size: it is the thumbnail.
+            return std::string(reinterpret_cast<const char*>(embedded.data), embedded.size);
+        }
     }
     if (!decoded) {
         decoded = decode(data, size, longerSide);
@@ -279,12 +307,31 @@ std::string thumbnail(const std::string& path, unsigned longerSide, int orientat
         in.seekg(0, std::ios::end);
         const auto size = static_cast<std::uint64_t>(in.tellg());
         if (size <= MostFileBytes) {
-            std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
-            in.seekg(0);
-            if (in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size))) {
-                if (auto made = jpegThumbnail(bytes.data(), bytes.size(), longerSide, orientation, embedded)) {
-                    return std::move(*made);
-                }
+            // Each thread reads into the buffer its last picture used: already there, already
+            // mapped (a new one of a few megabytes costs a page fault per page).
+            thread_local std::vector<std::uint8_t> bytes;
+            auto readFirst = [&](std::uint64_t n) {
+                bytes.resize(static_cast<std::size_t>(n));
+                in.clear();
+                in.seekg(0);
+                return static_cast<bool>(in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(n)));
+            };
+            std::optional<std::string> made;
+            // The picture's size is in its first bytes, after the metadata: enough when the
+            // camera's thumbnail stands for it; the whole file is read only to decode it.
+            constexpr std::uint64_t Head = 64 * 1024;
+            if (embedded.data != nullptr && size > Head && readFirst(Head) &&
+                standsFor(embedded, bytes.data(), bytes.size(), longerSide)) {
+                made = jpegThumbnail(bytes.data(), bytes.size(), longerSide, orientation, embedded);
+            }
+            if (!made && readFirst(size)) {
+                made = jpegThumbnail(bytes.data(), bytes.size(), longerSide, orientation, embedded);
+            }
+            if (bytes.capacity() > (16u << 20)) {
+                std::vector<std::uint8_t>().swap(bytes); // a rare huge picture's memory is given back
+            }
+            if (made) {
+                return std::move(*made);
             }
         }
     }

@@ -122,6 +122,38 @@ check "a taken name is a failure" [ $? -eq 1 ]
 check "the taken name is reported" grep -qF "y.JPG: cannot rename to 20240506-070809-00.JPG: a file of that name exists" "$tmp/err"
 check "the file keeps its name" [ -f "$tmp/ren/y.JPG" ]
 
+# --- many files at once ------------------------------------------------------------------------
+# Files read side by side still come out in the order given: the dump, the JSON, the failures in
+# their place, the rename counter. Twelve copies of two files and a broken one, in a mixed order.
+mkdir "$tmp/many"
+for i in 01 02 03 04 05 06 07 08 09 10 11 12; do
+  if [ $((10#$i % 2)) -eq 0 ]; then cp "$data/sample.jpg" "$tmp/many/p$i.jpg"; else cp "$data/sample.tif" "$tmp/many/p$i.tif"; fi
+done
+printf 'junk' >"$tmp/many/p07.tif"
+many=$(ls "$tmp/many"/p* | sort -r)
+for command in "dump" "dump --json" "show" "show --json --numeric" "columns --json"; do
+  "$lumeno" $command -j 1 $many >"$tmp/one.out" 2>"$tmp/one.err"; one=$?
+  "$lumeno" $command -j 3 $many >"$tmp/three.out" 2>"$tmp/three.err"; three=$?
+  check "$command: -j 3 writes what -j 1 does, in the same order" cmp -s "$tmp/one.out" "$tmp/three.out"
+  check "$command: the same messages, in the same order" cmp -s "$tmp/one.err" "$tmp/three.err"
+  check "$command: the same exit status" [ "$one" = "$three" ]
+done
+check "the JSON of several jobs is one valid array" perl -MJSON::PP -e 'local $/; my $a = decode_json(<STDIN>); exit(@$a == 12 ? 0 : 1)' <"$tmp/three.out"
+"$lumeno" dump -j 0 "$tmp/many/p01.tif" 2>"$tmp/err"
+check "-j 0 is a usage error" [ $? -eq 2 ]
+check "the refusal says what -j takes" grep -qF "from 1 to 256" "$tmp/err"
+# Six pictures taken in the same second, renamed by two jobs: the counter follows the arguments.
+# Each carries its number after the end of its picture, to tell them apart.
+mkdir "$tmp/ren2"
+for i in 6 5 4 3 2 1; do { cat "$data/sample.jpg"; printf '%s' "$i"; } >"$tmp/ren2/in$i.jpg"; done
+"$lumeno" rename -j 2 "$tmp/ren2/in6.jpg" "$tmp/ren2/in5.jpg" "$tmp/ren2/in4.jpg" "$tmp/ren2/in3.jpg" \
+  "$tmp/ren2/in2.jpg" "$tmp/ren2/in1.jpg"
+for pair in "in6 00" "in5 01" "in4 02" "in3 03" "in2 04" "in1 05"; do
+  set -- $pair
+  check "rename -j 2: $1 is counted $2 as given" [ "$(tail -c 1 "$tmp/ren2/20240506-070809-$2.jpg")" = "${1#in}" ]
+done
+check "rename -j 2: every file renamed" [ "$(ls "$tmp/ren2" | grep -c '^20240506-070809-')" = 6 ]
+
 # --- rotate ------------------------------------------------------------------------------------
 awk 'BEGIN { w = 100; h = 75; printf "P6\n%d %d\n255\n", w, h;
              for (y = 0; y < h; y++) for (x = 0; x < w; x++) printf "%c%c%c", (x * 7 + y) % 256, y * 3, (x * y) % 256 }' \
@@ -335,7 +367,7 @@ check "each file of several is named" grep -qxF "==> $data/sample.tif <==" "$tmp
 "$lumeno" --help >"$tmp/help"; check "--help exits 0" [ $? -eq 0 ]
 check "--help names dump" grep -q "dump FILE" "$tmp/help"
 "$lumeno" dump --help >"$tmp/help"; check "dump --help exits 0" [ $? -eq 0 ]
-check "dump --help explains usage" grep -q "Usage: lumeno dump \[--json\] FILE" "$tmp/help"
+check "dump --help explains usage" grep -q "Usage: lumeno dump \[--json\] \[-j N\] FILE" "$tmp/help"
 "$lumeno" >/dev/null 2>&1; check "no command exits 2" [ $? -eq 2 ]
 "$lumeno" dump >/dev/null 2>&1; check "dump without files exits 2" [ $? -eq 2 ]
 "$lumeno" frobnicate >/dev/null 2>&1; check "unknown command exits 2" [ $? -eq 2 ]

@@ -32,6 +32,11 @@ public:
     // The system's file-copy animation.
     static constexpr int FileCopyAnimation = 161;
 
+    // What the first part of a file's work (prepareFile) hands to the second (finishFile).
+    struct Prepared {
+        virtual ~Prepared() = default;
+    };
+
     // What a front end learns of a failed file, beyond the beep.
     using FailureListener = std::function<void(const std::string& path, const std::string& reason)>;
 
@@ -40,13 +45,28 @@ public:
     ~CommandBase() override;
 
     std::int32_t runOnSelection(const std::vector<std::string>& paths) override;
+    // One file: prepareFile, then finishFile; a failure is reported and the next file comes.
     void perFile(const std::string& path) override;
     std::int32_t startProgress(const std::string& title, int animation) override;
+
+    // Every file of `paths`: with more than one worker, files are prepared side by side on
+    // `workers` threads, and finished on this thread in the order given; the progress display
+    // counts them as they are finished, and its Cancel (Ctrl-C) stops the run after the files
+    // already begun.
+    void runFiles(const std::vector<std::string>& paths, unsigned workers);
 
     void setFailureListener(FailureListener listener) { listener_ = std::move(listener); }
     std::uint32_t failures() const noexcept { return failures_; }
 
 protected:
+    // The part of a file's work that may run on a worker thread beside other files' (reading,
+    // decoding, computing): it touches nothing the command shares, settings included. A
+    // std::exception it throws is the file's failure. Default: nothing to prepare.
+    virtual std::unique_ptr<Prepared> prepareFile(const std::string& path);
+    // The part that runs on the calling thread, file after file in order (writing, renaming,
+    // the store's transaction). A std::exception it throws is the file's failure.
+    virtual void finishFile(const std::string& path, std::unique_ptr<Prepared> prepared);
+
     // The steps every per-file command takes first: false when the user cancelled (the file is
     // then passed over); otherwise the display shows the file's name and "N of M files...".
     bool beginFile(const std::string& path);

@@ -22,7 +22,11 @@ class CommandFileRename : public CommandBase {
 public:
     CommandFileRename(std::uint32_t fileCount, std::uintptr_t parentWindow,
                       std::shared_ptr<UI::Settings> settings = nullptr);
-    void perFile(const std::string& path) override;
+
+protected:
+    // The date is read side by side; the renames follow in the files' order, as the counter does.
+    std::unique_ptr<Prepared> prepareFile(const std::string& path) override;
+    void finishFile(const std::string& path, std::unique_ptr<Prepared> prepared) override;
 
 private:
     std::uint32_t counter_ = 0;
@@ -46,7 +50,11 @@ public:
                       std::shared_ptr<UI::Settings> settings = nullptr, std::optional<bool> backup = std::nullopt);
     // Turned files keep the modification time of the originals.
     void keepModificationTimes(bool keep) { writeOptions_.keepModificationTime = keep; }
-    void perFile(const std::string& path) override;
+
+protected:
+    // Pictures are turned side by side; each replaces its file in the files' order.
+    std::unique_ptr<Prepared> prepareFile(const std::string& path) override;
+    void finishFile(const std::string& path, std::unique_ptr<Prepared> prepared) override;
 
 private:
     int operation_;
@@ -54,7 +62,6 @@ private:
     Platform::SafeWriteOptions writeOptions_;
     // Each large picture needs the same large blocks as the one before.
     Platform::FreedMemoryKept keptMemory_;
-    std::vector<unsigned char> source_;
 };
 
 enum class ExportKind { EXIF, IPTC, XMP };
@@ -66,7 +73,10 @@ class CommandExport : public CommandBase {
 public:
     CommandExport(ExportKind kind, std::uint32_t fileCount, std::uintptr_t parentWindow,
                   std::shared_ptr<UI::Settings> settings = nullptr);
-    void perFile(const std::string& path) override;
+
+protected:
+    std::unique_ptr<Prepared> prepareFile(const std::string& path) override;
+    void finishFile(const std::string& path, std::unique_ptr<Prepared> prepared) override;
 
 private:
     ExportKind kind_;
@@ -111,10 +121,18 @@ class CommandUpdateStore : public CommandBase {
 public:
     CommandUpdateStore(bool thumbnails, std::uint32_t fileCount, std::uintptr_t parentWindow,
                        std::shared_ptr<UI::Settings> settings = nullptr);
-    void perFile(const std::string& path) override;
+    // Each file is also added to this gallery (which must exist); empty: none.
+    void addTo(std::string gallery) { gallery_ = std::move(gallery); }
+
+protected:
+    // The records and thumbnails are made side by side; the store takes them one transaction
+    // after another, in the files' order.
+    std::unique_ptr<Prepared> prepareFile(const std::string& path) override;
+    void finishFile(const std::string& path, std::unique_ptr<Prepared> prepared) override;
 
 private:
     bool thumbnails_;
+    std::string gallery_;
 };
 
 } // namespace Lumeno::Commands

@@ -149,6 +149,18 @@ public:
     // Brings the image's record and keyword records (and, with `thumbnail`, its thumbnail) up to
     // date from the file. A stored path that differs only in letter case is a duplicate.
     void update(const std::string& path, bool thumbnail);
+    // update() in two parts: what is read from the file and made of it (the slow part, which
+    // touches no store and may run on any thread, for several files at once), then its one
+    // transaction. Each throws ErrorDb as update() does.
+    struct PreparedImage {
+        StoreImageEntry entry;
+        bool withThumbnail = false;
+        std::string thumbnail;
+    };
+    static PreparedImage prepare(const std::string& path, bool thumbnail);
+    void commit(const PreparedImage& prepared);
+    // addImage() with the record prepared already.
+    bool addImage(const std::string& gallery, const PreparedImage& prepared);
     // update(path, true) for an image the store holds already; nothing for others (and nothing
     // at all while no store exists).
     void refresh(const std::string& path);
