@@ -1,10 +1,15 @@
 // The sub-commands of the lumeno tool.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <string>
 #include <vector>
+
+namespace Lumeno::Commands {
+class CommandBase;
+}
 
 namespace Lumeno::Cli {
 
@@ -47,6 +52,10 @@ int forEachFile(const std::vector<std::string>& files, Streams streams, bool hea
 // Takes "-j N" (or -jN, --jobs N, --jobs=N) out of `arguments`: the number of files worked on
 // side by side, one per core when not given. 2 after a usage error, else -1.
 int takeJobs(std::vector<std::string>& arguments, const char* command, Streams streams, unsigned& jobs);
+
+// The exit status of a per-file command's run: 130 when the user stopped it (said on standard
+// error, with how far it came), 1 when a file failed, 0 otherwise.
+int finalStatus(const Commands::CommandBase& command, std::size_t files, Streams streams);
 
 // The arguments of a command that takes only files: -h/--help prints `help` (returns 0), an
 // unknown option or no file is a usage error (returns 2); otherwise -1 and `files` filled.

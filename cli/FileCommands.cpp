@@ -59,7 +59,7 @@ int runOver(Commands::CommandBase& command, const std::vector<std::string>& file
         streams.err << "lumeno: " << path << ": " << reason << '\n';
     });
     command.runFiles(files, jobs);
-    return command.failures() > 0 ? 1 : 0;
+    return finalStatus(command, files.size(), streams);
 }
 
 // The first argument chooses among `choices`; -1 after printing the help or an error.

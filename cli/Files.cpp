@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include <Lumeno/Commands/Command.h>
 #include <Lumeno/Commands/InOrder.h>
 #include <Metadata/Exceptions.h>
 
@@ -104,6 +105,16 @@ int forEachFile(const std::vector<std::string>& files, Streams streams, bool hea
         },
         [] { return false; });
     return status;
+}
+
+int finalStatus(const Commands::CommandBase& command, std::size_t files, Streams streams)
+{
+    if (command.cancelled()) {
+        streams.out.flush();
+        streams.err << "lumeno: stopped after " << command.filesBegun() << " of " << files << " files\n";
+        return 130;
+    }
+    return command.failures() > 0 ? 1 : 0;
 }
 
 int takeJobs(std::vector<std::string>& arguments, const char* command, Streams streams, unsigned& jobs)

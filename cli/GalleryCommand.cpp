@@ -80,7 +80,7 @@ int updateStore(std::vector<std::string> arguments, bool thumbnails, const std::
         streams.err << "lumeno: " << path << ": " << reason << '\n';
     });
     command.runFiles(arguments, jobs);
-    return command.failures() > 0 ? 1 : 0;
+    return finalStatus(command, arguments.size(), streams);
 }
 
 } // namespace

@@ -64,7 +64,7 @@ void CommandBase::runFiles(const std::vector<std::string>& paths, unsigned worke
                 reportFailure(paths[i], e.what());
             }
         },
-        [&] { return progress_->hasUserCancelled(); });
+        [&] { return cancelled_ = cancelled_ || progress_->hasUserCancelled(); });
 }
 
 std::int32_t CommandBase::startProgress(const std::string& title, int animation)
@@ -78,6 +78,7 @@ std::int32_t CommandBase::startProgress(const std::string& title, int animation)
 bool CommandBase::beginFile(const std::string& path)
 {
     if (progress_->hasUserCancelled()) {
+        cancelled_ = true;
         return false;
     }
     progress_->setLine(1, fileNameOf(path));

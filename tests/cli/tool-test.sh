@@ -153,6 +153,18 @@ for pair in "in6 00" "in5 01" "in4 02" "in3 03" "in2 04" "in1 05"; do
   check "rename -j 2: $1 is counted $2 as given" [ "$(tail -c 1 "$tmp/ren2/20240506-070809-$2.jpg")" = "${1#in}" ]
 done
 check "rename -j 2: every file renamed" [ "$(ls "$tmp/ren2" | grep -c '^20240506-070809-')" = 6 ]
+# Ctrl-C in the middle of a long sync by two jobs: it stops after the files begun, says so, exits
+# 130, and leaves the store sound. 40,000 names of one picture make the run long enough.
+mkdir "$tmp/long"
+perl -e 'link($ARGV[0], sprintf("%s/%05d.jpg", $ARGV[1], $_)) or die $! for 1 .. 40000' "$data/sample.jpg" "$tmp/long"
+(cd "$tmp/long" && exec "$lumeno" --store "$tmp/long-store" gallery sync --thumbnails -j 2 ?????.jpg) 2>"$tmp/err" &
+sleep 1
+kill -INT $! 2>/dev/null
+wait $!; rc=$?
+check "Ctrl-C: the run stops with status 130" [ "$rc" = 130 ]
+check "Ctrl-C: it says how far it came" grep -qE "^lumeno: stopped after [0-9]+ of 40000 files$" "$tmp/err"
+check "Ctrl-C: the store is sound" "$lumeno" --store "$tmp/long-store" gallery check
+rm -rf "$tmp/long" "$tmp/long-store"
 
 # --- rotate ------------------------------------------------------------------------------------
 awk 'BEGIN { w = 100; h = 75; printf "P6\n%d %d\n255\n", w, h;

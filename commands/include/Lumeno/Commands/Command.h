@@ -57,6 +57,9 @@ public:
 
     void setFailureListener(FailureListener listener) { listener_ = std::move(listener); }
     std::uint32_t failures() const noexcept { return failures_; }
+    // Whether the user stopped the run (Cancel, Ctrl-C), and how many files were begun by then.
+    bool cancelled() const noexcept { return cancelled_; }
+    std::uint32_t filesBegun() const noexcept { return currentIndex_ - 1; }
 
 protected:
     // The part of a file's work that may run on a worker thread beside other files' (reading,
@@ -84,6 +87,7 @@ private:
     std::uintptr_t parentWindow_;
     FailureListener listener_;
     std::uint32_t failures_ = 0;
+    bool cancelled_ = false;
 };
 
 // The name of a file: the last component of its path.
