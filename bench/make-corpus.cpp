@@ -2,8 +2,8 @@
 // make-corpus rotate FOLDER COUNT: COUNT twelve-megapixel camera JPEGs (4000 x 3000).
 // make-corpus thumbnails FOLDER COUNT: COUNT twelve-megapixel camera JPEGs with the 160-pixel
 // thumbnail cameras embed in their EXIF block.
-// make-corpus linked FOLDER COUNT: one such JPEG as C000000.JPG, and COUNT - 1 hard links to it
-// (C000001.JPG...): as many camera files as wanted, in no more room than one.
+// make-corpus linked FOLDER COUNT: COUNT names (C000000.JPG...) of such a JPEG, hard links to
+// one copy per 50,000: as many camera files as wanted, in the room of a few.
 // make-corpus read FOLDER COUNT: COUNT camera JPEGs with EXIF, IPTC and XMP; one in twenty is a
 // twelve-megapixel picture, the others carry 300 KB of image data.
 #include "CameraFiles.h"
@@ -41,13 +41,18 @@ int main(int argc, char** argv)
     }
     if (mode == "linked") {
         const std::vector<std::uint8_t> photo = Bench::photoWithThumbnail(4000, 3000);
-        const std::string first = folder + "/C000000.JPG";
-        std::ofstream(first, std::ios::binary)
-            .write(reinterpret_cast<const char*>(photo.data()), static_cast<std::streamsize>(photo.size()));
-        for (int i = 1; i < count; ++i) {
+        // A file system allows some tens of thousands of links to a file: a new copy every 50,000.
+        std::string first;
+        for (int i = 0; i < count; ++i) {
             char name[32];
             std::snprintf(name, sizeof name, "/C%06d.JPG", i);
-            std::filesystem::create_hard_link(first, folder + name);
+            if (i % 50000 == 0) {
+                first = folder + name;
+                std::ofstream(first, std::ios::binary)
+                    .write(reinterpret_cast<const char*>(photo.data()), static_cast<std::streamsize>(photo.size()));
+            } else {
+                std::filesystem::create_hard_link(first, folder + name);
+            }
         }
         return 0;
     }
