@@ -8,11 +8,14 @@
 # The camera files are hard links to one picture (the machine need not hold 100,000 photos); the
 # files to rename are small ones, each with its own capture time, made anew for each size. Best
 # of three for part 1, one run each for part 2; page cache warm.
-# Usage: bench/scaling.sh [BUILD-DIR] [LARGEST]   (default build/ and 100000; run scripts/build first)
+# Usage: bench/scaling.sh [BUILD-DIR] [LARGEST | --jobs-only]   (default build/ and 100000; run
+# scripts/build first). --jobs-only: part 1 alone.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$(cd "${1:-build}" && pwd)
 largest=${2:-100000}
+jobsOnly=false
+if [ "$largest" = --jobs-only ]; then jobsOnly=true; largest=2000; fi
 lumeno=$build/bin/lumeno
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -65,6 +68,8 @@ for _ in 1 2 3; do
 done
 awk -v a="$best1" -v b="$best2" -v n="${#plain[@]}" 'BEGIN {
   printf "sync --thumbnails of %d JPEGs without embedded thumbnails: -j 1 %.2f s, -j 2 %.2f s: -j 2 is %.2fx as fast (goal: 1.8x)\n", n, a, b, a / b }'
+
+$jobsOnly && exit 0
 
 # 2. Growth.
 for count in 1000 10000 100000; do

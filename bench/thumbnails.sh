@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# The gallery store's thumbnails (160 pixels) of 100 twelve-megapixel JPEGs against
-# `vipsthumbnail -s 160`, both on one core (taskset, VIPS_CONCURRENCY=1), best of three, page
-# cache warm; twice: camera JPEGs that embed the usual 160-pixel thumbnail in their EXIF block,
-# and the same pictures without it (the JPEG decoded at one eighth of its size). Then how far
-# each thumbnail is from ImageMagick's thumbnail of the same picture (`compare -metric RMSE`,
-# normalised to 0..1).
+# Thumbnails at the decoder's speed, and every core, in one run:
+#  1. the gallery store's thumbnails (160 pixels) of 100 twelve-megapixel JPEGs against
+#     `vipsthumbnail -s 160`, both on one core (taskset, VIPS_CONCURRENCY=1), best of three, page
+#     cache warm; twice: camera JPEGs that embed the usual 160-pixel thumbnail in their EXIF
+#     block, and the same pictures without it (the JPEG decoded at one eighth of its size); and
+#     how far each thumbnail is from ImageMagick's thumbnail of the same picture
+#     (`compare -metric RMSE`, normalised to 0..1);
+#  2. `lumeno gallery sync --thumbnails` with -j 1 and -j 2 (bench/scaling.sh --jobs-only).
 # Usage: bench/thumbnails.sh [BUILD-DIR] [FILES]   (default build/ and 100; run scripts/build first)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -49,3 +51,5 @@ for kind in camera plain; do
     printf "%s: lumeno %.1f ms each, vipsthumbnail %.1f ms each: lumeno %.2fx as fast (goal: 1.5x); RMSE to ImageMagick: lumeno %s, vipsthumbnail %s\n",
            l, 1000 * o / n, 1000 * v / n, v / o, od, vd }'
 done
+
+bench/scaling.sh "$build" --jobs-only

@@ -847,6 +847,16 @@ std::unique_ptr<Engine> Engine::open(const std::string& folder)
 std::vector<StoreProblem> Engine::check(const std::string& folder, const std::vector<TableDefinition>& tables)
 {
     std::vector<StoreProblem> problems;
+    // A program killed in the middle of a transaction leaves pages in the files that only the log
+    // sets right: the store is recovered first, as its next opener would recover it, and only
+    // then are its files verified. A log that cannot be replayed is told below, with the files.
+    std::string unrecovered;
+    try {
+        auto engine = Engine::open(folder);
+        engine->close();
+    } catch (const ErrorDb& e) {
+        unrecovered = e.what();
+    }
     for (const TableDefinition& table : tables) {
         // A table not made yet (a program stopped while it made the store) is made by the next
         // opener, and a missing index is made anew from its data file; a data file missing
@@ -867,7 +877,10 @@ std::vector<StoreProblem> Engine::check(const std::string& folder, const std::ve
             }
         }
     }
-    // The environment and the log: the store must open, recovering from the log when needed.
+    if (!unrecovered.empty()) {
+        problems.push_back({"environment and log", unrecovered});
+    }
+    // The environment and the log: the store must open, and its tables be read.
     if (problems.empty()) {
         try {
             auto engine = Engine::open(folder);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -301,7 +302,7 @@ std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t s
 
 std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded)
 {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(std::filesystem::u8path(path), std::ios::binary); // UTF-8, whatever the system's code page
     char start[3] = {};
     if (in && in.read(start, 3) && start[0] == '\xFF' && start[1] == '\xD8' && start[2] == '\xFF') {
         in.seekg(0, std::ios::end);
