@@ -335,72 +335,59 @@ double nominalMinOf(double v) { return std::exp2((v + 10) / 4); }
 double maxApertureOf(double v) { return v > 1 ? std::exp2((v - 1) / 32) : std::nan(""); }
 double guideNumberOf(double v) { return v == 0 ? 0 : std::exp2((v == 29 ? -3 : v) / 16 + 4); }
 
-bool bytesOf(const Field& field, std::vector<std::uint8_t>& bytes, std::size_t least)
+// The bytes of an UNDEFINED field, when it holds `least` of them (and no more than `most`).
+bool bytesOf(const Field& field, std::vector<std::uint32_t>& bytes, std::size_t least, std::size_t most)
 {
-    return field.type() == Undefined && field.getBytes(bytes) && bytes.size() >= least;
-}
-
-std::string twoDigits(unsigned v)
-{
-    return (v < 10 ? "0" : "") + std::to_string(v);
+    return field.type() == Undefined && numbers(field, bytes, least) && bytes.size() <= most;
 }
 
 // The date as a 16-bit year (high byte first), a month and a day.
 bool dateOf(const Field& field, std::string& text)
 {
-    std::vector<std::uint8_t> b;
-    if (!bytesOf(field, b, 4) || b.size() != 4) {
+    std::vector<std::uint32_t> b;
+    if (!bytesOf(field, b, 4, 4)) {
         return false;
     }
-    const unsigned year = b[0] << 8 | b[1];
-    text = std::string(year < 1000 ? "0" : "") + (year < 100 ? "0" : "") + (year < 10 ? "0" : "") + std::to_string(year) +
-           ':' + twoDigits(b[2]) + ':' + twoDigits(b[3]);
+    text = zeroPadded(b[0] << 8 | b[1], 4) + ':' + zeroPadded(b[2], 2) + ':' + zeroPadded(b[3], 2);
     return true;
 }
 
 bool timeOf(const Field& field, std::string& text)
 {
-    std::vector<std::uint8_t> b;
-    if (!bytesOf(field, b, 3)) {
+    std::vector<std::uint32_t> b;
+    if (!bytesOf(field, b, 3, 4)) {
         return false;
     }
-    text = twoDigits(b[0]) + ':' + twoDigits(b[1]) + ':' + twoDigits(b[2]);
+    text = zeroPadded(b[0], 2) + ':' + zeroPadded(b[1], 2) + ':' + zeroPadded(b[2], 2);
     return true;
 }
 
 // Firmware versions are stored with every bit inverted.
 bool firmwareOf(const Field& field, std::string& text)
 {
-    std::vector<std::uint8_t> b;
-    if (!bytesOf(field, b, 4) || b.size() != 4) {
+    std::vector<std::uint32_t> b;
+    if (!bytesOf(field, b, 4, 4)) {
         return false;
     }
-    text = std::to_string(b[0] ^ 0xFF) + ' ' + twoDigits(b[1] ^ 0xFF) + ' ' + twoDigits(b[2] ^ 0xFF) + ' ' +
-           twoDigits(b[3] ^ 0xFF);
+    text = std::to_string(b[0] ^ 0xFF) + ' ' + zeroPadded(b[1] ^ 0xFF, 2) + ' ' + zeroPadded(b[2] ^ 0xFF, 2) + ' ' +
+           zeroPadded(b[3] ^ 0xFF, 2);
     return true;
 }
 
-std::uint32_t bigEndian(const std::vector<std::uint8_t>& b)
-{
-    std::uint32_t v = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        v = v << 8 | (i < b.size() ? b[i] : 0);
-    }
-    return v;
-}
-
-// The shutter count is enciphered with the shot's date and time.
+// The shutter count is enciphered with the shot's date and time, each read as a big-endian
+// 32-bit number (the three bytes of the time followed by a zero).
 bool shutterCountOf(const Field& field, const DisplayContext& context, double& value)
 {
-    std::vector<std::uint8_t> count, date, time;
+    std::vector<std::uint32_t> time;
     const Field* dateField = context.field(DirectoryId::MakerNote, 0x0006);
     const Field* timeField = context.field(DirectoryId::MakerNote, 0x0007);
-    if (!bytesOf(field, count, 4) || count.size() != 4 || dateField == nullptr || timeField == nullptr ||
-        !bytesOf(*dateField, date, 4) || date.size() != 4 || !bytesOf(*timeField, time, 3)) {
+    double count = 0, date = 0;
+    if (field.count() != 4 || dateField == nullptr || timeField == nullptr || dateField->count() != 4 ||
+        !bigEndianNumber(field, count) || !bigEndianNumber(*dateField, date) || !bytesOf(*timeField, time, 3, 4)) {
         return false;
     }
-    time.resize(3);
-    value = bigEndian(count) ^ bigEndian(date) ^ (0xFFFFFFFFu - bigEndian(time));
+    const std::uint32_t clock = time[0] << 24 | time[1] << 16 | time[2] << 8;
+    value = static_cast<std::uint32_t>(count) ^ static_cast<std::uint32_t>(date) ^ (0xFFFFFFFFu - clock);
     return true;
 }
 
@@ -411,7 +398,7 @@ bool manufactureDateOf(const Field& field, std::string& text)
     if (field.count() != 1 || !field.getUInt32(v) || v < 10000000 || v > 99991231) {
         return false;
     }
-    text = std::to_string(v / 10000) + ':' + twoDigits(v / 100 % 100) + ':' + twoDigits(v % 100);
+    text = std::to_string(v / 10000) + ':' + zeroPadded(v / 100 % 100, 2) + ':' + zeroPadded(v % 100, 2);
     return true;
 }
 
