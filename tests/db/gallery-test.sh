@@ -39,6 +39,17 @@ echo "not a picture" >"$tmp/photos/notes.jpg"
 L gallery sync --thumbnails "$tmp/photos/notes.jpg" "$tmp/photos/dawn.jpg" 2>"$tmp/err"; rc=$?
 check "sync reports the file it cannot read and goes on" [ "$rc" -eq 1 ]
 check "the report names the file" grep -q "notes.jpg" "$tmp/err"
+# Pictures added by three jobs side by side become members in the order given, and a file
+# that cannot be read fails alone.
+mkdir "$tmp/order"
+for n in 5 3 8 1 7 2 6 4; do cp "$tmp/photos/dawn.jpg" "$tmp/order/$n.jpg"; done
+printf 'junk' >"$tmp/order/9.jpg"
+L gallery create Ordered
+L gallery add Ordered -j 3 "$tmp/order/5.jpg" "$tmp/order/3.jpg" "$tmp/order/9.jpg" "$tmp/order/8.jpg" \
+  "$tmp/order/1.jpg" "$tmp/order/7.jpg" "$tmp/order/2.jpg" "$tmp/order/6.jpg" "$tmp/order/4.jpg" 2>"$tmp/err"; rc=$?
+check "add -j 3 reports the unreadable file" [ "$rc" -eq 1 ] && grep -q "9.jpg" "$tmp/err"
+check "add -j 3 keeps the order of the arguments" \
+  [ "$(L gallery list Ordered | sed 's|.*/||' | tr '\n' ' ')" = "5.jpg 3.jpg 8.jpg 1.jpg 7.jpg 2.jpg 6.jpg 4.jpg " ]
 check "the default store folder is used without --store" \
   bash -c '"$1" gallery create Mine && [ -f "$2/LumenoWorks/Lumeno/Gallery.GDB" ]' _ "$lumeno" "$tmp/data"
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <sstream>
 
 using namespace Metadata;
@@ -324,4 +325,31 @@ TEST(MakerNotes, AKnownMakersNoteIsReadInItsLayoutAndABrokenOneCostsNothing)
     EXPECT_EQ(other.makerNoteGroup(), "");
     ASSERT_NE(other.directory(DirectoryId::MakerNote), nullptr);
     EXPECT_EQ(other.directory(DirectoryId::MakerNote)->size(), 4u);
+}
+
+TEST(Thumbnail, TheJpegIFD1PointsToIsGivenOnlyWhereItLiesWhole)
+{
+    const std::vector<std::uint8_t> jpeg = {0xFF, 0xD8, 0xFF, 0xDB, 1, 2, 3, 0xFF, 0xD9};
+    // A tree whose IFD1 names `offset` and `length`, the picture's bytes after the directories.
+    auto tree = [&](std::optional<std::uint32_t> offset, std::uint32_t length) {
+        TiffBuilder b(false);
+        TiffBuilder::Dir& ifd1 = b.newDir();
+        b.ifd0().ascii(271, "Acme");
+        b.ifd0().next = &ifd1;
+        ifd1.longs(513, {0}).longs(514, {length});
+        const auto end = static_cast<std::uint32_t>(b.build().size());
+        ifd1.entries.clear();
+        ifd1.longs(513, {offset ? *offset : end}).longs(514, {length});
+        std::vector<std::uint8_t> bytes = b.build();
+        bytes.insert(bytes.end(), jpeg.begin(), jpeg.end());
+        return EXIF(TestSupport::readerFor(bytes));
+    };
+    std::vector<std::uint8_t> got;
+    ASSERT_TRUE(tree(std::nullopt, 9).thumbnailJpeg(got));
+    EXPECT_EQ(got, jpeg);
+    EXPECT_FALSE(tree(std::nullopt, 10).thumbnailJpeg(got));          // one byte past the end
+    EXPECT_FALSE(tree(0xFFFFFFF0u, 9).thumbnailJpeg(got));            // a place outside the data
+    EXPECT_FALSE(tree(std::nullopt, 0xFFFFFFFFu).thumbnailJpeg(got)); // a length that wraps
+    EXPECT_FALSE(tree(8, 9).thumbnailJpeg(got));                      // bytes that are no JPEG
+    EXPECT_FALSE(EXIF().thumbnailJpeg(got));
 }

@@ -229,3 +229,37 @@ TEST(GUID, TextHasTheUsualLayout)
     EXPECT_EQ(guidText(newGUID()), "00000000-0000-0000-0000-000000000000");
     setGUIDFunction(nullptr);
 }
+
+TEST(XMP, EveryValueIsListedWithItsPathAndTheToolkitThatWroteThePacket)
+{
+    const std::string packet = R"(<x:xmpmeta xmlns:x="adobe:ns:meta/" x:xmptk="Camera firmware 2.1">
+ <rdf:RDF xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#">
+  <rdf:Description rdf:about="uuid:1234"
+    xmlns:dc="http://purl.org/dc/elements/1.1/"
+    xmlns:xmpBJ="http://ns.adobe.com/xap/1.0/bj/"
+    xmlns:stJob="http://ns.adobe.com/xap/1.0/sType/Job#">
+   <dc:title><rdf:Alt><rdf:li xml:lang="x-default">Dawn</rdf:li><rdf:li xml:lang="fr">Aube</rdf:li></rdf:Alt></dc:title>
+   <dc:subject><rdf:Bag><rdf:li>tree</rdf:li><rdf:li>river</rdf:li></rdf:Bag></dc:subject>
+   <xmpBJ:JobRef><rdf:Bag><rdf:li rdf:parseType="Resource"><stJob:name>Print</stJob:name></rdf:li></rdf:Bag></xmpBJ:JobRef>
+  </rdf:Description>
+ </rdf:RDF>
+</x:xmpmeta>)";
+    const XMP xmp = parse(packet);
+    EXPECT_EQ(xmp.toolkit(), "Camera firmware 2.1");
+    std::vector<std::string> listed;
+    for (const XMP::Property& p : xmp.properties()) {
+        // (The toolkit reads every item of a language alternative with an x-default as the
+        // default's text; only the default is ever used.)
+        listed.push_back(p.path + (p.alternative && p.path != "dc:title[1]" ? "" : "=" + p.value) +
+                         (p.alternative ? " (alternative)" : ""));
+    }
+    // Leaves only, in the packet's order: no schema, array, structure or xml:lang qualifier.
+    const std::vector<std::string> expected = {"dc:title[1]=Dawn (alternative)", "dc:title[2] (alternative)",
+                                               "dc:subject[1]=tree", "dc:subject[2]=river",
+                                               "xmpBJ:JobRef[1]/stJob:name=Print"};
+    EXPECT_EQ(listed, expected);
+    // The about-URI the toolkit moves into xmpMM:InstanceID is not a property of the packet.
+    EXPECT_EQ(xmp.aboutURI(), "uuid:1234");
+    EXPECT_TRUE(parse("<x:xmpmeta xmlns:x='adobe:ns:meta/'/>").properties().empty());
+    EXPECT_TRUE(parse("not a packet").properties().empty());
+}

@@ -148,3 +148,24 @@ TEST(Thumbnail, BytesThatAreNoPictureTheCodecDecodesGiveNothing)
     ASSERT_TRUE(cut);
     EXPECT_EQ(decoded(*cut).width, 160);
 }
+
+TEST(Thumbnail, AnEmbeddedThumbnailOfJustTheSizeIsTakenAsItIsWhenUpright)
+{
+    const std::vector<std::uint8_t> photo = halves(1600, 800, Red, Blue);
+    const std::vector<std::uint8_t> embedded = halves(160, 80, Green, Green);
+    const Embedded camera{embedded.data(), embedded.size()};
+    const auto upright = jpegThumbnail(photo.data(), photo.size(), 160, 1, camera);
+    ASSERT_TRUE(upright);
+    EXPECT_EQ(std::vector<std::uint8_t>(upright->begin(), upright->end()), embedded); // not encoded again
+    // Turned, it is decoded, turned and encoded: 80 x 160.
+    const auto turned = jpegThumbnail(photo.data(), photo.size(), 160, 6, camera);
+    ASSERT_TRUE(turned);
+    EXPECT_NE(std::vector<std::uint8_t>(turned->begin(), turned->end()), embedded);
+    EXPECT_EQ(decoded(*turned).width, 80);
+    EXPECT_TRUE(near(decoded(*turned).at(40, 80), Green));
+    // Cut short, it is no thumbnail to copy: the picture is decoded instead.
+    const std::vector<std::uint8_t> cut(embedded.begin(), embedded.end() - 40);
+    const auto fromPicture = jpegThumbnail(photo.data(), photo.size(), 160, 1, Embedded{cut.data(), cut.size()});
+    ASSERT_TRUE(fromPicture);
+    EXPECT_NE(std::vector<std::uint8_t>(fromPicture->begin(), fromPicture->end()), cut);
+}
