@@ -32,8 +32,6 @@ constexpr std::uint64_t MostDecodedPixels = std::uint64_t{16} << 20;
 // Files larger than this are no photos of ours; the image service may still try.
 constexpr std::uint64_t MostFileBytes = std::uint64_t{512} << 20;
 
-// A codec handle of the thread's own: making one sets up tables that cost as much as decoding a
-// thumbnail, so each thread keeps its decoder and its encoder.
 struct Codec {
     tjhandle handle;
     explicit Codec(tjhandle h) : handle(h) {}
@@ -47,16 +45,16 @@ struct Codec {
     Codec& operator=(const Codec&) = delete;
 };
 
-const Codec& decoder()
+// A handle per use: one kept per thread (thread_local) crashes the Windows build's encoder on
+// every thread but the first, and making one costs little beside the work.
+Codec decoder()
 {
-    thread_local const Codec codec(tjInitDecompress());
-    return codec;
+    return Codec(tjInitDecompress());
 }
 
-const Codec& encoder()
+Codec encoder()
 {
-    thread_local const Codec codec(tjInitCompress());
-    return codec;
+    return Codec(tjInitCompress());
 }
 
 // The size of a `width` x `height` picture fitted into `longerSide` (never enlarged), rounded as
@@ -200,7 +198,7 @@ bool header(const Codec& codec, const std::uint8_t* data, std::size_t size, int&
 // covers `longerSide`.
 std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigned longerSide, bool* clean = nullptr)
 {
-    const Codec& codec = decoder();
+    const Codec codec = decoder();
     int width = 0, height = 0;
     if (!header(codec, data, size, width, height)) {
         return std::nullopt;
@@ -233,7 +231,7 @@ std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigne
 
 std::optional<std::string> encode(const Pixels& pixels)
 {
-    const Codec& codec = encoder();
+    const Codec codec = encoder();
     if (codec.handle == nullptr) {
         return std::nullopt;
     }
@@ -258,7 +256,7 @@ bool standsFor(const Embedded& embedded, const std::uint8_t* data, std::size_t s
     if (embedded.data == nullptr || embedded.size == 0) {
         return false;
     }
-    const Codec& codec = decoder();
+    const Codec codec = decoder();
     int width = 0, height = 0, w = 0, h = 0;
     if (!header(codec, data, size, width, height) || !header(codec, embedded.data, embedded.size, w, h)) {
         return false;

@@ -140,10 +140,10 @@ cp "$data/camera/GPS.jpg" "$work/thumbs/turned.jpg"
 exiftool -q -overwrite_original -Orientation#=6 "$work/thumbs/turned.jpg"
 (cd "$work/thumbs" &&
   "$linux" --store linux-store gallery create G >/dev/null 2>&1 &&
-  "$linux" --store linux-store gallery add G sample.jpg turned.jpg >/dev/null 2>&1 &&
+  "$linux" --store linux-store gallery add G -j 3 sample.jpg turned.jpg >/dev/null 2>&1 &&
   "$linux" --store linux-store gallery export G linux-page >/dev/null 2>&1
   wine "$exe" --store windows-store gallery create G >/dev/null 2>&1 &&
-  wine "$exe" --store windows-store gallery add G sample.jpg turned.jpg >/dev/null 2>&1 &&
+  wine "$exe" --store windows-store gallery add G -j 3 sample.jpg turned.jpg >/dev/null 2>&1 &&
   wine "$exe" --store windows-store gallery export G windows-page >/dev/null 2>&1)
 # (Windows' file names are case-insensitive: the page's files of two spellings are one there.)
 sizes() { (cd "$1" && ls | tr "A-Z" "a-z" | LC_ALL=C sort -u && exiftool -q -s3 -ImageSize __thumb*.jpg) >"$1.sizes" 2>&1; }
