@@ -196,9 +196,9 @@ bool header(const Codec& codec, const std::uint8_t* data, std::size_t size, int&
 
 // The JPEG decoded at the smallest of the codec's reductions (1/8, 1/4, 1/2, none) that still
 // covers `longerSide`.
-std::optional<Pixels> decode(const std::uint8_t* data, std::size_t size, unsigned longerSide, bool* clean = nullptr)
+std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::size_t size, unsigned longerSide,
+                             bool* clean = nullptr)
 {
-    const Codec codec = decoder();
     int width = 0, height = 0;
     if (!header(codec, data, size, width, height)) {
         return std::nullopt;
@@ -247,16 +247,14 @@ std::optional<std::string> encode(const Pixels& pixels)
     return out;
 }
 
-} // namespace
-
 // Whether the embedded thumbnail can stand for the picture: as large as asked for (or as the
 // picture itself), and of the same aspect to within a pixel of its size.
-bool standsFor(const Embedded& embedded, const std::uint8_t* data, std::size_t size, unsigned longerSide)
+bool standsFor(const Codec& codec, const Embedded& embedded, const std::uint8_t* data, std::size_t size,
+               unsigned longerSide)
 {
     if (embedded.data == nullptr || embedded.size == 0) {
         return false;
     }
-    const Codec codec = decoder();
     int width = 0, height = 0, w = 0, h = 0;
     if (!header(codec, data, size, width, height) || !header(codec, embedded.data, embedded.size, w, h)) {
         return false;
@@ -267,28 +265,33 @@ bool standsFor(const Embedded& embedded, const std::uint8_t* data, std::size_t s
            std::abs(h - w / aspect) <= 1.0;
 }
 
-std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
-                                         int orientation, Embedded embedded)
+// `data` holds the whole file, or (`headOnly`) its first bytes, enough for the picture's size
+// but not for its pixels.
+std::optional<std::string> jpegThumbnail(const Codec& codec, const std::uint8_t* data, std::size_t size,
+                                         unsigned longerSide, int orientation, const Embedded& embedded,
+                                         bool headOnly = false)
 {
-    if (longerSide == 0) {
+    if (longerSide == 0 || codec.handle == nullptr) {
         return std::nullopt;
     }
     std::optional<Pixels> decoded;
-    if (standsFor(embedded, data, size, longerSide)) {
-        bool clean = false;
-        decoded = decode(embedded.data, embedded.size, longerSide, &clean);
-        int width = 0, height = 0;
-        if (decoded) {
-            fitted(decoded->width, decoded->height, longerSide, width, height);
+    if (standsFor(codec, embedded, data, size, longerSide)) {
+        int w = 0, h = 0, width = 0, height = 0;
+        header(codec, embedded.data, embedded.size, w, h);
+        fitted(w, h, longerSide, width, height);
+        if ((orientation < 2 || orientation > 8) && width == w && height == h) {
+            // The camera's thumbnail, upright and of just the size, is the thumbnail when it is
+            // whole: its entropy-coded data read through at the smallest scale shows that
+            // without the cost of its pixels.
+            bool clean = false;
+            if (decode(codec, embedded.data, embedded.size, 1, &clean) && clean) {
+                return std::string(reinterpret_cast<const char*>(embedded.data), embedded.size);
+            }
         }
-        if (decoded && clean && (orientation < 2 || orientation > 8) && width == decoded->width &&
-            height == decoded->height) {
-            // The camera's thumbnail, whole and upright, of just the size: it is the thumbnail.
-            return std::string(reinterpret_cast<const char*>(embedded.data), embedded.size);
-        }
+        decoded = decode(codec, embedded.data, embedded.size, longerSide);
     }
-    if (!decoded) {
-        decoded = decode(data, size, longerSide);
+    if (!decoded && !headOnly) {
+        decoded = decode(codec, data, size, longerSide);
     }
     if (!decoded) {
         return std::nullopt;
@@ -296,6 +299,15 @@ std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t s
     int width = 0, height = 0;
     fitted(decoded->width, decoded->height, longerSide, width, height);
     return encode(upright(scaled(*decoded, width, height), orientation));
+}
+
+} // namespace
+
+std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
+                                         int orientation, Embedded embedded)
+{
+    const Codec codec = decoder();
+    return jpegThumbnail(codec, data, size, longerSide, orientation, embedded);
 }
 
 std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded)
@@ -315,16 +327,17 @@ std::string thumbnail(const std::string& path, unsigned longerSide, int orientat
                 in.seekg(0);
                 return static_cast<bool>(in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(n)));
             };
+            const Codec codec = decoder();
             std::optional<std::string> made;
             // The picture's size is in its first bytes, after the metadata: enough when the
             // camera's thumbnail stands for it; the whole file is read only to decode it.
             constexpr std::uint64_t Head = 64 * 1024;
             if (embedded.data != nullptr && size > Head && readFirst(Head) &&
-                standsFor(embedded, bytes.data(), bytes.size(), longerSide)) {
-                made = jpegThumbnail(bytes.data(), bytes.size(), longerSide, orientation, embedded);
+                standsFor(codec, embedded, bytes.data(), bytes.size(), longerSide)) {
+                made = jpegThumbnail(codec, bytes.data(), bytes.size(), longerSide, orientation, embedded, true);
             }
             if (!made && readFirst(size)) {
-                made = jpegThumbnail(bytes.data(), bytes.size(), longerSide, orientation, embedded);
+                made = jpegThumbnail(codec, bytes.data(), bytes.size(), longerSide, orientation, embedded);
             }
             if (bytes.capacity() > (16u << 20)) {
                 std::vector<std::uint8_t>().swap(bytes); // a rare huge picture's memory is given back
