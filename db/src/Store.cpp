@@ -12,6 +12,7 @@
 #include <Metadata/MetadataValues.h>
 #include <Metadata/XMP.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -416,9 +417,10 @@ void Store::moveGalleries(const std::string& name, const std::string& newName, c
         table(Galleries).rewrite(id, renamed);
         std::vector<std::pair<RecordId, Record>> members;
         table(GalleryImages).range(1, r[1], [&](RecordId m, const Record& member) {
-            if (sameText(member[1], r[1])) {
-                members.emplace_back(m, member);
+            if (!sameText(member[1], r[1])) {
+                return false;
             }
+            members.emplace_back(m, member);
             return true;
         });
         for (auto& [m, member] : members) {
@@ -481,10 +483,18 @@ bool Store::addImage(const std::string& gallery, const PreparedImage& prepared)
         throw ErrorDb(ENOENT, "there is no gallery '" + gallery + "'");
     }
     commit(prepared);
-    for (const std::string& member : images(gallery)) {
-        if (sameText(member, path)) {
+    // Looked up by the file (a picture is in a few galleries), not by walking the gallery's
+    // members: adding a card of thousands of pictures stays linear.
+    bool member = false;
+    table(GalleryImages).range(2, path, [&](RecordId, const Record& r) {
+        if (!sameText(r[2], path)) {
             return false;
         }
+        member = sameText(r[1], gallery);
+        return !member;
+    });
+    if (member) {
+        return false;
     }
     table(GalleryImages).add({std::string(1, '\0'), gallery, path});
     return true;
@@ -513,14 +523,23 @@ bool Store::removeImage(const std::string& gallery, const std::string& givenPath
 std::vector<std::string> Store::images(const std::string& gallery)
 {
     Utility::CriticalSectionLock lock(section_);
-    std::vector<std::string> files;
-    table(GalleryImages).range(1, gallery, [&](RecordId, const Record& r) {
+    // The index keeps a gallery's members in the byte order of their record numbers, which is
+    // not the order they came in from the 257th on: sorted by number, they are.
+    std::vector<std::pair<RecordId, std::string>> members;
+    table(GalleryImages).range(1, gallery, [&](RecordId id, const Record& r) {
         if (!sameText(r[1], gallery)) {
             return false;
         }
-        files.push_back(r[2]);
+        members.emplace_back(id, r[2]);
         return true;
     });
+    std::sort(members.begin(), members.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> files;
+    files.reserve(members.size());
+    for (auto& member : members) {
+        files.push_back(std::move(member.second));
+    }
     return files;
 }
 

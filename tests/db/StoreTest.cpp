@@ -562,6 +562,39 @@ TEST_F(StoreFolder, ManyTransactionsInOneProgramDoNotWearTheEngineOut)
     EXPECT_EQ(s.filesWithKeyword("common").size(), static_cast<std::size_t>(Pictures));
 }
 
+TEST_F(StoreFolder, AGalleryListsItsPicturesInTheOrderTheyCameIn)
+{
+    // More than 256 members: the index orders a gallery's members by the bytes of their record
+    // numbers, which differs from their order from the 257th on. Each picture is in two
+    // galleries, so that the membership check finds other galleries' records beside its own.
+    const std::string original = photo("original.jpg", {});
+    fs::create_directories(file("card"));
+    Store s;
+    s.open(store());
+    s.createGallery("Card");
+    s.createGallery("Best");
+    std::vector<std::string> order;
+    constexpr int Pictures = 600;
+    for (int i = 0; i < Pictures; ++i) {
+        // Names whose sorted order is not the order they are added in.
+        const std::string link = file("card/" + std::to_string((i * 7919) % Pictures) + ".jpg");
+        fs::create_symlink(original, link);
+        EXPECT_TRUE(s.addImage("Best", link, false));
+        EXPECT_TRUE(s.addImage("Card", link, false));
+        order.push_back(fs::absolute(link).string());
+    }
+    EXPECT_FALSE(s.addImage("Card", order[300], false));
+    EXPECT_FALSE(s.addImage("Best", order[599], false));
+    EXPECT_EQ(s.images("Card"), order);
+    EXPECT_TRUE(s.removeImage("Card", order[0]));
+    order.erase(order.begin());
+    EXPECT_TRUE(s.addImage("Card", file("card/0.jpg"), false));
+    order.push_back(fs::absolute(file("card/0.jpg")).string());
+    s.renameGallery("Card", "Cards");
+    EXPECT_EQ(s.images("Cards"), order);
+    EXPECT_EQ(s.images("Best").size(), static_cast<std::size_t>(Pictures));
+}
+
 TEST_F(StoreFolder, APhotoWithOnlyXmpIsListedAndFoundByItsXmp)
 {
     // A real file whose editor wrote XMP and no IPTC.
