@@ -288,7 +288,12 @@ std::optional<std::string> jpegThumbnail(const Codec& codec, const std::uint8_t*
                 return std::string(reinterpret_cast<const char*>(embedded.data), embedded.size);
             }
         }
-        decoded = decode(codec, embedded.data, embedded.size, longerSide);
+        // A camera's thumbnail cut short or damaged is not used: the picture is.
+        bool clean = false;
+        decoded = decode(codec, embedded.data, embedded.size, longerSide, &clean);
+        if (!clean) {
+            decoded.reset();
+        }
     }
     if (!decoded && !headOnly) {
         decoded = decode(codec, data, size, longerSide);

@@ -167,5 +167,11 @@ TEST(Thumbnail, AnEmbeddedThumbnailOfJustTheSizeIsTakenAsItIsWhenUpright)
     const std::vector<std::uint8_t> cut(embedded.begin(), embedded.end() - 40);
     const auto fromPicture = jpegThumbnail(photo.data(), photo.size(), 160, 1, Embedded{cut.data(), cut.size()});
     ASSERT_TRUE(fromPicture);
-    EXPECT_NE(std::vector<std::uint8_t>(fromPicture->begin(), fromPicture->end()), cut);
+    EXPECT_TRUE(near(decoded(*fromPicture).at(40, 40), Red));
+    EXPECT_TRUE(near(decoded(*fromPicture).at(120, 40), Blue));
+    // Nor when the picture must be turned (its left half is then at the top).
+    const auto turnedFromPicture =
+        jpegThumbnail(photo.data(), photo.size(), 160, 6, Embedded{cut.data(), cut.size()});
+    ASSERT_TRUE(turnedFromPicture);
+    EXPECT_TRUE(near(decoded(*turnedFromPicture).at(40, 40), Red));
 }
