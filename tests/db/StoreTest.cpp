@@ -163,6 +163,53 @@ TEST_F(StoreFolder, KeysCompareWithoutLetterCase)
     EXPECT_EQ(found[2], "/a.jpg");
 }
 
+TEST_F(StoreFolder, AWalkHandsOutEveryRecordOnceWhileTheTableChanges)
+{
+    // A walk reads a few hundred records at a time and hands them out between its reads, so
+    // the caller may change the table meanwhile: here it deletes the record that ended a batch
+    // (the next batch starts after where it was), and later every record of the key not yet
+    // handed out (the next batch starts at the next key).
+    auto engine = Engine::open(store());
+    Table& keywords = engine->table(StoreKeywords().definition());
+    constexpr int Same = 700, Next = 10;
+    for (int i = 0; i < Same; ++i) {
+        keywords.add({std::string(1, '\0'), "same", "/" + std::to_string(i) + ".jpg"});
+    }
+    for (int i = 0; i < Next; ++i) {
+        keywords.add({std::string(1, '\0'), "samf", "/f" + std::to_string(i) + ".jpg"});
+    }
+    keywords.add({std::string(1, '\0'), "other", "/o.jpg"});
+    std::vector<RecordId> seen;
+    std::vector<std::string> keys;
+    keywords.range(1, "SAM", [&](RecordId id, const Record& r) {
+        seen.push_back(id);
+        keys.push_back(r[1]);
+        if (seen.size() == 256) {
+            keywords.remove(id);
+        }
+        if (seen.size() == 512) {
+            std::vector<RecordId> rest;
+            keywords.range(1, "same", [&](RecordId other, const Record&) {
+                if (std::find(seen.begin(), seen.end(), other) == seen.end() || other == id) {
+                    rest.push_back(other);
+                }
+                return true;
+            });
+            for (RecordId other : rest) {
+                keywords.remove(other);
+            }
+        }
+        return true;
+    });
+    std::vector<RecordId> unique = seen;
+    std::sort(unique.begin(), unique.end());
+    EXPECT_EQ(std::unique(unique.begin(), unique.end()), unique.end()) << "a record was handed out twice";
+    ASSERT_EQ(seen.size(), 512u + Next);
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), "same"), 512);
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), "samf"), Next);
+    EXPECT_EQ(keywords.count(), static_cast<std::size_t>(510 + Next + 1)); // the 256th and the 512th are gone
+}
+
 TEST_F(StoreFolder, TransactionsKeepAllOrNothing)
 {
     auto engine = Engine::open(store());
@@ -545,9 +592,8 @@ TEST_F(StoreFolder, EveryDamageIsToldAndRepaired)
 
 TEST_F(StoreFolder, ManyTransactionsInOneProgramDoNotWearTheEngineOut)
 {
-    // Snapshot readers make the engine keep committed transactions' details while their page
-    // versions stay cached: a long-running program (the file manager's) that stores picture
-    // after picture must not run out of room for them.
+    // A long-running program (the file manager's) that stores picture after picture must not
+    // run out of any of the engine's room: locks, transactions, cache.
     const std::string original = photo("original.jpg", {{25, {"a", "b", "common"}}});
     fs::create_directories(file("many"));
     Store s;

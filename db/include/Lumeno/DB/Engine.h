@@ -101,9 +101,10 @@ public:
     // Opens (creating when missing) the engine's environment in `folder`. The first program to
     // open it (no other one present) sets up its environment anew and recovers the data files
     // from the log, so that neither a killed program nor a damaged environment file is joined.
-    // Several programs (and threads) may use one store at once: readers work on snapshots and
-    // never wait, writers that wait for each other are told apart and the loser's transaction
-    // is run again. A write needs some free space on the disk (ENOSPC otherwise).
+    // Several programs (and threads) may use one store at once: readers see committed records
+    // only and wait at most for one writer's transaction; transactions that wait for each other
+    // are told apart and the one that wrote least (a reader's, if any) is run again. A write
+    // needs some free space on the disk (ENOSPC otherwise).
     static std::unique_ptr<Engine> open(const std::string& folder);
     // Verifies every file of `tables` and that the store opens; nothing when all is sound. No
     // other program may be writing the store meanwhile.
