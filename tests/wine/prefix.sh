@@ -24,8 +24,8 @@ wineserver -w
 
 # regedit writes UTF-16; the comparison wants lines: each key, and each value after its key. The
 # hardware and the system's own state (drivers, services, counters Wine keeps up to date as it
-# runs) are left out, but for the system's environment; so are Wine's own settings and the last
-# key regedit showed.
+# runs) are left out, but for the system's environment; so are Wine's own settings, the console's
+# (written when a console program first starts, whenever that is) and the last key regedit showed.
 reg_snapshot() {
   local file=$work/snapshot.reg
   rm -f "$file"
@@ -37,6 +37,7 @@ reg_snapshot() {
       key ~ /^\[HKEY_LOCAL_MACHINE\\Hardware/ { next }
       key ~ /^\[HKEY_LOCAL_MACHINE\\System\\/ && key !~ /\\Control\\Session Manager\\Environment\]$/ { next }
       key ~ /\\Software\\Wine(\\|\])/ || key ~ /Explorer\\Streams/ || $2 ~ /^"LastKey"=/ { next }
+      key ~ /^\[HKEY_(CURRENT_USER|USERS\\[^\\]*)\\Console(\\|\])/ { next }
       { print }' |
     LC_ALL=C sort >"$1"
 }
