@@ -26,6 +26,10 @@ HRESULT createInfoTipEntry(int, IUnknown* outer, IUnknown** inner)
 {
     return createInfoTip(outer, inner);
 }
+HRESULT createContextMenuEntry(int, IUnknown* outer, IUnknown** inner)
+{
+    return createContextMenu(outer, inner);
+}
 
 // The class table: identifier, registration script, and the creator of the class's objects
 // (null while they are not built: such a class is registered but not served).
@@ -36,7 +40,7 @@ const ClassEntry ClassTable[] = {
     {"{2DF2EB8B-BCD5-4736-9D48-085144E70BF3}", 104, nullptr, 0, true},  // CIFDs
     {"{D236AA06-A5A9-438B-87A3-D51D8FD38093}", 105, nullptr, 0, true},  // CFields
     {"{0DF49261-F891-4A12-9092-EC3566EADCCC}", 101, nullptr, 0, true},  // CLumenoPropertySheet
-    {"{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", 103, nullptr, 0, true},  // CLumenoContextMenu
+    {"{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", 103, createContextMenuEntry, 0, true},
     {"{FC7BBDBC-7E6D-4911-9CC3-E0B46EB48244}", 206, nullptr, 0, true},  // CLumenoPreview
     {"{4B0D5947-C512-4028-93B6-FD94EEF5AECA}", 115, nullptr, 0, true},  // CLumenoSlideShow
     {"{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}", 124, createInfoTipEntry, 0, true},

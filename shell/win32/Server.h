@@ -86,6 +86,7 @@ template <class T, class... Arguments> HRESULT createObject(IUnknown** inner, IU
 // is given) and answers its inner unknown with one reference.
 HRESULT createColumnProvider(IUnknown* outer, IUnknown** inner);
 HRESULT createInfoTip(IUnknown* outer, IUnknown** inner);
+HRESULT createContextMenu(IUnknown* outer, IUnknown** inner);
 HRESULT createOverlayIdentifier(int kind, IUnknown* outer, IUnknown** inner);
 
 // The CLSID of the info tip class, which the per-extension registration names.

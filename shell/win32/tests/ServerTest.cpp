@@ -4,7 +4,7 @@
 //   server-test tip DLL WINDOWS            the info tip, as 'lumeno tip'
 //   server-test overlay DLL UNIX WINDOWS...  the claiming overlay, as 'lumeno overlay'
 //   server-test bench DLL FOLDER COUNT     every column of IMG_0000.JPG... in FOLDER, twice, timed
-#include "../ShellInterfaces.h"
+#include "TestHost.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -25,24 +25,6 @@ void check(bool ok, const std::string& what)
         ++g_failed;
         std::printf("FAIL: %s\n", what.c_str());
     }
-}
-
-std::basic_string<WCHAR> wide(const std::string& s)
-{
-    const int n = MultiByteToWideChar(CP_UTF8, 0, s.c_str(), -1, nullptr, 0);
-    std::basic_string<WCHAR> out(static_cast<std::size_t>(n), 0);
-    MultiByteToWideChar(CP_UTF8, 0, s.c_str(), -1, &out[0], n);
-    out.resize(static_cast<std::size_t>(n > 0 ? n - 1 : 0));
-    return out;
-}
-
-std::string narrow(const WCHAR* s)
-{
-    const int n = WideCharToMultiByte(CP_UTF8, 0, s, -1, nullptr, 0, nullptr, nullptr);
-    std::string out(static_cast<std::size_t>(n), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, s, -1, &out[0], n, nullptr, nullptr);
-    out.resize(static_cast<std::size_t>(n > 0 ? n - 1 : 0));
-    return out;
 }
 
 const std::string Missing = "<missing>";
@@ -113,58 +95,6 @@ void deleteTree(const std::string& path)
     std::string rest;
     HKEY root = rootOf(path, rest);
     RegDeleteTreeA(root, rest.c_str());
-}
-
-struct Module {
-    HMODULE handle = nullptr;
-    HRESULT(WINAPI* canUnload)() = nullptr;
-    HRESULT(WINAPI* getClassObject)(REFCLSID, REFIID, void**) = nullptr;
-    HRESULT(WINAPI* reg)() = nullptr;
-    HRESULT(WINAPI* unreg)() = nullptr;
-    HRESULT(WINAPI* regSlideShow)() = nullptr;
-    HRESULT(WINAPI* unregSlideShow)() = nullptr;
-
-    explicit Module(const char* path)
-    {
-        handle = LoadLibraryA(path);
-        if (handle == nullptr) {
-            return;
-        }
-        load(canUnload, "DllCanUnloadNow");
-        load(getClassObject, "DllGetClassObject");
-        load(reg, "DllRegisterServer");
-        load(unreg, "DllUnregisterServer");
-        load(regSlideShow, "DllRegisterSlideShowServer");
-        load(unregSlideShow, "DllUnregisterSlideShowServer");
-    }
-
-    // An export by name; through void* since function types of exports differ from FARPROC's.
-    template <class F> void load(F& function, const char* name)
-    {
-        function = reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(handle, name)));
-    }
-};
-
-CLSID clsid(const char* text)
-{
-    CLSID c = {};
-    CLSIDFromString(wide(text).c_str(), &c);
-    return c;
-}
-
-template <class T> T* create(Module& m, const char* clsidText, REFIID riid, IUnknown* outer = nullptr, HRESULT* result = nullptr)
-{
-    IClassFactory* factory = nullptr;
-    HRESULT hr = m.getClassObject(clsid(clsidText), IID_IClassFactory, reinterpret_cast<void**>(&factory));
-    T* object = nullptr;
-    if (SUCCEEDED(hr)) {
-        hr = factory->CreateInstance(outer, riid, reinterpret_cast<void**>(&object));
-        factory->Release();
-    }
-    if (result != nullptr) {
-        *result = hr;
-    }
-    return object;
 }
 
 struct ClassRow {
@@ -331,7 +261,7 @@ int runChecks(const char* dll, const char* jpeg)
     check(columns != nullptr, "column provider created");
     IQueryInfo* tip = create<IQueryInfo>(m, "{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}", IID_IQueryInfo);
     check(tip != nullptr, "info tip created");
-    IUnknown* none = create<IUnknown>(m, "{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", IID_IUnknown, nullptr, &hr);
+    IUnknown* none = create<IUnknown>(m, "{0DF49261-F891-4A12-9092-EC3566EADCCC}", IID_IUnknown, nullptr, &hr);
     check(none == nullptr && hr == CLASS_E_CLASSNOTAVAILABLE, "a class not built yet is not available");
     create<IUnknown>(m, "{00000000-1111-2222-3333-444444444444}", IID_IUnknown, nullptr, &hr);
     check(hr == CLASS_E_CLASSNOTAVAILABLE, "an unknown class is not available");

@@ -1,0 +1,265 @@
+// Drives the context-menu extension as the file manager does: the data object of the selected
+// files (parsed names, their folder's GetUIObjectOf), Initialize, QueryContextMenu, the menu read
+// back, GetCommandString, InvokeCommand.
+//   menu-test check DLL FILE             the object: made plain and aggregated, its interfaces,
+//                                        its answers to bad calls: "N passed, M failed"
+//   menu-test menu DLL FILE...           the menu tree, one line per entry: TEXT, [grey], #OFFSET,
+//                                        the verb and the help text (each asked in ANSI and in
+//                                        Unicode; a difference is printed)
+//   menu-test invoke DLL VERB FILE...    runs an entry: VERB by name in ANSI, "W:VERB" in Unicode,
+//                                        "#N" by offset; a leading "^" holds Ctrl down. Prints the
+//                                        result code.
+#include "TestHost.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char* const ContextMenuClass = "{E376AE75-7C59-4487-B40C-082CCBB4ABDE}";
+constexpr UINT FirstId = 100;
+
+int g_passed = 0;
+int g_failed = 0;
+
+void check(bool ok, const std::string& what)
+{
+    if (ok) {
+        ++g_passed;
+    } else {
+        ++g_failed;
+        std::printf("FAIL: %s\n", what.c_str());
+    }
+}
+
+// A context menu initialised with the files, or null (the reason printed).
+IContextMenu3* menuFor(Module& m, const std::vector<std::string>& files)
+{
+    HRESULT hr = S_OK;
+    IShellExtInit* init = create<IShellExtInit>(m, ContextMenuClass, IID_IShellExtInit, nullptr, &hr);
+    if (init == nullptr) {
+        std::printf("cannot make the context menu: 0x%08lX\n", static_cast<unsigned long>(hr));
+        return nullptr;
+    }
+    IDataObject* data = dataObjectFor(files);
+    if (data == nullptr) {
+        std::printf("cannot make the data object of the files\n");
+        init->Release();
+        return nullptr;
+    }
+    hr = init->Initialize(nullptr, data, nullptr);
+    data->Release();
+    IContextMenu3* menu = nullptr;
+    if (SUCCEEDED(hr)) {
+        hr = init->QueryInterface(IID_IContextMenu3, reinterpret_cast<void**>(&menu));
+    }
+    init->Release();
+    if (FAILED(hr)) {
+        std::printf("Initialize: 0x%08lX\n", static_cast<unsigned long>(hr));
+        return nullptr;
+    }
+    return menu;
+}
+
+std::string commandString(IContextMenu* menu, UINT offset, UINT ansi, UINT unicode)
+{
+    char a[512] = {};
+    WCHAR w[512] = {};
+    const HRESULT ha = menu->GetCommandString(offset, ansi, nullptr, a, sizeof a);
+    const HRESULT hw = menu->GetCommandString(offset, unicode, nullptr, reinterpret_cast<CHAR*>(w), 512);
+    if (FAILED(ha) || FAILED(hw)) {
+        return "<none>";
+    }
+    const std::string fromUnicode = narrow(w);
+    return fromUnicode == a ? fromUnicode : std::string(a) + " <ANSI and Unicode differ: " + fromUnicode + ">";
+}
+
+void printMenu(IContextMenu* owner, HMENU menu, int depth)
+{
+    const int count = GetMenuItemCount(menu);
+    for (int i = 0; i < count; ++i) {
+        WCHAR text[256] = {};
+        MENUITEMINFOW info = {};
+        info.cbSize = sizeof info;
+        info.fMask = MIIM_STRING | MIIM_STATE | MIIM_ID | MIIM_SUBMENU | MIIM_FTYPE;
+        info.dwTypeData = text;
+        info.cch = 256;
+        if (!GetMenuItemInfoW(menu, static_cast<UINT>(i), TRUE, &info)) {
+            std::printf("%*s<unreadable>\n", depth * 2, "");
+            continue;
+        }
+        if ((info.fType & MFT_SEPARATOR) != 0) {
+            std::printf("%*s-\n", depth * 2, "");
+            continue;
+        }
+        const bool grey = (info.fState & MFS_GRAYED) != 0;
+        if (info.hSubMenu != nullptr) {
+            std::printf("%*s%s >%s\n", depth * 2, "", narrow(text).c_str(), grey ? " [grey]" : "");
+            printMenu(owner, info.hSubMenu, depth + 1);
+            continue;
+        }
+        const UINT offset = info.wID - FirstId;
+        std::printf("%*s%s%s\t#%u\t%s\t%s\n", depth * 2, "", narrow(text).c_str(), grey ? " [grey]" : "", offset,
+                    commandString(owner, offset, GCS_VERBA, GCS_VERBW).c_str(),
+                    commandString(owner, offset, GCS_HELPTEXTA, GCS_HELPTEXTW).c_str());
+    }
+}
+
+int printMenuOf(const char* dll, const std::vector<std::string>& files)
+{
+    Module m(dll);
+    IContextMenu3* menu = m.handle != nullptr ? menuFor(m, files) : nullptr;
+    if (menu == nullptr) {
+        return 1;
+    }
+    HMENU popup = CreatePopupMenu();
+    const HRESULT hr = menu->QueryContextMenu(popup, 0, FirstId, 0x7FFF, CMF_NORMAL);
+    std::printf("commands: %u\n", static_cast<unsigned>(HRESULT_CODE(hr)));
+    printMenu(menu, popup, 0);
+    DestroyMenu(popup);
+    menu->Release();
+    return 0;
+}
+
+int invoke(const char* dll, std::string verb, const std::vector<std::string>& files)
+{
+    Module m(dll);
+    IContextMenu3* menu = m.handle != nullptr ? menuFor(m, files) : nullptr;
+    if (menu == nullptr) {
+        return 1;
+    }
+    // The shell asks for the menu before it runs an entry by offset.
+    HMENU popup = CreatePopupMenu();
+    menu->QueryContextMenu(popup, 0, FirstId, 0x7FFF, CMF_NORMAL);
+    CMINVOKECOMMANDINFOEX info = {};
+    info.cbSize = sizeof info;
+    info.nShow = SW_SHOWNORMAL;
+    if (!verb.empty() && verb[0] == '^') {
+        info.fMask |= CMIC_MASK_CONTROL_DOWN;
+        verb.erase(0, 1);
+    }
+    const std::basic_string<WCHAR> wideVerb = wide(verb.size() > 2 ? verb.substr(2) : std::string());
+    if (!verb.empty() && verb[0] == '#') {
+        info.lpVerb = MAKEINTRESOURCEA(std::atoi(verb.c_str() + 1));
+    } else if (verb.rfind("W:", 0) == 0) {
+        info.fMask |= CMIC_MASK_UNICODE;
+        info.lpVerb = "ansi-verb-not-meant";
+        info.lpVerbW = wideVerb.c_str();
+    } else {
+        info.lpVerb = verb.c_str();
+    }
+    const HRESULT hr = menu->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info));
+    std::printf("0x%08lX\n", static_cast<unsigned long>(hr));
+    DestroyMenu(popup);
+    menu->Release();
+    return 0;
+}
+
+// A minimal controlling object, to create objects aggregated.
+class Outer : public IUnknown {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+};
+
+int runChecks(const char* dll, const std::string& file)
+{
+    Module m(dll);
+    check(m.handle != nullptr, "the server loads");
+    if (m.handle == nullptr) {
+        std::printf("%d passed, %d failed\n", g_passed, g_failed);
+        return 1;
+    }
+    HRESULT hr = S_OK;
+    IContextMenu* plain = create<IContextMenu>(m, ContextMenuClass, IID_IContextMenu, nullptr, &hr);
+    check(plain != nullptr, "the context menu is made");
+    if (plain != nullptr) {
+        IContextMenu2* two = nullptr;
+        IShellExtInit* init = nullptr;
+        check(SUCCEEDED(plain->QueryInterface(IID_IContextMenu2, reinterpret_cast<void**>(&two))), "it is an IContextMenu2");
+        check(SUCCEEDED(plain->QueryInterface(IID_IShellExtInit, reinterpret_cast<void**>(&init))), "it is an IShellExtInit");
+        if (init != nullptr) {
+            check(init->Initialize(nullptr, nullptr, nullptr) == E_INVALIDARG, "no data object: refused");
+            init->Release();
+        }
+        if (two != nullptr) {
+            two->Release();
+        }
+        // Not initialised: no entries, no answers.
+        HMENU popup = CreatePopupMenu();
+        check(plain->QueryContextMenu(popup, 0, FirstId, 0x7FFF, CMF_NORMAL) == MAKE_HRESULT(SEVERITY_SUCCESS, 0, 0),
+              "without files the menu adds nothing");
+        char verb[64] = {};
+        check(plain->GetCommandString(0, GCS_VERBA, nullptr, verb, sizeof verb) == E_INVALIDARG,
+              "without files no command has a verb");
+        DestroyMenu(popup);
+        plain->Release();
+    }
+    Outer outer;
+    IUnknown* inner = create<IUnknown>(m, ContextMenuClass, IID_IUnknown, &outer, &hr);
+    check(inner != nullptr && hr == S_OK, "the context menu can be aggregated");
+    if (inner != nullptr) {
+        IContextMenu3* viaInner = nullptr;
+        check(SUCCEEDED(inner->QueryInterface(IID_IContextMenu3, reinterpret_cast<void**>(&viaInner))),
+              "the inner unknown answers IContextMenu3");
+        inner->Release();
+    }
+    create<IUnknown>(m, ContextMenuClass, IID_IContextMenu, &outer, &hr);
+    check(hr == CLASS_E_NOAGGREGATION, "aggregated, only the inner unknown is handed out");
+
+    IContextMenu3* menu = menuFor(m, {file});
+    check(menu != nullptr, "initialised with the file's data object");
+    if (menu != nullptr) {
+        HMENU popup = CreatePopupMenu();
+        check(menu->QueryContextMenu(popup, 0, FirstId, 0x7FFF, CMF_DEFAULTONLY) == MAKE_HRESULT(SEVERITY_SUCCESS, 0, 0),
+              "a double-click's menu (default entries only) gets nothing");
+        // Room for three commands only: those that fit are numbered, the rest left out.
+        const HRESULT few = menu->QueryContextMenu(popup, 0, FirstId, FirstId + 2, CMF_NORMAL);
+        check(SUCCEEDED(few) && GetMenuItemCount(popup) == 1, "the menu is one submenu");
+        char verb[64] = {};
+        check(menu->GetCommandString(999, GCS_VERBA, nullptr, verb, sizeof verb) == E_INVALIDARG, "an unknown offset");
+        check(menu->GetCommandString(0, GCS_VALIDATEA, nullptr, nullptr, 0) == S_OK, "offset 0 is valid");
+        char tiny[4] = {};
+        check(menu->GetCommandString(0, GCS_VERBA, nullptr, tiny, sizeof tiny) == S_OK && std::strlen(tiny) == 3,
+              "a verb is cut to the buffer");
+        CMINVOKECOMMANDINFO info = {};
+        info.cbSize = sizeof info;
+        info.lpVerb = "nosuchverb";
+        check(menu->InvokeCommand(&info) == E_INVALIDARG, "an unknown verb is refused");
+        info.lpVerb = MAKEINTRESOURCEA(999);
+        check(menu->InvokeCommand(&info) == E_INVALIDARG, "an unknown offset is refused");
+        check(menu->InvokeCommand(nullptr) == E_INVALIDARG, "no invocation: refused");
+        LRESULT result = 1;
+        check(menu->HandleMenuMsg2(WM_INITMENUPOPUP, 0, 0, &result) == S_OK && result == 0, "menu messages are answered");
+        DestroyMenu(popup);
+        menu->Release();
+    }
+    std::printf("%d passed, %d failed\n", g_passed, g_failed);
+    return g_failed == 0 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 4) {
+        std::printf("usage: menu-test check|menu|invoke DLL ...\n");
+        return 2;
+    }
+    OleInitialize(nullptr);
+    const std::string mode = argv[1];
+    int status = 2;
+    if (mode == "check" && argc == 4) {
+        status = runChecks(argv[2], argv[3]);
+    } else if (mode == "menu") {
+        status = printMenuOf(argv[2], std::vector<std::string>(argv + 3, argv + argc));
+    } else if (mode == "invoke" && argc >= 5) {
+        status = invoke(argv[2], argv[3], std::vector<std::string>(argv + 4, argv + argc));
+    }
+    OleUninitialize();
+    return status;
+}

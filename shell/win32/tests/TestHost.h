@@ -1,0 +1,121 @@
+// What the test programs that drive the server share: text conversions, the server loaded as a
+// library with its exports, objects made through its class factories, and the data object the
+// shell hands a context menu or property sheet for some files.
+#pragma once
+
+#include "../ShellInterfaces.h"
+
+#include <string>
+#include <vector>
+
+inline std::basic_string<WCHAR> wide(const std::string& s)
+{
+    const int n = MultiByteToWideChar(CP_UTF8, 0, s.c_str(), -1, nullptr, 0);
+    std::basic_string<WCHAR> out(static_cast<std::size_t>(n), 0);
+    MultiByteToWideChar(CP_UTF8, 0, s.c_str(), -1, &out[0], n);
+    out.resize(static_cast<std::size_t>(n > 0 ? n - 1 : 0));
+    return out;
+}
+
+inline std::string narrow(const WCHAR* s)
+{
+    const int n = WideCharToMultiByte(CP_UTF8, 0, s, -1, nullptr, 0, nullptr, nullptr);
+    std::string out(static_cast<std::size_t>(n), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, s, -1, &out[0], n, nullptr, nullptr);
+    out.resize(static_cast<std::size_t>(n > 0 ? n - 1 : 0));
+    return out;
+}
+
+struct Module {
+    HMODULE handle = nullptr;
+    HRESULT(WINAPI* canUnload)() = nullptr;
+    HRESULT(WINAPI* getClassObject)(REFCLSID, REFIID, void**) = nullptr;
+    HRESULT(WINAPI* reg)() = nullptr;
+    HRESULT(WINAPI* unreg)() = nullptr;
+    HRESULT(WINAPI* regSlideShow)() = nullptr;
+    HRESULT(WINAPI* unregSlideShow)() = nullptr;
+
+    explicit Module(const char* path)
+    {
+        handle = LoadLibraryA(path);
+        if (handle == nullptr) {
+            return;
+        }
+        load(canUnload, "DllCanUnloadNow");
+        load(getClassObject, "DllGetClassObject");
+        load(reg, "DllRegisterServer");
+        load(unreg, "DllUnregisterServer");
+        load(regSlideShow, "DllRegisterSlideShowServer");
+        load(unregSlideShow, "DllUnregisterSlideShowServer");
+    }
+
+    // An export by name; through void* since function types of exports differ from FARPROC's.
+    template <class F> void load(F& function, const char* name)
+    {
+        function = reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(handle, name)));
+    }
+};
+
+inline CLSID clsid(const char* text)
+{
+    CLSID c = {};
+    CLSIDFromString(wide(text).c_str(), &c);
+    return c;
+}
+
+// An object of a class of the server, through its class factory (aggregated when `outer` is
+// given); null when it cannot be made, the reason in `result`.
+template <class T> T* create(Module& m, const char* clsidText, REFIID riid, IUnknown* outer = nullptr, HRESULT* result = nullptr)
+{
+    IClassFactory* factory = nullptr;
+    HRESULT hr = m.getClassObject(clsid(clsidText), IID_IClassFactory, reinterpret_cast<void**>(&factory));
+    T* object = nullptr;
+    if (SUCCEEDED(hr)) {
+        hr = factory->CreateInstance(outer, riid, reinterpret_cast<void**>(&object));
+        factory->Release();
+    }
+    if (result != nullptr) {
+        *result = hr;
+    }
+    return object;
+}
+
+// The data object the shell passes to a context menu or property sheet for `paths` (Windows
+// paths, all in one folder): each parsed to an item of the desktop's namespace, and the data
+// object asked of their folder. Null when any of them cannot be reached.
+inline IDataObject* dataObjectFor(const std::vector<std::string>& paths)
+{
+    std::vector<PIDLIST_ABSOLUTE> absolute;
+    std::vector<PCUITEMID_CHILD> children;
+    IShellFolder* parent = nullptr;
+    IDataObject* data = nullptr;
+    bool ok = !paths.empty();
+    for (const std::string& path : paths) {
+        PIDLIST_ABSOLUTE item = nullptr;
+        if (!ok || FAILED(SHParseDisplayName(wide(path).c_str(), nullptr, &item, 0, nullptr))) {
+            ok = false;
+            break;
+        }
+        absolute.push_back(item);
+        PCUITEMID_CHILD child = nullptr;
+        if (parent == nullptr && FAILED(SHBindToParent(item, IID_IShellFolder, reinterpret_cast<void**>(&parent), &child))) {
+            ok = false;
+            break;
+        }
+        children.push_back(ILFindLastID(item));
+    }
+    if (ok && parent != nullptr) {
+        if (FAILED(parent->GetUIObjectOf(nullptr, static_cast<UINT>(children.size()), children.data(), IID_IDataObject,
+                                         nullptr, reinterpret_cast<void**>(&data)))) {
+            data = nullptr;
+        }
+    }
+    if (parent != nullptr) {
+        parent->Release();
+    }
+    for (PIDLIST_ABSOLUTE item : absolute) {
+        CoTaskMemFree(item);
+    }
+    return data;
+}
+

@@ -1,0 +1,113 @@
+#!/usr/bin/env bash
+# The context-menu extension under Wine, driven as the file manager drives it (menu-test.exe):
+# the object itself, the menu it adds for a selection (texts, grey entries, verbs, help texts),
+# and its entries run by offset, by ANSI and by Unicode verb, each leaving the files as the
+# Linux tool's command of the same name leaves them.
+# Usage: menu-test.sh WINDOWS-DIR LINUX-LUMENO DATA-DIR
+set -u
+windir=$(cd "$1" && pwd) linux=$(cd "$(dirname "$2")" && pwd)/$(basename "$2") data=$(cd "$3" && pwd)
+. "$(dirname "$0")/prefix.sh"
+
+host=$windir/menu-test.exe
+dll=$(windows "$windir/lumeno.dll")
+mkdir "$work/files" "$work/linux"
+cp "$data/sample.jpg" "$data/sample.tif" "$work/files/"
+win() { windows "$work/files/$1"; }
+# menu_test ARGS...: the host's output without CRs
+menu_test() { wine "$host" "$@" 2>/dev/null | tr -d '\r'; }
+# linux_too COMMAND ARGS... FILE: the same files in $work/linux, changed by the Linux tool
+linux_too() { (cd "$work/linux" && "$linux" "$@" >/dev/null 2>&1); }
+same_files() { # the two folders hold the same files, byte for byte but for the text exports'
+  # line ends (CR LF on Windows)
+  local f name
+  [ "$(cd "$work/files" && ls)" = "$(cd "$work/linux" && ls)" ] || { echo "files: $(cd "$work/files" && ls)"; return 1; }
+  for f in "$work/files"/*; do
+    name=$(basename "$f")
+    case $name in
+      *.txt) cmp -s <(tr -d '\r' <"$f") "$work/linux/$name" ;;
+      *) cmp -s "$f" "$work/linux/$name" ;;
+    esac || { echo "differs: $name"; return 1; }
+  done
+}
+
+# --- the object ----------------------------------------------------------------------------------
+menu_test check "$dll" "$(win sample.jpg)" >"$work/check.out"
+grep -v '^[0-9]* passed' "$work/check.out"
+line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$work/check.out" | tail -n 1)
+if [ -n "$line" ]; then
+  passed=$((passed + $(echo "$line" | cut -d' ' -f1)))
+  failed=$((failed + $(echo "$line" | cut -d' ' -f3)))
+else
+  echo "FAIL: the check run printed no result"; failed=$((failed + 1))
+fi
+
+# --- the menu ----------------------------------------------------------------------------------
+tab=$'\t'
+menu_test menu "$dll" "$(win sample.jpg)" >"$work/jpeg.menu"
+cat >"$work/jpeg.expected" <<END
+commands: 14
+Lumeno >
+  Rename based on EXIF date${tab}#0${tab}rename${tab}Rename based on EXIF date
+  Rotate JPEG +90${tab}#1${tab}rotateRight${tab}Rotate JPEG +90
+  Rotate JPEG -90${tab}#2${tab}rotateLeft${tab}Rotate JPEG -90
+  Export EXIF to text file${tab}#3${tab}exportExif${tab}Export EXIF to text file
+  Export IPTC to text file${tab}#4${tab}exportIptc${tab}Export IPTC to text file
+  Export XMP to text file${tab}#5${tab}exportXmp${tab}Export XMP to text file
+  Synchronize with database${tab}#6${tab}synchronize${tab}Synchronize with database
+  -
+  Edit metadata...${tab}#7${tab}annotateAdd${tab}Edit the IPTC information of the selected pictures
+  Remove metadata${tab}#8${tab}annotateRemove${tab}Remove the IPTC information from the selected pictures
+  Cut metadata${tab}#9${tab}annotateCut${tab}Copy the picture's IPTC information and remove it from the picture
+  Copy metadata${tab}#10${tab}annotateCopy${tab}Copy the picture's IPTC information
+  Paste metadata [grey]${tab}#11${tab}annotatePaste${tab}Write the copied IPTC information into the selected pictures
+  Create template...${tab}#12${tab}annotateCreateTemplate${tab}Keep the picture's IPTC information as a template
+  Apply template > [grey]
+  Remove template > [grey]
+  -
+  Options...${tab}#13${tab}options${tab}Change the settings of Lumeno
+END
+check "the menu of a JPEG: entries, verbs and help texts in ANSI and Unicode" \
+  bash -c 'diff "$1" "$2" | head -n 20; cmp -s "$1" "$2"' _ "$work/jpeg.expected" "$work/jpeg.menu"
+menu_test menu "$dll" "$(win sample.jpg)" "$(win sample.tif)" >"$work/both.menu"
+check "with a TIFF selected the JPEG rotations are grey" grep -q '^  Rotate JPEG +90 \[grey\]' "$work/both.menu"
+check "with two files selected copying one record is grey" grep -q '^  Copy metadata \[grey\]' "$work/both.menu"
+check "renaming a JPEG and a TIFF applies" grep -q "^  Rename based on EXIF date$tab" "$work/both.menu"
+wine reg add 'HKCU\Software\LumenoWorks\Lumeno\Shell' /v EnableAnnotateMenu /t REG_DWORD /d 0 /f >/dev/null 2>&1
+menu_test menu "$dll" "$(win sample.jpg)" >"$work/plain.menu"
+check "EnableAnnotateMenu 0 leaves the annotation entries out" \
+  bash -c '! grep -q "metadata" "$1" && grep -q "Options" "$1"' _ "$work/plain.menu"
+wine reg add 'HKCU\Software\LumenoWorks\Lumeno\Shell' /v EnableLumenoMenu /t REG_DWORD /d 0 /f >/dev/null 2>&1
+check "with both parts off there is no menu" \
+  bash -c '[ "$(cat "$1")" = "commands: 0" ]' _ <(menu_test menu "$dll" "$(win sample.jpg)")
+wine reg delete 'HKCU\Software\LumenoWorks\Lumeno\Shell' /f >/dev/null 2>&1
+
+# --- the commands, against the Linux tool's --------------------------------------------------------
+cp "$work/files/"* "$work/linux/"
+check "Rotate JPEG +90 by offset" [ "$(menu_test invoke "$dll" '#1' "$(win sample.jpg)")" = 0x00000000 ]
+linux_too rotate cw sample.jpg
+check "... turns the JPEG as 'lumeno rotate cw' does" same_files
+check "Rotate JPEG -90 by Unicode verb" [ "$(menu_test invoke "$dll" 'W:rotateLeft' "$(win sample.jpg)")" = 0x00000000 ]
+linux_too rotate ccw sample.jpg
+check "... turns it back as 'lumeno rotate ccw' does" same_files
+check "a grey entry is not run: rotating a TIFF" \
+  [ "$(menu_test invoke "$dll" rotateRight "$(win sample.tif)")" = 0x80004005 ]
+for kind in exif iptc xmp; do
+  verb=export$(echo "${kind:0:1}" | tr a-z A-Z)${kind:1}
+  check "$verb by ANSI verb" [ "$(menu_test invoke "$dll" "$verb" "$(win sample.jpg)" "$(win sample.tif)")" = 0x00000000 ]
+  linux_too export "$kind" sample.jpg sample.tif
+done
+check "... the exports are the Linux tool's" same_files
+
+store=$WINEPREFIX/drive_c/users/$(id -un)/AppData/Roaming/LumenoWorks/Lumeno
+check "Synchronize with database" [ "$(menu_test invoke "$dll" synchronize "$(win sample.jpg)")" = 0x00000000 ]
+check "... stores the picture's record" bash -c 'LC_ALL=C grep -q sample.jpg "$1/Gallery.GDB"' _ "$store"
+check "... and no thumbnail" bash -c '! LC_ALL=C grep -q $'"'"'\xff\xd8\xff'"'"' "$1/Thumbnails.GDB"' _ "$store"
+check "with Ctrl held" [ "$(menu_test invoke "$dll" '^synchronize' "$(win sample.jpg)")" = 0x00000000 ]
+check "... the thumbnail too" bash -c 'LC_ALL=C grep -q $'"'"'\xff\xd8\xff'"'"' "$1/Thumbnails.GDB"' _ "$store"
+
+check "Rename by verb, a JPEG and a TIFF" \
+  [ "$(menu_test invoke "$dll" rename "$(win sample.jpg)" "$(win sample.tif)")" = 0x00000000 ]
+linux_too rename sample.jpg sample.tif
+check "... names them as 'lumeno rename' does" same_files
+
+finish
