@@ -2,14 +2,12 @@
 // the file safely.
 #include "Commands.h"
 
-#include <Lumeno/Platform/Services.h>
-#include <Metadata/Exceptions.h>
-#include <Metadata/ImageFactory.h>
-#include <Metadata/ImageStream.h>
+#include <Lumeno/Commands/Annotation.h>
+#include <Lumeno/UI/Settings.h>
 #include <Metadata/IPTC.h>
 
-#include <algorithm>
-#include <cctype>
+#include <memory>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 
@@ -28,6 +26,10 @@ const char* const AnnotateHelp =
     "  --set NAME=TEXT   replace every occurrence of dataset NAME by TEXT\n"
     "  --add NAME=TEXT   add one more occurrence (Keyword, for instance)\n"
     "  --remove NAME     remove every occurrence\n"
+    "  --template NAME   apply the template NAME (see 'lumeno template'): its\n"
+    "                    keywords and supplemental categories are added unless\n"
+    "                    the file has them (letter case aside), its other\n"
+    "                    datasets replace the file's\n"
     "  --remove-iptc     write the file without any IPTC record (XMP is kept)\n"
     "  --clear-xmp       write the file without its XMP packet\n"
     "  --backup          keep the original beside it as Lumeno.NN.NAME\n"
@@ -44,63 +46,30 @@ const char* const AnnotateHelp =
     "other hard links is refused and left as it is.\n"
     "Errors and exit status as for 'lumeno dump'.\n";
 
-struct Edit {
-    enum Kind { Set, Add, Remove } kind;
-    std::uint8_t dataSet;
-    std::string text;
-};
-
-std::string lower(std::string s)
+Commands::IptcEdit parseEdit(Commands::IptcEdit::Kind kind, const std::string& argument)
 {
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
-// A dataset by name or number; throws std::invalid_argument for anything else.
-std::uint8_t dataSetNamed(const std::string& name)
-{
-    std::string number = name;
-    if (number.rfind("2:", 0) == 0) {
-        number = number.substr(2);
-    }
-    if (!number.empty() && number.size() <= 3 &&
-        std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; })) {
-        const int n = std::stoi(number);
-        if (n > 0 && n < 256 && Metadata::Record2DataSet::info(static_cast<std::uint8_t>(n)) != nullptr) {
-            return static_cast<std::uint8_t>(n);
-        }
-    }
-    for (const Metadata::DataSetInfo* row = Metadata::Record2DataSet::table(); row->number != 0; ++row) {
-        if (lower(row->name) == lower(name)) {
-            return row->number;
-        }
-    }
-    throw std::invalid_argument("unknown IPTC dataset '" + name + "'");
-}
-
-Edit parseEdit(Edit::Kind kind, const std::string& argument)
-{
-    if (kind == Edit::Remove) {
-        return {kind, dataSetNamed(argument), {}};
+    if (kind == Commands::IptcEdit::Remove) {
+        return {kind, Commands::iptcDataSetNamed(argument), {}};
     }
     const std::size_t equals = argument.find('=');
     if (equals == std::string::npos) {
         throw std::invalid_argument("expected NAME=TEXT, got '" + argument + "'");
     }
     // IPTC keeps a carriage return for each line break.
-    return {kind, dataSetNamed(argument.substr(0, equals)), Metadata::EOLMassager::toStorage(argument.substr(equals + 1))};
+    return {kind, Commands::iptcDataSetNamed(argument.substr(0, equals)),
+            Metadata::EOLMassager::toStorage(argument.substr(equals + 1))};
 }
 
 } // namespace
 
 int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
 {
-    std::vector<Edit> edits;
+    using Commands::IptcEdit;
+    std::vector<IptcEdit> edits;
     std::vector<std::string> files;
-    bool backup = false;
-    Platform::SafeWriteOptions writeOptions;
-    bool removeIptc = false;
-    bool clearXmp = false;
+    Commands::AnnotateOptions options;
+    std::unique_ptr<UI::SettingsStore> settings;
+    std::optional<SettingsProblemsTold> told;
     try {
         for (std::size_t i = 0; i < arguments.size(); ++i) {
             const std::string& a = arguments[i];
@@ -114,19 +83,35 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
                 streams.out << AnnotateHelp;
                 return 0;
             } else if (a == "--set") {
-                edits.push_back(parseEdit(Edit::Set, value()));
+                edits.push_back(parseEdit(IptcEdit::Set, value()));
             } else if (a == "--add") {
-                edits.push_back(parseEdit(Edit::Add, value()));
+                edits.push_back(parseEdit(IptcEdit::Add, value()));
             } else if (a == "--remove") {
-                edits.push_back(parseEdit(Edit::Remove, value()));
+                edits.push_back(parseEdit(IptcEdit::Remove, value()));
+            } else if (a == "--template") {
+                if (!settings) {
+                    settings = UI::userSettingsStore();
+                    told.emplace(*settings, "annotate", streams);
+                }
+                const std::string& name = value();
+                try {
+                    const std::vector<IptcEdit> applied =
+                        Commands::templateEdits(Commands::AnnotationTemplates(*settings).read(name));
+                    edits.insert(edits.end(), applied.begin(), applied.end());
+                } catch (const Commands::UnknownTemplate& e) {
+                    throw std::invalid_argument(e.what());
+                } catch (const std::runtime_error& e) {
+                    streams.err << "lumeno annotate: " << e.what() << '\n';
+                    return 1;
+                }
             } else if (a == "--remove-iptc") {
-                removeIptc = true;
+                options.removeIptc = true;
             } else if (a == "--clear-xmp") {
-                clearXmp = true;
+                options.clearXmp = true;
             } else if (a == "--backup") {
-                backup = true;
+                options.backup = true;
             } else if (a == "--keep-time") {
-                writeOptions.keepModificationTime = true;
+                options.keepModificationTime = true;
             } else if (a == "--") {
                 files.insert(files.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1, arguments.end());
                 break;
@@ -136,8 +121,8 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
                 files.push_back(a);
             }
         }
-        if (removeIptc && !edits.empty()) {
-            throw std::invalid_argument("--remove-iptc cannot be combined with --set, --add or --remove");
+        if (options.removeIptc && !edits.empty()) {
+            throw std::invalid_argument("--remove-iptc cannot be combined with --set, --add, --remove or --template");
         }
         if (files.empty()) {
             throw std::invalid_argument("no file given");
@@ -147,42 +132,8 @@ int runAnnotate(const std::vector<std::string>& arguments, Streams streams)
         return 2;
     }
 
-    return forEachFile(files, streams, false, [&](const std::string& file) {
-        Metadata::ImageStreamT stream;
-        std::unique_ptr<Metadata::ImageMetadata> image = Metadata::openImage(file, stream);
-        Metadata::IPTC& iptc = image->iptc();
-        std::vector<std::uint8_t> removed;
-        for (const Edit& e : edits) {
-            switch (e.kind) {
-            case Edit::Set:
-                iptc.set(e.dataSet, e.text);
-                break;
-            case Edit::Add:
-                iptc.add(e.dataSet, e.text);
-                break;
-            case Edit::Remove:
-                iptc.remove(e.dataSet);
-                removed.push_back(e.dataSet);
-                break;
-            }
-        }
-        writeOptions.makeBackup = backup;
-        Platform::writeFileSafely(file, [&](const std::string& temporary) {
-            if (clearXmp && removeIptc) {
-                image->clearXMPAndWrite(temporary);
-            } else if (clearXmp) {
-                image->clearXMP();
-                image->writeWithIPTC(temporary);
-            } else if (removeIptc) {
-                image->writeWithoutIPTC(temporary);
-            } else {
-                image->updateAndWrite(temporary, removed);
-            }
-            // The source must be closed before the new file takes its place (Windows will not
-            // replace an open file).
-            stream.close();
-        }, writeOptions);
-    });
+    return forEachFile(files, streams, false,
+                       [&](const std::string& file) { Commands::annotateFile(file, edits, options); });
 }
 
 } // namespace Lumeno::Cli

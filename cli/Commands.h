@@ -10,6 +10,9 @@
 namespace Lumeno::Commands {
 class CommandBase;
 }
+namespace Lumeno::UI {
+class SettingsStore;
+}
 
 namespace Lumeno::Cli {
 
@@ -29,6 +32,7 @@ int runRename(const std::vector<std::string>& arguments, Streams streams);
 int runRotate(const std::vector<std::string>& arguments, Streams streams);
 int runExport(const std::vector<std::string>& arguments, Streams streams);
 int runSettings(const std::vector<std::string>& arguments, Streams streams);
+int runTemplate(const std::vector<std::string>& arguments, Streams streams);
 int runColumns(const std::vector<std::string>& arguments, Streams streams);
 int runTip(const std::vector<std::string>& arguments, Streams streams);
 int runOverlay(const std::vector<std::string>& arguments, Streams streams);
@@ -61,5 +65,23 @@ int finalStatus(const Commands::CommandBase& command, std::size_t files, Streams
 // unknown option or no file is a usage error (returns 2); otherwise -1 and `files` filled.
 int parseFiles(const std::vector<std::string>& arguments, const char* command, const char* help, Streams streams,
                std::vector<std::string>& files);
+
+// Says on standard error, when it goes, what the settings store found wrong (a file it could
+// not read whole, one it kept aside): once, after the command's answer.
+class SettingsProblemsTold {
+public:
+    SettingsProblemsTold(const UI::SettingsStore& store, const char* command, Streams streams)
+        : store_(store), command_(command), streams_(streams)
+    {
+    }
+    ~SettingsProblemsTold();
+    SettingsProblemsTold(const SettingsProblemsTold&) = delete;
+    SettingsProblemsTold& operator=(const SettingsProblemsTold&) = delete;
+
+private:
+    const UI::SettingsStore& store_;
+    const char* command_;
+    Streams streams_;
+};
 
 } // namespace Lumeno::Cli

@@ -13,23 +13,6 @@ namespace Lumeno::Cli {
 
 namespace {
 
-// What a file's failure says, from the exception it ended in.
-std::string failureOf(std::exception_ptr error)
-{
-    try {
-        std::rethrow_exception(std::move(error));
-    } catch (const Metadata::IOOpenError& e) {
-        // The library's own text for this is about writing; say what happened.
-        return !e.reason().empty() ? e.reason() : std::error_code(errno, std::generic_category()).message();
-    } catch (const Metadata::Exception& e) {
-        return e.message();
-    } catch (const Metadata::Error& e) {
-        return e.message();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-}
-
 // One file's output, made apart from the others'.
 struct FileOutput {
     std::string out;
@@ -66,7 +49,7 @@ int forEachFile(const std::vector<std::string>& files, Streams streams, bool hea
                 header(file);
                 each(file, streams);
             } catch (...) {
-                fail(file, failureOf(std::current_exception()));
+                fail(file, Commands::failureReason(std::current_exception()));
             }
         }
         return status;
@@ -80,7 +63,7 @@ int forEachFile(const std::vector<std::string>& files, Streams streams, bool hea
             try {
                 each(files[i], Streams{out, err});
             } catch (...) {
-                made.failure = failureOf(std::current_exception());
+                made.failure = Commands::failureReason(std::current_exception());
             }
             made.out = out.str();
             made.err = err.str();

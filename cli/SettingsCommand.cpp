@@ -37,6 +37,13 @@ const UI::SettingInfo& find(const std::string& section, const std::string& name)
 
 } // namespace
 
+SettingsProblemsTold::~SettingsProblemsTold()
+{
+    for (const std::string& problem : store_.problems()) {
+        streams_.err << "lumeno " << command_ << ": warning: " << problem << '\n';
+    }
+}
+
 int runSettings(const std::vector<std::string>& arguments, Streams streams)
 {
     const std::string verb = arguments.empty() ? std::string() : arguments[0];
@@ -46,17 +53,7 @@ int runSettings(const std::vector<std::string>& arguments, Streams streams)
     }
     try {
         UI::Settings settings;
-        // What the settings file's reader (or writer) found wrong, once, after the answer.
-        struct Told {
-            const UI::Settings& settings;
-            Streams streams;
-            ~Told()
-            {
-                for (const std::string& problem : settings.problems()) {
-                    streams.err << "lumeno settings: warning: " << problem << '\n';
-                }
-            }
-        } told{settings, streams};
+        const SettingsProblemsTold told(settings.accessor().store(), "settings", streams);
         if (verb == "list" && arguments.size() == 1) {
             for (const UI::SettingInfo& row : UI::settingsTable()) {
                 bool stored = false;

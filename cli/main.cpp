@@ -30,6 +30,8 @@ void printHelp(std::ostream& out)
            "                     write the metadata to text files beside each file\n"
            "  settings list | get SECTION VALUE | set SECTION VALUE DATA\n"
            "                     the user's settings\n"
+           "  template list | show NAME | create NAME --from FILE | remove NAME\n"
+           "                     the user's annotation templates (annotate --template)\n"
            "  columns [--columns TITLE,...] [--json] FILE...\n"
            "                     the file manager's metadata columns of each file\n"
            "  tip FILE           the file manager's info tip of the file\n"
@@ -85,7 +87,7 @@ int main(int argc, char** argv)
         {"rotate", Lumeno::Cli::runRotate},     {"export", Lumeno::Cli::runExport},
         {"settings", Lumeno::Cli::runSettings}, {"columns", Lumeno::Cli::runColumns},
         {"tip", Lumeno::Cli::runTip},           {"overlay", Lumeno::Cli::runOverlay},
-        {"gallery", Lumeno::Cli::runGallery},
+        {"gallery", Lumeno::Cli::runGallery},   {"template", Lumeno::Cli::runTemplate},
     };
     for (const auto& [name, run] : commands) {
         if (command == name) {

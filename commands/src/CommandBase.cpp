@@ -2,7 +2,11 @@
 
 #include "Lumeno/Commands/InOrder.h"
 
+#include <Metadata/Exceptions.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 namespace Lumeno::Commands {
 
@@ -10,6 +14,24 @@ std::string fileNameOf(const std::string& path)
 {
     const std::size_t slash = path.find_last_of("/\\");
     return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string failureReason(const std::exception_ptr& error)
+{
+    try {
+        std::rethrow_exception(error);
+    } catch (const Metadata::IOOpenError& e) {
+        // The library's own text for this is about writing; say what happened.
+        return !e.reason().empty() ? e.reason() : std::error_code(errno, std::generic_category()).message();
+    } catch (const Metadata::Exception& e) {
+        return e.message();
+    } catch (const Metadata::Error& e) {
+        return e.message();
+    } catch (const std::exception& e) {
+        return e.what();
+    } catch (...) {
+        return "an unknown failure";
+    }
 }
 
 CommandBase::CommandBase(std::uint32_t fileCount, std::uintptr_t parentWindow, std::shared_ptr<UI::Settings> settings)

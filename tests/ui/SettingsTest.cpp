@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -105,6 +106,22 @@ TEST_F(SettingsFile, ValuesOfEveryKindRoundTrip)
     // Another reader of the same file sees the values: nothing is cached.
     const auto again = keyFileSettingsStore(path_);
     EXPECT_DOUBLE_EQ(Settings(*again).getGamma(), 1.5);
+}
+
+TEST_F(SettingsFile, ASectionListsTheNamesOfItsValuesOfEveryKind)
+{
+    EXPECT_TRUE(store_->valueNames("Annotation\\Templates").empty());
+    ASSERT_TRUE(store_->writeBinary("Annotation\\Templates", "Beach", {1, 2}));
+    ASSERT_TRUE(store_->writeText("Annotation\\Templates", "Alps and lakes", "text"));
+    ASSERT_TRUE(store_->writeNumber("Annotation\\Templates", "7", 7));
+    ASSERT_TRUE(store_->writeNumber("Annotation", "KeepExisting", 1));
+    std::vector<std::string> names = keyFileSettingsStore(path_)->valueNames("Annotation\\Templates");
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"7", "Alps and lakes", "Beach"}));
+    EXPECT_EQ(store_->valueNames("Annotation"), std::vector<std::string>{"KeepExisting"});
+    ASSERT_TRUE(store_->remove("Annotation\\Templates", "Beach"));
+    ASSERT_TRUE(store_->remove("Annotation\\Templates", "7"));
+    EXPECT_EQ(store_->valueNames("Annotation\\Templates"), std::vector<std::string>{"Alps and lakes"});
 }
 
 TEST_F(SettingsFile, FontRecordsRoundTripByteForByte)

@@ -112,6 +112,19 @@ public:
         return save(contents);
     }
 
+    std::vector<std::string> valueNames(const std::string& section) const override
+    {
+        std::vector<std::string> names;
+        const Contents& contents = load();
+        const auto found = contents.find(section);
+        if (found != contents.end()) {
+            for (const auto& value : found->second) {
+                names.push_back(value.first);
+            }
+        }
+        return names;
+    }
+
     std::vector<std::string> problems() const override
     {
         load();

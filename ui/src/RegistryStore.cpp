@@ -85,6 +85,30 @@ public:
         return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND;
     }
 
+    std::vector<std::string> valueNames(const std::string& section) const override
+    {
+        std::vector<std::string> names;
+        HKEY key = nullptr;
+        if (RegOpenKeyExA(HKEY_CURRENT_USER, path(section).c_str(), 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS) {
+            return names;
+        }
+        // The ANSI functions, as everywhere in this store, so that a name reads back as the
+        // bytes it was written with. A value name has at most 16,383 characters, each of at most
+        // two bytes in the ANSI code pages.
+        std::vector<char> name(32768);
+        for (DWORD index = 0;; ++index) {
+            DWORD length = static_cast<DWORD>(name.size());
+            const LONG result = RegEnumValueA(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+            if (result == ERROR_SUCCESS) {
+                names.emplace_back(name.data(), length);
+            } else if (result != ERROR_MORE_DATA) {
+                break; // ERROR_NO_MORE_ITEMS: every value was listed
+            }
+        }
+        RegCloseKey(key);
+        return names;
+    }
+
 private:
     static std::string path(const std::string& section)
     {

@@ -6,6 +6,7 @@
 #include <Lumeno/UI/Settings.h>
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -92,5 +93,7 @@ private:
 
 // The name of a file: the last component of its path.
 std::string fileNameOf(const std::string& path);
+// Why a file's work failed, in words for the user, from the exception it ended in.
+std::string failureReason(const std::exception_ptr& error);
 
 } // namespace Lumeno::Commands

@@ -56,6 +56,9 @@ public:
     virtual bool writeBinary(const std::string& section, const std::string& name, const std::vector<std::uint8_t>& value) = 0;
     // Removes a value; true when it is gone.
     virtual bool remove(const std::string& section, const std::string& name) = 0;
+    // The names of the values a section holds, of every kind, in no set order; nothing when the
+    // section does not exist. For sections whose value names are data (a user's templates).
+    virtual std::vector<std::string> valueNames(const std::string& section) const = 0;
     // What the store found wrong with what it keeps (a settings file that could not be read
     // whole, a file kept aside), in words for the user; nothing when all is well.
     virtual std::vector<std::string> problems() const { return {}; }
