@@ -2,12 +2,10 @@
 
 #include <Lumeno/Commands/Command.h>
 #include <Lumeno/Commands/InOrder.h>
-#include <Metadata/Exceptions.h>
 
 #include <charconv>
 #include <ostream>
 #include <sstream>
-#include <system_error>
 
 namespace Lumeno::Cli {
 

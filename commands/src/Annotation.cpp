@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <system_error>
 
 namespace Lumeno::Commands {
 
@@ -37,19 +39,17 @@ bool holds(const Metadata::IPTC& record, std::uint8_t dataSet, const std::string
 
 std::uint8_t iptcDataSetNamed(const std::string& name)
 {
-    std::string number = name;
-    if (number.rfind("2:", 0) == 0) {
-        number = number.substr(2);
-    }
-    if (!number.empty() && number.size() <= 3 &&
-        std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; })) {
-        const int n = std::stoi(number);
-        if (n > 0 && n < 256 && Metadata::Record2DataSet::info(static_cast<std::uint8_t>(n)) != nullptr) {
-            return static_cast<std::uint8_t>(n);
-        }
+    const std::size_t skip = name.rfind("2:", 0) == 0 ? 2 : 0;
+    const char* first = name.data() + skip;
+    const char* last = name.data() + name.size();
+    unsigned n = 0;
+    const auto [end, error] = std::from_chars(first, last, n);
+    if (first != last && error == std::errc() && end == last && n > 0 && n < 256 &&
+        Metadata::Record2DataSet::info(static_cast<std::uint8_t>(n)) != nullptr) {
+        return static_cast<std::uint8_t>(n);
     }
     for (const Metadata::DataSetInfo* row = Metadata::Record2DataSet::table(); row->number != 0; ++row) {
-        if (lower(row->name) == lower(name)) {
+        if (DB::sameKey(row->name, name)) {
             return row->number;
         }
     }
@@ -166,8 +166,8 @@ Metadata::IPTC parseRawIptc(const std::vector<std::uint8_t>& block)
         std::uint64_t length = static_cast<std::uint64_t>((block[at + 3] << 8) | block[at + 4]);
         std::size_t header = Metadata::DataSet::HeaderSize;
         if ((length & 0x8000u) != 0) {
-            // An extended length (IIM 4.2 section 1.5.2): the low bits count the length bytes
-            // that follow the header.
+            // An extended length (IIM 4.2, the extended dataset tag): the low bits count the
+            // length bytes that follow the header.
             const std::size_t count = static_cast<std::size_t>(length & 0x7FFFu);
             if (count == 0 || count > 4) {
                 refuse(at, "an extended length of " + std::to_string(count) + " bytes");

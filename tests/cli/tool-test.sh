@@ -107,6 +107,78 @@ check "the refusal says why" grep -qF "'many' is not a number" "$tmp/err"
 "$lumeno" settings get General Colour 2>/dev/null
 check "an unknown setting is refused" [ $? -eq 2 ]
 
+# --- templates -------------------------------------------------------------------------------
+conf=$XDG_CONFIG_HOME/LumenoWorks/Lumeno.conf
+out=$("$lumeno" template list); rc=$?
+check "a new user has no templates" [ "$rc" -eq 0 ] && [ -z "$out" ]
+cp "$data/sample.jpg" "$tmp/src.jpg"
+"$lumeno" annotate --remove Caption --remove "Object Name" --set City=Nice --add "Supplemental Category=Travel" \
+  --remove Keyword --add Keyword=Sea --add Keyword=sand "$tmp/src.jpg"
+"$lumeno" template create Beach --from "$tmp/src.jpg"
+check "a template is made from a file" [ $? -eq 0 ]
+check "the key file holds it as one binary value" grep -q '^Beach=hex:1c02' "$conf"
+check "the key file's section is Annotation\\Templates" grep -qxF '[Annotation\Templates]' "$conf"
+"$lumeno" template create alps --from "$data/sample.jpg"
+check "templates are listed sorted, letter case aside" [ "$("$lumeno" template list | tr '\n' '|')" = "alps|Beach|" ]
+check "show prints the datasets as iptc does" [ "$("$lumeno" template show BEACH)" = "$("$lumeno" iptc "$tmp/src.jpg")" ]
+cp "$data/sample.jpg" "$tmp/tpl.jpg"
+"$lumeno" annotate --remove Keyword --add Keyword=SEA --add Keyword=lake --set City=Paris "$tmp/tpl.jpg"
+"$lumeno" annotate --template beach --set Headline=After "$tmp/tpl.jpg"
+check "annotate --template exits 0" [ $? -eq 0 ]
+tpl() { exiftool -s3 "$@" "$tmp/tpl.jpg"; }
+check "keywords are added, none twice (letter case aside)" [ "$(tpl -IPTC:Keywords)" = "SEA, lake, sand" ]
+check "supplemental categories are added" [ "$(tpl -IPTC:SupplementalCategories)" = "Travel" ]
+check "the template's other datasets replace the file's" [ "$(tpl -IPTC:City)" = "Nice" ]
+check "what the template lacks is left alone" [ "$(tpl -IPTC:Caption-Abstract)" = "Sunrise over the lake" ]
+check "edits after the template apply too" [ "$(tpl -IPTC:Headline)" = "After" ]
+check "the XMP follows the template" [ "$(tpl -XMP:Subject)|$(tpl -XMP:City)" = "SEA, lake, sand|Nice" ]
+before=$("$lumeno" iptc "$tmp/tpl.jpg")
+"$lumeno" annotate --template Beach "$tmp/tpl.jpg"
+check "a template applied again changes nothing" [ "$("$lumeno" iptc "$tmp/tpl.jpg")" = "$before" ]
+"$lumeno" annotate --template Beach --set City=Lyon "$tmp/tpl.jpg"
+check "edits apply in the order given (template, then --set)" [ "$(tpl -IPTC:City)" = "Lyon" ]
+"$lumeno" annotate --set City=Lyon --template Beach "$tmp/tpl.jpg"
+check "edits apply in the order given (--set, then template)" [ "$(tpl -IPTC:City)" = "Nice" ]
+cp "$tmp/tpl.jpg" "$tmp/tpl-before.jpg"
+"$lumeno" annotate --template Nope "$tmp/tpl.jpg" 2>"$tmp/err"
+check "an unknown template is a usage error" [ $? -eq 2 ]
+check "the refusal names it" grep -qF "there is no template 'Nope'" "$tmp/err"
+check "the file is left as it was" cmp -s "$tmp/tpl.jpg" "$tmp/tpl-before.jpg"
+"$lumeno" annotate --remove-iptc --template Beach "$tmp/tpl.jpg" 2>/dev/null
+check "--template cannot be combined with --remove-iptc" [ $? -eq 2 ]
+"$lumeno" template show Nope 2>/dev/null
+check "show of an unknown template is a usage error" [ $? -eq 2 ]
+"$lumeno" template remove Nope 2>/dev/null
+check "remove of an unknown template is a usage error" [ $? -eq 2 ]
+"$lumeno" template create 'a\b' --from "$tmp/src.jpg" 2>"$tmp/err"
+check "a name with a backslash is refused" [ $? -eq 2 ]
+check "the refusal says why" grep -qF "must not hold '\'" "$tmp/err"
+"$lumeno" template create "$(printf 'n%.0s' {1..65})" --from "$tmp/src.jpg" 2>/dev/null
+check "a name of 65 characters is refused" [ $? -eq 2 ]
+"$lumeno" template create Missing --from "$tmp/nothing.jpg" 2>/dev/null
+check "a template from a missing file is a failure" [ $? -eq 1 ]
+cp "$data/sample.jpg" "$tmp/bare.jpg"; "$lumeno" annotate --remove-iptc "$tmp/bare.jpg"
+"$lumeno" template create Bare --from "$tmp/bare.jpg" 2>"$tmp/err"
+check "a template from a file without IPTC is a failure" [ $? -eq 1 ]
+check "the failure says so" grep -qF "has no IPTC datasets" "$tmp/err"
+"$lumeno" template create BEACH --from "$data/sample.jpg"
+check "a name in other letters replaces the template" [ "$("$lumeno" template list | tr '\n' '|')" = "alps|BEACH|" ]
+# A value damaged by hand is refused, and no file is touched.
+sed -i 's/^alps=hex:\(.\{20\}\).*/alps=hex:\1/' "$conf"
+"$lumeno" template show alps 2>"$tmp/err"
+check "a damaged template is a failure" [ $? -eq 1 ]
+check "the failure says it is damaged" grep -qF "the template 'alps' is damaged" "$tmp/err"
+"$lumeno" annotate --template alps "$tmp/tpl.jpg" 2>/dev/null
+check "a damaged template is never applied" [ $? -eq 1 ] && cmp -s "$tmp/tpl.jpg" "$tmp/tpl-before.jpg"
+"$lumeno" template remove ALPS
+check "a template is removed" [ $? -eq 0 ] && [ "$("$lumeno" template list)" = "BEACH" ]
+"$lumeno" template create X "$tmp/src.jpg" 2>/dev/null
+check "create without --from is a usage error" [ $? -eq 2 ]
+"$lumeno" template 2>/dev/null
+check "template without a verb is a usage error" [ $? -eq 2 ]
+check "template --help explains the layout" bash -c '"$1" template --help | grep -qF "Annotation\\Templates"' _ "$lumeno"
+check "the tool's help lists template" bash -c '"$1" --help | grep -q "^  template list"' _ "$lumeno"
+
 # --- rename ------------------------------------------------------------------------------------
 mkdir "$tmp/ren"
 cp "$data/sample.jpg" "$tmp/ren/IMG_1.JPG"; cp "$data/sample.jpg" "$tmp/ren/IMG_2.jpg"; cp "$data/sample.jpg" "$tmp/ren/x.jpeg"

@@ -142,7 +142,7 @@ TEST_F(Annotation, RawRecordsCopyExactlyAndBadBlocksAreRefusedUntouched)
     EXPECT_EQ(pasted->image->xmp()->headline(), "Headline");
     EXPECT_EQ(pasted->image->xmp()->subject(), (Strings{"one", "two", "three"}));
 
-    // Padding after the last dataset and an extended-length dataset (IIM 1.5.2) are taken.
+    // Padding after the last dataset and an extended-length dataset (1:90 here) are taken.
     const Bytes extended = {0x1C, 0x01, 0x5A, 0x80, 0x02, 0x00, 0x03, 0x1B, 0x25, 0x47};
     EXPECT_NO_THROW(parseRawIptc(extended + block + Bytes{0, 0, 0}));
 

@@ -61,9 +61,9 @@ void annotateFile(const std::string& path, const std::vector<IptcEdit>& edits, c
 void removeIptc(const std::string& path, AnnotateOptions options = {});
 
 // ---- Raw records ---------------------------------------------------------------------------
-// A raw record is the IIM bytes (IIM 4.2 chapter 3: 1C, record, dataset, length, value, dataset
-// after dataset) that the record writer produces, as Copy puts them on the clipboard and Paste
-// takes them, between files and processes.
+// A raw record is the IIM bytes (IIM 4.2: datasets one after another, each a tag 1C, record,
+// dataset and length, then the value) that the record writer produces, as Copy puts them on the
+// clipboard and Paste takes them, between files and processes.
 
 // The most a raw record may hold: far more than any real one (a JPEG segment holds 64 KB).
 constexpr std::size_t MaxRawIptcSize = 256 * 1024;
