@@ -16,31 +16,6 @@ namespace Lumeno::Shell {
 
 namespace {
 
-// The selected files of a data object, as the shell hands them over (CF_HDROP).
-std::vector<std::string> droppedFiles(IDataObject* data)
-{
-    std::vector<std::string> files;
-    FORMATETC format = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
-    STGMEDIUM medium = {};
-    if (data == nullptr || FAILED(data->GetData(&format, &medium))) {
-        return files;
-    }
-    if (auto* drop = static_cast<HDROP>(GlobalLock(medium.hGlobal))) {
-        const UINT count = DragQueryFileW(drop, 0xFFFFFFFF, nullptr, 0);
-        for (UINT i = 0; i < count; ++i) {
-            const UINT length = DragQueryFileW(drop, i, nullptr, 0);
-            std::basic_string<WCHAR> path(length + 1, 0);
-            if (DragQueryFileW(drop, i, &path[0], length + 1) == length) {
-                path.resize(length);
-                files.push_back(portablePath(path.c_str()));
-            }
-        }
-        GlobalUnlock(medium.hGlobal);
-    }
-    ReleaseStgMedium(&medium);
-    return files;
-}
-
 // Copies `text` into the shell's buffer of `size` characters, cut to fit.
 template <class Char> void copyOut(const std::basic_string<Char>& text, Char* out, UINT size)
 {

@@ -30,6 +30,10 @@ HRESULT createContextMenuEntry(int, IUnknown* outer, IUnknown** inner)
 {
     return createContextMenu(outer, inner);
 }
+HRESULT createPropertySheetEntry(int, IUnknown* outer, IUnknown** inner)
+{
+    return createPropertySheet(outer, inner);
+}
 
 // The class table: identifier, registration script, and the creator of the class's objects
 // (null while they are not built: such a class is registered but not served).
@@ -39,7 +43,7 @@ const ClassEntry ClassTable[] = {
     {"{DB7EA6DF-BB68-486F-936C-ABCD1949FC3B}", 208, nullptr, 0, false}, // CField
     {"{2DF2EB8B-BCD5-4736-9D48-085144E70BF3}", 104, nullptr, 0, true},  // CIFDs
     {"{D236AA06-A5A9-438B-87A3-D51D8FD38093}", 105, nullptr, 0, true},  // CFields
-    {"{0DF49261-F891-4A12-9092-EC3566EADCCC}", 101, nullptr, 0, true},  // CLumenoPropertySheet
+    {"{0DF49261-F891-4A12-9092-EC3566EADCCC}", 101, createPropertySheetEntry, 0, true},
     {"{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", 103, createContextMenuEntry, 0, true},
     {"{FC7BBDBC-7E6D-4911-9CC3-E0B46EB48244}", 206, nullptr, 0, true},  // CLumenoPreview
     {"{4B0D5947-C512-4028-93B6-FD94EEF5AECA}", 115, nullptr, 0, true},  // CLumenoSlideShow
@@ -187,6 +191,31 @@ std::basic_string<WCHAR> toUtf16(const std::string& text)
 std::string portablePath(const WCHAR* path)
 {
     return toUtf8(path);
+}
+
+// The selected files of a data object, as the shell hands them over (CF_HDROP).
+std::vector<std::string> droppedFiles(IDataObject* data)
+{
+    std::vector<std::string> files;
+    FORMATETC format = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+    STGMEDIUM medium = {};
+    if (data == nullptr || FAILED(data->GetData(&format, &medium))) {
+        return files;
+    }
+    if (auto* drop = static_cast<HDROP>(GlobalLock(medium.hGlobal))) {
+        const UINT count = DragQueryFileW(drop, 0xFFFFFFFF, nullptr, 0);
+        for (UINT i = 0; i < count; ++i) {
+            const UINT length = DragQueryFileW(drop, i, nullptr, 0);
+            std::basic_string<WCHAR> path(length + 1, 0);
+            if (DragQueryFileW(drop, i, &path[0], length + 1) == length) {
+                path.resize(length);
+                files.push_back(portablePath(path.c_str()));
+            }
+        }
+        GlobalUnlock(medium.hGlobal);
+    }
+    ReleaseStgMedium(&medium);
+    return files;
 }
 
 // ---- ComObject -------------------------------------------------------------------------------

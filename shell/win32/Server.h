@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <vector>
 
 namespace Lumeno::Shell {
 
@@ -25,6 +26,8 @@ std::string toUtf8(const WCHAR* text);
 std::basic_string<WCHAR> toUtf16(const std::string& text);
 // A path from the shell, as the portable code opens it.
 std::string portablePath(const WCHAR* path);
+// The files a data object from the shell names (CF_HDROP), as the portable code opens them.
+std::vector<std::string> droppedFiles(IDataObject* data);
 
 // The common part of every object: a reference count that keeps the module loaded, and the
 // controlling unknown when the object is aggregated. Each class answers its interfaces in
@@ -87,6 +90,7 @@ template <class T, class... Arguments> HRESULT createObject(IUnknown** inner, IU
 HRESULT createColumnProvider(IUnknown* outer, IUnknown** inner);
 HRESULT createInfoTip(IUnknown* outer, IUnknown** inner);
 HRESULT createContextMenu(IUnknown* outer, IUnknown** inner);
+HRESULT createPropertySheet(IUnknown* outer, IUnknown** inner);
 HRESULT createOverlayIdentifier(int kind, IUnknown* outer, IUnknown** inner);
 
 // The CLSID of the info tip class, which the per-extension registration names.

@@ -33,3 +33,9 @@ static const CLSID RegistrarClass = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x
 static const IID RegistrarInterface = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 
 
+
+// SHCreatePropSheetExtArrayEx (the property-sheet handlers of a registry key, initialised with a
+// data object): shell32 exports it by ordinal only, and neither MinGW-w64's headers nor its
+// import library know it.
+using CreatePropSheetExtArrayExFunction = HPSXA(WINAPI*)(HKEY key, LPCWSTR subKey, UINT most, IDataObject* data);
+constexpr WORD CreatePropSheetExtArrayExOrdinal = 194;

@@ -6,16 +6,21 @@
 //   menu-test menu DLL FILE...           the menu tree, one line per entry: TEXT, [grey], #OFFSET,
 //                                        the verb and the help text (each asked in ANSI and in
 //                                        Unicode; a difference is printed)
-//   menu-test invoke DLL VERB FILE...    runs an entry: VERB by name in ANSI, "W:VERB" in Unicode,
+//   menu-test invoke DLL VERB [--answer TEXT] FILE...
+//                                        runs an entry: VERB by name in ANSI, "W:VERB" in Unicode,
 //                                        "#N" by offset; a leading "^" holds Ctrl down. Prints the
-//                                        result code.
+//                                        result code. --answer: the dialog the entry opens is
+//                                        answered as a user would: TEXT typed as the template's
+//                                        name, or as the caption in the metadata editor, then OK.
 #include "TestHost.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
+#include <prsht.h>
 
 namespace {
 
@@ -124,8 +129,39 @@ int printMenuOf(const char* dll, const std::vector<std::string>& files)
     return 0;
 }
 
-int invoke(const char* dll, std::string verb, const std::vector<std::string>& files)
+// Waits for the dialog an entry opens and answers it: the template's name, or the editor's
+// caption, typed in, then OK. Gives up after some seconds.
+void answerDialog(std::string text)
 {
+    for (int tries = 0; tries < 100; ++tries) {
+        Sleep(50);
+        if (HWND name = FindWindowW(nullptr, wide("Create template").c_str())) {
+            SetDlgItemTextW(name, 1004, wide(text).c_str());
+            PostMessageW(name, WM_COMMAND, IDOK, 0);
+            return;
+        }
+        HWND editor = FindWindowW(nullptr, wide("Edit metadata").c_str());
+        if (editor == nullptr) {
+            editor = FindWindowW(nullptr, wide("Edit metadata Properties").c_str());
+        }
+        if (editor != nullptr) {
+            Sleep(200);
+            HWND page = reinterpret_cast<HWND>(SendMessageW(editor, PSM_GETCURRENTPAGEHWND, 0, 0));
+            SetDlgItemTextW(page, 1012, wide(text).c_str());
+            Sleep(100);
+            PostMessageW(editor, PSM_PRESSBUTTON, PSBTN_OK, 0);
+            return;
+        }
+    }
+}
+
+int invoke(const char* dll, std::string verb, std::vector<std::string> files)
+{
+    std::thread answering;
+    if (files.size() >= 2 && files[0] == "--answer") {
+        answering = std::thread(answerDialog, files[1]);
+        files.erase(files.begin(), files.begin() + 2);
+    }
     Module m(dll);
     IContextMenu3* menu = m.handle != nullptr ? menuFor(m, files) : nullptr;
     if (menu == nullptr) {
@@ -155,6 +191,9 @@ int invoke(const char* dll, std::string verb, const std::vector<std::string>& fi
     std::printf("0x%08lX\n", static_cast<unsigned long>(hr));
     DestroyMenu(popup);
     menu->Release();
+    if (answering.joinable()) {
+        answering.join();
+    }
     return 0;
 }
 

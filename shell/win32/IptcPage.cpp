@@ -1,0 +1,167 @@
+#include "IptcPage.h"
+
+#include "Server.h"
+#include "resource.h"
+
+#include <Lumeno/UI/Settings.h>
+
+#include <commctrl.h>
+
+namespace Lumeno::Shell {
+
+namespace {
+
+constexpr std::size_t FieldCount = Commands::IptcFormFields.size();
+
+int controlOf(std::size_t field)
+{
+    return IDC_IPTC_FIRST + static_cast<int>(field);
+}
+
+std::string controlText(HWND dialog, int control)
+{
+    HWND edit = GetDlgItem(dialog, control);
+    const int length = GetWindowTextLengthW(edit);
+    std::basic_string<WCHAR> text(static_cast<std::size_t>(length) + 1, 0);
+    GetWindowTextW(edit, &text[0], length + 1);
+    text.resize(static_cast<std::size_t>(length));
+    return toUtf8(text.c_str());
+}
+
+// Keywords are typed as one line, separated by semicolons.
+std::vector<std::string> splitList(const std::string& text)
+{
+    std::vector<std::string> values;
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        std::size_t end = text.find(';', start);
+        if (end == std::string::npos) {
+            end = text.size();
+        }
+        std::string value = text.substr(start, end - start);
+        const std::size_t first = value.find_first_not_of(" \t");
+        const std::size_t last = value.find_last_not_of(" \t");
+        if (first != std::string::npos) {
+            values.push_back(value.substr(first, last - first + 1));
+        }
+        start = end + 1;
+    }
+    return values;
+}
+
+std::string joinList(const std::vector<std::string>& values)
+{
+    std::string text;
+    for (const std::string& value : values) {
+        text += (text.empty() ? "" : "; ") + value;
+    }
+    return text;
+}
+
+std::string nameOf(const std::string& path)
+{
+    const std::size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+} // namespace
+
+IptcPage::IptcPage(HWND dialog, std::vector<std::string> files)
+    : dialog_(dialog), files_(std::move(files)), changed_(FieldCount, false)
+{
+    show();
+}
+
+void IptcPage::show()
+{
+    const Commands::IptcFormLoad load = Commands::loadIptcForm(files_);
+    loaded_ = load.form;
+    changed_.assign(FieldCount, false);
+    filling_ = true;
+    bool mixed = false;
+    for (std::size_t i = 0; i < FieldCount; ++i) {
+        const Commands::IptcFormValue& value = loaded_.fields[i];
+        mixed = mixed || value.mixed;
+        const std::string text = Commands::IptcFormFields[i].list ? joinList(value.values)
+                                                                  : (value.values.empty() ? std::string() : value.values.front());
+        SetDlgItemTextW(dialog_, controlOf(i), toUtf16(text).c_str());
+    }
+    filling_ = false;
+    std::string status;
+    for (const Commands::FileFailure& failure : load.failures) {
+        status += "Cannot read " + nameOf(failure.path) + ": " + failure.reason + "\r\n";
+    }
+    if (mixed) {
+        status += "Blank fields differ between the selected pictures; they are left as they are unless you type into them.";
+    }
+    setStatus(status);
+}
+
+void IptcPage::setStatus(const std::string& text)
+{
+    SetDlgItemTextW(dialog_, IDC_STATUS, toUtf16(text).c_str());
+}
+
+bool IptcPage::apply()
+{
+    Commands::IptcForm edited = loaded_;
+    bool any = false;
+    for (std::size_t i = 0; i < FieldCount; ++i) {
+        if (!changed_[i]) {
+            continue;
+        }
+        any = true;
+        const Commands::IptcField field = Commands::IptcFormFields[i].field;
+        const std::string text = controlText(dialog_, controlOf(i));
+        if (Commands::IptcFormFields[i].list) {
+            edited.setList(field, splitList(text));
+        } else {
+            edited.setText(field, text);
+        }
+    }
+    if (!any) {
+        return true;
+    }
+    Commands::AnnotateOptions options;
+    try {
+        options.backup = UI::Settings().getCreateBackup();
+    } catch (...) {
+        // Unreadable settings: no backup, the default.
+    }
+    std::vector<Commands::FileFailure> failures;
+    try {
+        failures = Commands::saveIptcForm(files_, loaded_, edited, options);
+    } catch (const std::exception& e) {
+        setStatus(std::string("Not written: ") + e.what());
+        return false;
+    }
+    show();
+    std::string status;
+    for (const Commands::FileFailure& failure : failures) {
+        status += "Could not write " + nameOf(failure.path) + ": " + failure.reason + "\r\n";
+    }
+    if (!status.empty()) {
+        setStatus(status);
+    }
+    return true;
+}
+
+INT_PTR IptcPage::message(UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_COMMAND && HIWORD(wParam) == EN_CHANGE && !filling_) {
+        const int control = LOWORD(wParam);
+        if (control >= IDC_IPTC_FIRST && control <= IDC_IPTC_LAST) {
+            changed_[static_cast<std::size_t>(control - IDC_IPTC_FIRST)] = true;
+            PropSheet_Changed(GetParent(dialog_), dialog_);
+            return TRUE;
+        }
+    }
+    if (message == WM_NOTIFY && lParam != 0 && reinterpret_cast<NMHDR*>(lParam)->code == static_cast<UINT>(PSN_APPLY)) {
+        const bool ok = apply();
+        SetWindowLongPtrW(dialog_, DWLP_MSGRESULT, ok ? PSNRET_NOERROR : PSNRET_INVALID_NOCHANGEPAGE);
+        return TRUE;
+    }
+    return FALSE;
+}
+
+} // namespace Lumeno::Shell

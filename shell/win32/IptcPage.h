@@ -1,0 +1,34 @@
+// The "IPTC" property page: the principal datasets of the selected pictures, editable. Fields on
+// which the pictures disagree are blank; Apply writes to every picture only the fields the user
+// changed, and names in the page any picture that could not be written.
+#pragma once
+
+#include "ShellInterfaces.h"
+
+#include <Lumeno/Commands/Annotation.h>
+
+#include <string>
+#include <vector>
+
+namespace Lumeno::Shell {
+
+class IptcPage {
+public:
+    IptcPage(HWND dialog, std::vector<std::string> files);
+    // A message of the page's dialog; what the dialog procedure answers.
+    INT_PTR message(UINT message, WPARAM wParam, LPARAM lParam);
+
+private:
+    void show();
+    // Takes the changed fields into the form and writes them; false when a value is refused.
+    bool apply();
+    void setStatus(const std::string& text);
+
+    HWND dialog_;
+    std::vector<std::string> files_;
+    Commands::IptcForm loaded_;
+    std::vector<bool> changed_;
+    bool filling_ = false;
+};
+
+} // namespace Lumeno::Shell

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# The property-sheet extension under Wine, driven as the file manager drives it (pages-test.exe):
+# the object itself, the handler found through the registry, the three pages shown and pictured
+# (kept in ARTIFACTS-DIR as PNG files, and checked not to be blank), and the IPTC page edited over
+# several pictures, checked with exiftool.
+# Usage: pages-test.sh WINDOWS-DIR LINUX-LUMENO DATA-DIR ARTIFACTS-DIR
+set -u
+windir=$(cd "$1" && pwd) linux=$(cd "$(dirname "$2")" && pwd)/$(basename "$2") data=$(cd "$3" && pwd)
+mkdir -p "$4" && artifacts=$(cd "$4" && pwd)
+. "$(dirname "$0")/prefix.sh"
+
+host=$windir/pages-test.exe
+dll=$(windows "$windir/lumeno.dll")
+mkdir "$work/files" "$work/pictures"
+win() { windows "$work/files/$1"; }
+pages_test() { wine "$host" "$@" 2>/dev/null | tr -d '\r'; }
+iptc() { exiftool -s -s -s "-IPTC:$1" "$work/files/$2"; }
+xmp() { exiftool -s -s -s "-XMP:$1" "$work/files/$2"; }
+
+# --- the object, and the handler as the shell finds it -----------------------------------------------
+cp "$data/sample.jpg" "$work/files/"
+pages_test check "$dll" "$(win sample.jpg)" >"$work/check.out"
+grep -v '^[0-9]* passed' "$work/check.out"
+line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$work/check.out" | tail -n 1)
+if [ -n "$line" ]; then
+  passed=$((passed + $(echo "$line" | cut -d' ' -f1)))
+  failed=$((failed + $(echo "$line" | cut -d' ' -f3)))
+else
+  echo "FAIL: the check run printed no result"; failed=$((failed + 1))
+fi
+wine reg add 'HKCR\.jpg' /ve /d jpegfile /f >/dev/null 2>&1
+wine regsvr32 /s "$dll" >/dev/null 2>&1
+check "the shell finds the registered handler of JPEGs, which adds three pages" \
+  [ "$(pages_test registered "$(win sample.jpg)")" = "handlers found: yes, pages added: 3" ]
+
+# --- the pages, pictured ------------------------------------------------------------------------------
+pages_test show "$dll" "$(windows "$work/pictures")" "$(win sample.jpg)" >"$work/show.out"
+check "three pages: EXIF, IPTC, XMP" \
+  bash -c '[ "$(grep -c "^page " "$1")" = 3 ] && grep -q "^page EXIF:" "$1" && grep -q "^page IPTC:" "$1" &&
+           grep -q "^page XMP:" "$1"' _ "$work/show.out"
+for title in EXIF IPTC XMP; do
+  colours=$(sed -n "s/^page $title: .*, \([0-9]*\) colours$/\1/p" "$work/show.out")
+  # A blank page is one or two colours; text on a page brings its shades.
+  check "the $title page is drawn (${colours:-no} colours)" [ "${colours:-0}" -ge 8 ]
+  convert "$work/pictures/$title.bmp" "$artifacts/page-$title.png" 2>/dev/null
+  check "the $title page's picture is kept" [ -s "$artifacts/page-$title.png" ]
+done
+wine reg add 'HKCU\Software\LumenoWorks\Lumeno\Shell' /v EnableExifProperties /t REG_DWORD /d 0 /f >/dev/null 2>&1
+check "EnableExifProperties 0 leaves the EXIF page out" \
+  bash -c 'out=$("$@"); [ "$(grep -c "^page " <<<"$out")" = 2 ] && ! grep -q "^page EXIF" <<<"$out"' _ \
+  wine "$host" show "$dll" "$(windows "$work/pictures")" "$(win sample.jpg)"
+wine reg delete 'HKCU\Software\LumenoWorks\Lumeno\Shell' /f >/dev/null 2>&1
+
+# --- the IPTC page over several pictures -------------------------------------------------------------------
+cp "$data/sample.jpg" "$work/files/second.jpg"
+pages_test edit "$dll" 1012 "A new caption" "$(win sample.jpg)" "$(win second.jpg)" >"$work/edit.out"
+check "typing into the caption turns the sheet's Apply on" grep -qx "apply enabled: yes" "$work/edit.out"
+check "Apply writes the caption to both pictures" \
+  bash -c '[ "$1" = "A new caption" ] && [ "$2" = "A new caption" ]' _ "$(iptc Caption-Abstract sample.jpg)" \
+  "$(iptc Caption-Abstract second.jpg)"
+check "... and the XMP description that mirrors it" [ "$(xmp Description second.jpg)" = "A new caption" ]
+check "... leaving the other fields as they were" [ "$(iptc ObjectName second.jpg)" = "Morning light" ]
+
+# Two pictures that disagree on the caption: the page shows it blank, and a change of another
+# field leaves each picture's own caption alone.
+exiftool -q -overwrite_original -IPTC:Caption-Abstract="Only the second" "$work/files/second.jpg"
+pages_test edit "$dll" 1011 "Shared headline" "$(win sample.jpg)" "$(win second.jpg)" >"$work/mixed.out"
+check "a field the pictures disagree on is blank, and the page says why" grep -q "^status: Blank fields differ" "$work/mixed.out"
+check "the headline is written to both" \
+  bash -c '[ "$1" = "Shared headline" ] && [ "$2" = "Shared headline" ]' _ "$(iptc Headline sample.jpg)" "$(iptc Headline second.jpg)"
+check "each keeps its own caption" \
+  bash -c '[ "$1" = "A new caption" ] && [ "$2" = "Only the second" ]' _ "$(iptc Caption-Abstract sample.jpg)" \
+  "$(iptc Caption-Abstract second.jpg)"
+
+# A picture gone by the time Apply is pressed is named; the other is still written.
+cp "$data/sample.jpg" "$work/files/third.jpg"
+pages_test edit "$dll" 1018 "Grenoble" --vanish "$(win third.jpg)" "$(win sample.jpg)" "$(win third.jpg)" >"$work/gone.out"
+check "the picture that could not be written is named in the page" grep -q "^status: Could not write third.jpg" "$work/gone.out"
+check "the other picture is written" [ "$(iptc City sample.jpg)" = "Grenoble" ]
+
+finish
