@@ -105,6 +105,48 @@ check "... and no thumbnail" bash -c '! LC_ALL=C grep -q $'"'"'\xff\xd8\xff'"'"'
 check "with Ctrl held" [ "$(menu_test invoke "$dll" '^synchronize' "$(win sample.jpg)")" = 0x00000000 ]
 check "... the thumbnail too" bash -c 'LC_ALL=C grep -q $'"'"'\xff\xd8\xff'"'"' "$1/Thumbnails.GDB"' _ "$store"
 
+# --- the annotation entries ------------------------------------------------------------------------
+mkdir "$work/notes"
+cp "$data/sample.jpg" "$work/notes/a.jpg"
+cp "$data/sample.jpg" "$work/notes/b.jpg"
+cp "$data/sample.jpg" "$work/notes/c.jpg"
+exiftool -q -overwrite_original -IPTC:all= "$work/notes/b.jpg"
+exiftool -q -overwrite_original -IPTC:all= -IPTC:Keywords=own "$work/notes/c.jpg"
+note() { windows "$work/notes/$1"; }
+record() { "$linux" iptc "$work/notes/$1" 2>&1; }
+keywords() { exiftool -s -s -s -sep ', ' -IPTC:Keywords "$work/notes/$1"; }
+original=$(record a.jpg)
+check "Copy metadata of a picture without a record: nothing to copy" \
+  [ "$(menu_test invoke "$dll" annotateCopy "$(note b.jpg)")" = 0x80004005 ]
+check "Copy metadata" [ "$(menu_test invoke "$dll" annotateCopy "$(note a.jpg)")" = 0x00000000 ]
+check "... then, in another process, Paste is offered" \
+  bash -c 'grep -q "^  Paste metadata$(printf "\t")" <<<"$1"' _ "$(menu_test menu "$dll" "$(note b.jpg)")"
+check "Paste metadata" [ "$(menu_test invoke "$dll" annotatePaste "$(note b.jpg)")" = 0x00000000 ]
+check "... gives the picture the copied record" [ "$(record b.jpg)" = "$original" ]
+check "Remove metadata" [ "$(menu_test invoke "$dll" annotateRemove "$(note b.jpg)")" = 0x00000000 ]
+check "... leaves no record" [ -z "$(exiftool -s -s -s -IPTC:all "$work/notes/b.jpg")" ]
+check "Cut metadata" [ "$(menu_test invoke "$dll" annotateCut "$(note a.jpg)")" = 0x00000000 ]
+check "... takes the record away" [ -z "$(exiftool -s -s -s -IPTC:all "$work/notes/a.jpg")" ]
+check "... and pasting puts it back elsewhere" \
+  [ "$(menu_test invoke "$dll" annotatePaste "$(note b.jpg)")" = 0x00000000 ]
+check "... whole" [ "$(record b.jpg)" = "$original" ]
+
+check "Create template..., named in its dialog" \
+  [ "$(menu_test invoke "$dll" annotateCreateTemplate --answer Holiday "$(note b.jpg)")" = 0x00000000 ]
+check "... is a template the tool lists" \
+  bash -c '[ "$(wine "$1" template list 2>/dev/null | tr -d "\r")" = Holiday ]' _ "$windir/lumeno.exe"
+check "... and the menu offers" \
+  bash -c 'grep -q "^    Holiday$(printf "\t")" <<<"$1"' _ "$(menu_test menu "$dll" "$(note c.jpg)")"
+check "Apply template" [ "$(menu_test invoke "$dll" annotateApplyTemplate "$(note c.jpg)")" = 0x00000000 ]
+check "... adds its keywords to the picture's own" [ "$(keywords c.jpg)" = "own, sunrise, lake" ]
+check "... and sets its other fields" [ "$(exiftool -s -s -s -IPTC:City "$work/notes/c.jpg")" = Annecy ]
+check "Remove template" [ "$(menu_test invoke "$dll" annotateRemoveTemplate "$(note c.jpg)")" = 0x00000000 ]
+check "... leaves none" [ -z "$(wine "$windir/lumeno.exe" template list 2>/dev/null | tr -d '\r')" ]
+
+check "Edit metadata..., the caption typed in the editor" \
+  [ "$(menu_test invoke "$dll" annotateAdd --answer "Edited in the editor" "$(note c.jpg)")" = 0x00000000 ]
+check "... is written" [ "$(exiftool -s -s -s -IPTC:Caption-Abstract "$work/notes/c.jpg")" = "Edited in the editor" ]
+
 check "Rename by verb, a JPEG and a TIFF" \
   [ "$(menu_test invoke "$dll" rename "$(win sample.jpg)" "$(win sample.tif)")" = 0x00000000 ]
 linux_too rename sample.jpg sample.tif

@@ -147,7 +147,12 @@ void answerDialog(std::string text)
         if (editor != nullptr) {
             Sleep(200);
             HWND page = reinterpret_cast<HWND>(SendMessageW(editor, PSM_GETCURRENTPAGEHWND, 0, 0));
-            SetDlgItemTextW(page, 1012, wide(text).c_str());
+            // Typed, key by key, over the caption's text.
+            HWND caption = GetDlgItem(page, 1012);
+            SendMessageW(caption, EM_SETSEL, 0, -1);
+            for (WCHAR c : wide(text)) {
+                SendMessageW(caption, WM_CHAR, c, 1);
+            }
             Sleep(100);
             PostMessageW(editor, PSM_PRESSBUTTON, PSBTN_OK, 0);
             return;
