@@ -2,6 +2,7 @@
 // entries come from the portable menu (ContextMenu.h); this object turns them into a Windows
 // menu, answers the shell's questions about them, and runs the chosen one.
 #include "Annotation.h"
+#include "OptionsSheet.h"
 #include "Server.h"
 
 #include <Lumeno/Commands/FileCommands.h>
@@ -272,6 +273,8 @@ HRESULT CLumenoContextMenu::run(const MenuItem& item, HWND window, bool control)
         Commands::CommandUpdateStore command(control, count, parent);
         return runFiles(command, files_);
     }
+    case MenuCommand::Options:
+        return showOptions(window);
     default:
         return runAnnotation(item, files_, window);
     }

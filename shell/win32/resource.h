@@ -5,6 +5,7 @@
 #define IDD_IPTC_PAGE 301
 #define IDD_XMP_PAGE 302
 #define IDD_TEMPLATE_NAME 303
+#define IDD_OPTIONS_PAGE 304
 
 #define IDC_FILE 1000
 #define IDC_LIST 1001
@@ -28,3 +29,8 @@
 #define IDC_DATE_CREATED 1021
 #define IDC_TIME_CREATED 1022
 #define IDC_IPTC_LAST 1022
+
+// The settings pages' fields are made from their table: field N of a page has the control
+// IDC_OPTION_FIRST + N, and its "..." button (colours, fonts) IDC_OPTION_BUTTON + N.
+#define IDC_OPTION_FIRST 2000
+#define IDC_OPTION_BUTTON 2100

@@ -2,7 +2,8 @@
 # The property-sheet extension under Wine, driven as the file manager drives it (pages-test.exe):
 # the object itself, the handler found through the registry, the three pages shown and pictured
 # (kept in ARTIFACTS-DIR as PNG files, and checked not to be blank), and the IPTC page edited over
-# several pictures, checked with exiftool.
+# several pictures, checked with exiftool. Then the settings sheet that the context menu's
+# "Options..." opens: its pages pictured, a value it must refuse, one it stores.
 # Usage: pages-test.sh WINDOWS-DIR LINUX-LUMENO DATA-DIR ARTIFACTS-DIR
 set -u
 windir=$(cd "$1" && pwd) linux=$(cd "$(dirname "$2")" && pwd)/$(basename "$2") data=$(cd "$3" && pwd)
@@ -77,5 +78,20 @@ cp "$data/sample.jpg" "$work/files/third.jpg"
 pages_test edit "$dll" 1018 "Grenoble" --vanish "$(win third.jpg)" "$(win sample.jpg)" "$(win third.jpg)" >"$work/gone.out"
 check "the picture that could not be written is named in the page" grep -q "^status: Could not write third.jpg" "$work/gone.out"
 check "the other picture is written" [ "$(iptc City sample.jpg)" = "Grenoble" ]
+
+# --- the settings sheet ------------------------------------------------------------------------------
+wine reg delete 'HKCU\Software\LumenoWorks' /f >/dev/null 2>&1
+wine "$windir/menu-test.exe" options "$dll" "$(windows "$work/pictures")" "$(win sample.jpg)" 2>/dev/null |
+  tr -d '\r' >"$work/options.out"
+for title in General Display Captions Annotate Galleries Preview "Columns and tips" "Slide Show"; do
+  colours=$(sed -n "s/^page $title: \([0-9]*\) colours$/\1/p" "$work/options.out")
+  check "the settings page $title is drawn (${colours:-no} colours)" [ "${colours:-0}" -ge 8 ]
+  convert "$work/pictures/options-$title.bmp" "$artifacts/options-${title// /-}.png" 2>/dev/null
+done
+check "a number that is no number: \"Invalid Value!\"" grep -qx "message: Invalid Value!" "$work/options.out"
+check "... and the field has the focus again" grep -qx "focus on the field: yes" "$work/options.out"
+wine reg query 'HKCU\Software\LumenoWorks\Lumeno' /s 2>/dev/null | tr -d '\r' | grep -E '^ +[A-Za-z]' >"$work/stored"
+check "OK stores the one value changed, and no default" \
+  bash -c '[ "$(cat "$1")" = "    ThumbnailCacheSize    REG_DWORD    0x1f4" ] || { cat "$1"; false; }' _ "$work/stored"
 
 finish

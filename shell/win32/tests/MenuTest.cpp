@@ -12,6 +12,12 @@
 //                                        result code. --answer: the dialog the entry opens is
 //                                        answered as a user would: TEXT typed as the template's
 //                                        name, or as the caption in the metadata editor, then OK.
+//   menu-test options DLL FOLDER FILE    "Options..." run from the menu: each page of the settings
+//                                        sheet pictured as FOLDER/options-TITLE.bmp (a line each:
+//                                        title, colours); then on the first page "abc" typed as
+//                                        the thumbnails kept and applied (the message box's caption
+//                                        and text, and whether the field has the focus after it,
+//                                        are printed), then "500" typed and OK pressed
 #include "TestHost.h"
 
 #include <cstdio>
@@ -20,6 +26,7 @@
 #include <string>
 #include <thread>
 #include <vector>
+#include <commctrl.h>
 #include <prsht.h>
 
 namespace {
@@ -160,11 +167,91 @@ void answerDialog(std::string text)
     }
 }
 
+HWND waitForWindow(const char* title)
+{
+    for (int tries = 0; tries < 200; ++tries) {
+        if (HWND window = FindWindowW(nullptr, wide(title).c_str())) {
+            return window;
+        }
+        Sleep(50);
+    }
+    return nullptr;
+}
+
+// Types `text` over what the edit control holds, key by key.
+void typeInto(HWND edit, const std::string& text)
+{
+    SendMessageW(edit, EM_SETSEL, 0, -1);
+    SendMessageW(edit, WM_CHAR, VK_BACK, 1);
+    for (WCHAR c : wide(text)) {
+        SendMessageW(edit, WM_CHAR, c, 1);
+    }
+}
+
+std::string textOf(HWND window)
+{
+    WCHAR text[256] = {};
+    GetWindowTextW(window, text, 256);
+    return narrow(text);
+}
+
+// Plays the user of the settings sheet that "Options..." opens on the thread `owner`.
+void driveOptions(std::string folder, DWORD owner)
+{
+    HWND sheet = waitForWindow("Lumeno Settings");
+    if (sheet == nullptr) {
+        std::printf("no settings sheet\n");
+        return;
+    }
+    Sleep(300);
+    HWND tabs = reinterpret_cast<HWND>(SendMessageW(sheet, PSM_GETTABCONTROL, 0, 0));
+    const int count = static_cast<int>(SendMessageW(tabs, TCM_GETITEMCOUNT, 0, 0));
+    for (int i = 0; i < count; ++i) {
+        SendMessageW(sheet, PSM_SETCURSEL, static_cast<WPARAM>(i), 0);
+        Sleep(200);
+        WCHAR title[64] = {};
+        TCITEMW item = {};
+        item.mask = TCIF_TEXT;
+        item.pszText = title;
+        item.cchTextMax = 64;
+        SendMessageW(tabs, TCM_GETITEMW, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(&item));
+        HWND page = reinterpret_cast<HWND>(SendMessageW(sheet, PSM_GETCURRENTPAGEHWND, 0, 0));
+        int width = 0, height = 0;
+        const std::size_t colours = picture(page, folder + "\\options-" + narrow(title) + ".bmp", width, height);
+        std::printf("page %s: %u colours\n", narrow(title).c_str(), static_cast<unsigned>(colours));
+    }
+    SendMessageW(sheet, PSM_SETCURSEL, 0, 0);
+    Sleep(200);
+    HWND page = reinterpret_cast<HWND>(SendMessageW(sheet, PSM_GETCURRENTPAGEHWND, 0, 0));
+    HWND field = GetDlgItem(page, 2003); // the thumbnails kept
+    typeInto(field, "abc");
+    PostMessageW(sheet, PSM_APPLY, 0, 0);
+    HWND box = waitForWindow("Lumeno");
+    if (box == nullptr) {
+        std::printf("no message box\n");
+    } else {
+        Sleep(200);
+        std::printf("message: %s\n", textOf(GetDlgItem(box, 0xFFFF)).c_str());
+        PostMessageW(box, WM_COMMAND, IDOK, 0);
+        Sleep(300);
+        GUITHREADINFO info = {};
+        info.cbSize = sizeof info;
+        GetGUIThreadInfo(owner, &info);
+        std::printf("focus on the field: %s\n", info.hwndFocus == field ? "yes" : "no");
+    }
+    typeInto(field, "500");
+    Sleep(100);
+    PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_OK, 0);
+}
+
 int invoke(const char* dll, std::string verb, std::vector<std::string> files)
 {
     std::thread answering;
     if (files.size() >= 2 && files[0] == "--answer") {
         answering = std::thread(answerDialog, files[1]);
+        files.erase(files.begin(), files.begin() + 2);
+    } else if (files.size() >= 2 && files[0] == "--options") {
+        answering = std::thread(driveOptions, files[1], GetCurrentThreadId());
         files.erase(files.begin(), files.begin() + 2);
     }
     Module m(dll);
@@ -301,6 +388,8 @@ int main(int argc, char** argv)
         status = runChecks(argv[2], argv[3]);
     } else if (mode == "menu") {
         status = printMenuOf(argv[2], std::vector<std::string>(argv + 3, argv + argc));
+    } else if (mode == "options" && argc == 5) {
+        status = invoke(argv[2], "options", {"--options", argv[3], argv[4]});
     } else if (mode == "invoke" && argc >= 5) {
         status = invoke(argv[2], argv[3], std::vector<std::string>(argv + 4, argv + argc));
     }

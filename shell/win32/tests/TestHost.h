@@ -5,6 +5,8 @@
 
 #include "../ShellInterfaces.h"
 
+#include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -119,3 +121,60 @@ inline IDataObject* dataObjectFor(const std::vector<std::string>& paths)
     return data;
 }
 
+// A window's picture: its pixels from its DC into a DIB section (which works where PrintWindow
+// does not, under Wine's display driver for no display), written as a BMP file; the number of
+// different colours it holds, 0 when it could not be taken.
+inline std::size_t picture(HWND window, const std::string& path, int& width, int& height)
+{
+    RECT r;
+    GetClientRect(window, &r);
+    width = r.right - r.left;
+    height = r.bottom - r.top;
+    if (width <= 0 || height <= 0) {
+        return 0;
+    }
+    BITMAPINFO info = {};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height; // top row first
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    info.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    HDC source = GetDC(window);
+    HDC memory = CreateCompatibleDC(source);
+    HBITMAP bitmap = CreateDIBSection(source, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    std::set<DWORD> colours;
+    if (bitmap != nullptr && bits != nullptr) {
+        HGDIOBJ old = SelectObject(memory, bitmap);
+        BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
+        GdiFlush();
+        const auto* pixels = static_cast<const DWORD*>(bits);
+        const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+        for (std::size_t i = 0; i < count; ++i) {
+            colours.insert(pixels[i] & 0xFFFFFF);
+        }
+        // Bottom-up rows, as a BMP file keeps them.
+        BITMAPFILEHEADER file = {};
+        BITMAPINFOHEADER bmp = info.bmiHeader;
+        bmp.biHeight = height;
+        const DWORD size = static_cast<DWORD>(count * 4);
+        file.bfType = 0x4D42;
+        file.bfOffBits = sizeof file + sizeof bmp;
+        file.bfSize = file.bfOffBits + size;
+        if (FILE* out = std::fopen(path.c_str(), "wb")) {
+            std::fwrite(&file, sizeof file, 1, out);
+            std::fwrite(&bmp, sizeof bmp, 1, out);
+            for (int y = height - 1; y >= 0; --y) {
+                std::fwrite(pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(width), 4,
+                            static_cast<std::size_t>(width), out);
+            }
+            std::fclose(out);
+        }
+        SelectObject(memory, old);
+        DeleteObject(bitmap);
+    }
+    DeleteDC(memory);
+    ReleaseDC(window, source);
+    return colours.size();
+}
