@@ -72,6 +72,24 @@ void IptcForm::setList(IptcField f, std::vector<std::string> values)
     (*this)[f].mixed = false;
 }
 
+Metadata::IPTC iptcOfForm(const IptcForm& form)
+{
+    Metadata::IPTC record;
+    for (const IptcFieldInfo& row : IptcFormFields) {
+        const IptcFormValue& field = form[row.field];
+        std::vector<std::string> stored;
+        for (const std::string& v : field.values) {
+            if (!v.empty()) {
+                stored.push_back(Metadata::EOLMassager::toStorage(v));
+            }
+        }
+        if (!field.mixed && !stored.empty()) {
+            record.set(row.dataSet, stored);
+        }
+    }
+    return record;
+}
+
 IptcForm iptcFormOf(const std::vector<Metadata::IPTC>& records)
 {
     IptcForm form;

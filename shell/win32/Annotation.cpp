@@ -165,20 +165,34 @@ INT_PTR CALLBACK nameProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPara
 
 HRESULT createTemplate(const std::string& file, HWND window)
 {
-    NameDialog state;
-    if (DialogBoxParamW(moduleHandle(), MAKEINTRESOURCEW(IDD_TEMPLATE_NAME), window, nameProc,
-                        reinterpret_cast<LPARAM>(&state)) != IDOK) {
+    std::string name;
+    if (!askTemplateName(window, name)) {
         return S_FALSE; // cancelled
     }
     try {
         const std::unique_ptr<UI::SettingsStore> store = UI::userSettingsStore();
-        Commands::AnnotationTemplates(*store).createFromFile(state.name, file);
+        Commands::AnnotationTemplates(*store).createFromFile(name, file);
         return S_OK;
     } catch (const std::exception&) {
         failed();
         return E_FAIL;
     }
 }
+
+} // namespace
+
+bool askTemplateName(HWND owner, std::string& name)
+{
+    NameDialog state;
+    if (DialogBoxParamW(moduleHandle(), MAKEINTRESOURCEW(IDD_TEMPLATE_NAME), owner, nameProc,
+                        reinterpret_cast<LPARAM>(&state)) != IDOK) {
+        return false;
+    }
+    name = state.name;
+    return true;
+}
+
+namespace {
 
 // ---- The editor ----------------------------------------------------------------------------------
 

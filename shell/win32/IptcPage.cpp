@@ -1,11 +1,15 @@
 #include "IptcPage.h"
 
+#include "Annotation.h"
 #include "Server.h"
 #include "resource.h"
 
 #include <Lumeno/UI/Settings.h>
 
 #include <commctrl.h>
+
+#include <algorithm>
+#include <memory>
 
 namespace Lumeno::Shell {
 
@@ -102,26 +106,45 @@ void IptcPage::setStatus(const std::string& text)
     SetDlgItemTextW(dialog_, IDC_STATUS, toUtf16(text).c_str());
 }
 
-bool IptcPage::apply()
+Commands::IptcForm IptcPage::edited() const
 {
-    Commands::IptcForm edited = loaded_;
-    bool any = false;
+    Commands::IptcForm form = loaded_;
     for (std::size_t i = 0; i < FieldCount; ++i) {
         if (!changed_[i]) {
             continue;
         }
-        any = true;
         const Commands::IptcField field = Commands::IptcFormFields[i].field;
         const std::string text = controlText(dialog_, controlOf(i));
         if (Commands::IptcFormFields[i].list) {
-            edited.setList(field, splitList(text));
+            form.setList(field, splitList(text));
         } else {
-            edited.setText(field, text);
+            form.setText(field, text);
         }
     }
-    if (!any) {
+    return form;
+}
+
+void IptcPage::saveAsTemplate()
+{
+    std::string name;
+    if (!askTemplateName(GetParent(dialog_), name)) {
+        return;
+    }
+    try {
+        const std::unique_ptr<UI::SettingsStore> store = UI::userSettingsStore();
+        Commands::AnnotationTemplates(*store).create(name, Commands::iptcOfForm(edited()));
+        setStatus("Template \"" + name + "\" saved.");
+    } catch (const std::exception& e) {
+        setStatus(std::string("No template saved: ") + e.what());
+    }
+}
+
+bool IptcPage::apply()
+{
+    if (std::find(changed_.begin(), changed_.end(), true) == changed_.end()) {
         return true;
     }
+    const Commands::IptcForm edited = this->edited();
     Commands::AnnotateOptions options;
     try {
         options.backup = UI::Settings().getCreateBackup();
@@ -148,6 +171,10 @@ bool IptcPage::apply()
 
 INT_PTR IptcPage::message(UINT message, WPARAM wParam, LPARAM lParam)
 {
+    if (message == WM_COMMAND && LOWORD(wParam) == IDC_SAVE_TEMPLATE && HIWORD(wParam) == BN_CLICKED) {
+        saveAsTemplate();
+        return TRUE;
+    }
     if (message == WM_COMMAND && HIWORD(wParam) == EN_CHANGE && !filling_) {
         const int control = LOWORD(wParam);
         if (control >= IDC_IPTC_FIRST && control <= IDC_IPTC_LAST) {

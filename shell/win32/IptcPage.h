@@ -20,8 +20,12 @@ public:
 
 private:
     void show();
-    // Takes the changed fields into the form and writes them; false when a value is refused.
+    // The form as the page holds it now: what was loaded, with the fields typed into.
+    Commands::IptcForm edited() const;
+    // Writes the changed fields; false when a value is refused.
     bool apply();
+    // Keeps the fields as they stand as a template, named by the user.
+    void saveAsTemplate();
     void setStatus(const std::string& text);
 
     HWND dialog_;

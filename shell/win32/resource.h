@@ -12,6 +12,7 @@
 #define IDC_TREE 1002
 #define IDC_STATUS 1003
 #define IDC_TEMPLATE_NAME 1004
+#define IDC_SAVE_TEMPLATE 1005
 
 // The IPTC page's fields, in the order of its rows.
 #define IDC_IPTC_FIRST 1010

@@ -383,6 +383,16 @@ TEST(AnnotationForm, FieldTableMatchesTheEnumAndTheDataSets)
         }
     }
     EXPECT_EQ(static_cast<std::size_t>(IptcField::TimeCreated) + 1, IptcFormFields.size());
+    // A form as a template: its fields with values, none that is mixed.
+    IptcForm form;
+    form.setText(IptcField::Caption, "Two\r\nlines");
+    form.setList(IptcField::Keywords, {"lake", "dawn"});
+    form[IptcField::City] = IptcFormValue{{"Lyon"}, true};
+    const Metadata::IPTC record = iptcOfForm(form);
+    EXPECT_EQ(record.values(120), std::vector<std::string>{"Two\rlines"}) << "stored with IPTC's line break";
+    EXPECT_EQ(record.values(25), (std::vector<std::string>{"lake", "dawn"}));
+    EXPECT_TRUE(record.values(90).empty()) << "a mixed field is no value";
+    EXPECT_TRUE(record.values(5).empty());
     // No records: every field blank, none mixed.
     const IptcForm none = iptcFormOf({});
     for (const IptcFormValue& v : none.fields) {

@@ -79,6 +79,14 @@ pages_test edit "$dll" 1018 "Grenoble" --vanish "$(win third.jpg)" "$(win sample
 check "the picture that could not be written is named in the page" grep -q "^status: Could not write third.jpg" "$work/gone.out"
 check "the other picture is written" [ "$(iptc City sample.jpg)" = "Grenoble" ]
 
+# The fields as they stand, kept as a template from the page.
+pages_test template "$dll" "From the page" "Caption for the template" "$(win sample.jpg)" >"$work/template.out"
+check "Save as template... from the IPTC page" grep -qx 'status: Template "From the page" saved.' "$work/template.out"
+wine "$windir/lumeno.exe" template show "From the page" 2>/dev/null | tr -d '\r' >"$work/template.show"
+check "... keeps the fields shown, typed ones included" \
+  bash -c 'grep -q "Caption.*Caption for the template" "$1" && grep -q "City.*Grenoble" "$1"' _ "$work/template.show"
+check "... and writes no picture" [ "$(iptc Caption-Abstract sample.jpg)" = "A new caption" ]
+
 # --- the settings sheet ------------------------------------------------------------------------------
 wine reg delete 'HKCU\Software\LumenoWorks' /f >/dev/null 2>&1
 wine "$windir/menu-test.exe" options "$dll" "$(windows "$work/pictures")" "$(win sample.jpg)" 2>/dev/null |

@@ -12,6 +12,10 @@
 //                                          sheet's Apply button turned on, its status line and the
 //                                          field after Apply. --vanish: FILE is deleted once the
 //                                          pages are shown
+//   pages-test template DLL NAME TEXT FILE...
+//                                          types TEXT as the IPTC page's caption, presses "Save as
+//                                          template..." and names the template NAME in its dialog;
+//                                          prints the page's status line
 //   pages-test registered FILE             the handlers the shell finds for a JPEG through the
 //                                          registry (SHCreatePropSheetExtArrayEx) and the pages
 //                                          they add
@@ -24,6 +28,7 @@
 #include <cstdlib>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -204,6 +209,60 @@ int editField(const char* dll, int control, const std::string& text, std::vector
     return 0;
 }
 
+// The IPTC page of a shown sheet of the files' pages, or null.
+HWND iptcPage(HWND sheet, std::size_t count)
+{
+    for (std::size_t i = 0; sheet != nullptr && i < count; ++i) {
+        if (tabTitle(sheet, static_cast<int>(i)) == "IPTC") {
+            SendMessageW(sheet, PSM_SETCURSEL, i, 0);
+            pump();
+            return reinterpret_cast<HWND>(SendMessageW(sheet, PSM_GETCURRENTPAGEHWND, 0, 0));
+        }
+    }
+    return nullptr;
+}
+
+int saveTemplate(const char* dll, const std::string& name, const std::string& text, const std::vector<std::string>& files)
+{
+    Module m(dll);
+    IShellPropSheetExt* extension = m.handle != nullptr ? sheetFor(m, files) : nullptr;
+    if (extension == nullptr) {
+        return 1;
+    }
+    std::vector<HPROPSHEETPAGE> pages;
+    extension->AddPages(collectPage, reinterpret_cast<LPARAM>(&pages));
+    HWND sheet = pages.empty() ? nullptr : showSheet(pages);
+    HWND page = iptcPage(sheet, pages.size());
+    if (page == nullptr) {
+        std::printf("no IPTC page\n");
+        return 1;
+    }
+    HWND field = GetDlgItem(page, 1012);
+    SendMessageW(field, EM_SETSEL, 0, -1);
+    for (WCHAR c : wide(text)) {
+        SendMessageW(field, WM_CHAR, c, 1);
+    }
+    // The name is asked in a modal dialog: answered from another thread, as a user would.
+    std::thread answer([&name] {
+        for (int tries = 0; tries < 100; ++tries) {
+            Sleep(50);
+            if (HWND dialog = FindWindowW(nullptr, wide("Create template").c_str())) {
+                SetDlgItemTextW(dialog, 1004, wide(name).c_str());
+                PostMessageW(dialog, WM_COMMAND, IDOK, 0);
+                return;
+            }
+        }
+    });
+    SendMessageW(page, WM_COMMAND, MAKEWPARAM(1005, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(page, 1005)));
+    answer.join();
+    pump();
+    std::printf("status: %s\n", windowText(GetDlgItem(page, 1003)).c_str());
+    DestroyWindow(sheet);
+    pump();
+    extension->Release();
+    return 0;
+}
+
 int registeredHandlers(const std::string& file)
 {
     IDataObject* data = dataObjectFor({file});
@@ -304,6 +363,8 @@ int main(int argc, char** argv)
         status = showPages(argv[2], argv[3], std::vector<std::string>(argv + 4, argv + argc));
     } else if (mode == "edit" && argc >= 6) {
         status = editField(argv[2], std::atoi(argv[3]), argv[4], std::vector<std::string>(argv + 5, argv + argc));
+    } else if (mode == "template" && argc >= 6) {
+        status = saveTemplate(argv[2], argv[3], argv[4], std::vector<std::string>(argv + 5, argv + argc));
     } else if (mode == "registered" && argc == 3) {
         status = registeredHandlers(argv[2]);
     }

@@ -220,6 +220,10 @@ struct IptcFormLoad {
 };
 IptcFormLoad loadIptcForm(const std::vector<std::string>& paths);
 
+// The datasets a form holds, as a template keeps them: every field that has values and is not
+// mixed (what the page shows, typed changes included).
+Metadata::IPTC iptcOfForm(const IptcForm& form);
+
 // Writes to every file the fields the user changed: those whose values differ from what was
 // loaded, or that were mixed and are no longer (cleared on purpose); a field still mixed and
 // blank is not written. A blank field removes its dataset. Each file is rewritten on its own: a
