@@ -68,17 +68,47 @@ void failed()
 
 // ---- The clipboard -------------------------------------------------------------------------------
 
+// A window of our own for the clipboard while the shell gave none: a clipboard opened without a
+// window has no owner once emptied, and then takes no data.
+class ClipboardWindow {
+public:
+    explicit ClipboardWindow(HWND given)
+        : window_(given != nullptr ? given
+                                   : CreateWindowExW(0, toUtf16("STATIC").c_str(), nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                                     nullptr, moduleHandle(), nullptr)),
+          own_(given == nullptr && window_ != nullptr)
+    {
+    }
+    ~ClipboardWindow()
+    {
+        if (own_) {
+            DestroyWindow(window_);
+        }
+    }
+    ClipboardWindow(const ClipboardWindow&) = delete;
+    ClipboardWindow& operator=(const ClipboardWindow&) = delete;
+    HWND get() const { return window_; }
+
+private:
+    HWND window_;
+    bool own_;
+};
+
 bool putOnClipboard(HWND window, const std::vector<std::uint8_t>& block)
 {
-    HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, block.size());
+    HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, block.size());
     if (memory == nullptr) {
         return false;
     }
-    if (void* bytes = GlobalLock(memory)) {
-        std::memcpy(bytes, block.data(), block.size());
-        GlobalUnlock(memory);
+    void* bytes = GlobalLock(memory);
+    if (bytes == nullptr) {
+        GlobalFree(memory);
+        return false;
     }
-    if (!OpenClipboard(window)) {
+    std::memcpy(bytes, block.data(), block.size());
+    GlobalUnlock(memory);
+    const ClipboardWindow owner(window);
+    if (owner.get() == nullptr || !OpenClipboard(owner.get())) {
         GlobalFree(memory);
         return false;
     }
@@ -283,10 +313,11 @@ HRESULT runAnnotation(const MenuItem& item, const std::vector<std::string>& file
     case MenuCommand::AnnotatePaste: {
         std::vector<std::uint8_t> block;
         try {
-            if (!takeFromClipboard(window, block)) {
+            // A damaged block touches no file; nor does an empty one (another program's), which
+            // would take every selected picture's record away.
+            if (!takeFromClipboard(window, block) || Commands::parseRawIptc(block).empty()) {
                 throw std::invalid_argument("nothing to paste");
             }
-            Commands::parseRawIptc(block); // a damaged block touches no file
         } catch (const std::exception&) {
             failed();
             return E_FAIL;

@@ -28,6 +28,19 @@ template <class Char> void copyOut(const std::basic_string<Char>& text, Char* ou
     out[n] = 0;
 }
 
+// A text in the system's ANSI code page, as the shell reads the narrow strings it asks for.
+std::string ansi(const std::string& utf8)
+{
+    const std::basic_string<WCHAR> wide = toUtf16(utf8);
+    const int n = WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    if (n <= 1) {
+        return std::string();
+    }
+    std::string out(static_cast<std::size_t>(n - 1), '\0');
+    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, &out[0], n, nullptr, nullptr);
+    return out;
+}
+
 class CLumenoContextMenu final : public ComObject, public IShellExtInit, public IContextMenu3 {
 public:
     explicit CLumenoContextMenu(IUnknown* outer) : ComObject(outer) {}
@@ -58,16 +71,17 @@ public:
                 return MAKE_HRESULT(SEVERITY_SUCCESS, 0, 0);
             }
             UINT offset = 0;
+            UINT used = 0; // the offsets handed out: those past `last` are left out
             HMENU popup = CreatePopupMenu();
             if (popup == nullptr) {
                 return E_OUTOFMEMORY;
             }
-            fill(popup, *menu_, first, last, offset);
+            fill(popup, *menu_, first, last, offset, used);
             if (!insert(menu, index, *menu_, popup, 0)) {
                 DestroyMenu(popup);
                 return HRESULT_FROM_WIN32(GetLastError());
             }
-            return MAKE_HRESULT(SEVERITY_SUCCESS, 0, offset);
+            return MAKE_HRESULT(SEVERITY_SUCCESS, 0, used);
         } catch (...) {
             return E_FAIL;
         }
@@ -119,10 +133,10 @@ public:
             case GCS_VALIDATEW:
                 return S_OK;
             case GCS_VERBA:
-                copyOut(item->verb, name, size);
+                copyOut(ansi(item->verb), name, size);
                 return S_OK;
             case GCS_HELPTEXTA:
-                copyOut(item->help, name, size);
+                copyOut(ansi(item->help), name, size);
                 return S_OK;
             case GCS_VERBW:
                 copyOut(toUtf16(item->verb), reinterpret_cast<WCHAR*>(name), size);
@@ -185,7 +199,7 @@ private:
 
     // Appends `menu`'s entries to `popup`, numbering the commands from `first` on; commands past
     // `last` (no room left in the shell's range) are left out.
-    void fill(HMENU popup, const MenuItem& menu, UINT first, UINT last, UINT& offset)
+    void fill(HMENU popup, const MenuItem& menu, UINT first, UINT last, UINT& offset, UINT& used)
     {
         UINT position = 0;
         for (const MenuItem& item : menu.items) {
@@ -194,7 +208,7 @@ private:
                 if (sub == nullptr) {
                     continue;
                 }
-                fill(sub, item, first, last, offset);
+                fill(sub, item, first, last, offset, used);
                 if (!insert(popup, position, item, sub, 0)) {
                     DestroyMenu(sub);
                     continue;
@@ -207,6 +221,7 @@ private:
                     continue;
                 }
                 insert(popup, position, item, nullptr, id);
+                used = offset;
             }
             ++position;
         }

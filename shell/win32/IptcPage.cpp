@@ -86,9 +86,7 @@ void IptcPage::show()
     for (std::size_t i = 0; i < FieldCount; ++i) {
         const Commands::IptcFormValue& value = loaded_.fields[i];
         mixed = mixed || value.mixed;
-        const std::string text = Commands::IptcFormFields[i].list ? joinList(value.values)
-                                                                  : (value.values.empty() ? std::string() : value.values.front());
-        SetDlgItemTextW(dialog_, controlOf(i), toUtf16(text).c_str());
+        SetDlgItemTextW(dialog_, controlOf(i), toUtf16(shownText(i)).c_str());
     }
     filling_ = false;
     std::string status;
@@ -106,16 +104,29 @@ void IptcPage::setStatus(const std::string& text)
     SetDlgItemTextW(dialog_, IDC_STATUS, toUtf16(text).c_str());
 }
 
+bool IptcPage::listField(std::size_t i) const
+{
+    // A dataset that repeats (several by-lines) is edited as a list too, so that none is lost.
+    return Commands::IptcFormFields[i].list || loaded_.fields[i].values.size() > 1;
+}
+
+std::string IptcPage::shownText(std::size_t i) const
+{
+    const std::vector<std::string>& values = loaded_.fields[i].values;
+    return listField(i) ? joinList(values) : (values.empty() ? std::string() : values.front());
+}
+
 Commands::IptcForm IptcPage::edited() const
 {
     Commands::IptcForm form = loaded_;
     for (std::size_t i = 0; i < FieldCount; ++i) {
-        if (!changed_[i]) {
+        const std::string text = controlText(dialog_, controlOf(i));
+        // A field typed back to what it showed is left as it was (its values exactly so).
+        if (!changed_[i] || (text == shownText(i) && !loaded_.fields[i].mixed)) {
             continue;
         }
         const Commands::IptcField field = Commands::IptcFormFields[i].field;
-        const std::string text = controlText(dialog_, controlOf(i));
-        if (Commands::IptcFormFields[i].list) {
+        if (listField(i)) {
             form.setList(field, splitList(text));
         } else {
             form.setText(field, text);
@@ -164,7 +175,9 @@ bool IptcPage::apply()
         status += "Could not write " + nameOf(failure.path) + ": " + failure.reason + "\r\n";
     }
     if (!status.empty()) {
+        // The sheet stays open, so that the names are read; what was written shows as loaded.
         setStatus(status);
+        return false;
     }
     return true;
 }

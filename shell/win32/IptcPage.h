@@ -20,6 +20,9 @@ public:
 
 private:
     void show();
+    // Whether field `i` is edited as a list (values separated by semicolons), and its text as shown.
+    bool listField(std::size_t i) const;
+    std::string shownText(std::size_t i) const;
     // The form as the page holds it now: what was loaded, with the fields typed into.
     Commands::IptcForm edited() const;
     // Writes the changed fields; false when a value is refused.

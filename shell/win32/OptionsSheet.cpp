@@ -127,8 +127,14 @@ void pick(HWND dialog, std::size_t index, const OptionField& field)
 bool apply(HWND dialog, PageState& state)
 {
     const std::vector<OptionField>& fields = state.page->fields;
+    if (state.shown.size() != fields.size()) {
+        return true; // the page could not be laid out: nothing on it to store
+    }
+    // Only what the user changed is checked: a stored value out of the page's bounds (set by the
+    // tool) does not keep the sheet from closing.
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        if (!optionAccepted(fields[i], fieldText(dialog, i, fields[i]))) {
+        const std::string text = fieldText(dialog, i, fields[i]);
+        if (text != state.shown[i] && !optionAccepted(fields[i], text)) {
             MessageBoxW(GetParent(dialog), toUtf16("Invalid Value!").c_str(), toUtf16("Lumeno").c_str(),
                         MB_OK | MB_ICONEXCLAMATION);
             HWND control = GetDlgItem(dialog, IDC_OPTION_FIRST + static_cast<int>(i));
@@ -138,21 +144,32 @@ bool apply(HWND dialog, PageState& state)
         }
     }
     UI::Settings settings;
+    bool stored = true;
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const std::string text = fieldText(dialog, i, fields[i]);
-        if (text != state.shown[i] && storeOption(settings, fields[i], text)) {
+        if (text == state.shown[i]) {
+            continue;
+        }
+        if (storeOption(settings, fields[i], text)) {
             state.shown[i] = text;
+        } else {
+            stored = false; // the store could not write: the sheet stays open
         }
     }
-    // The sheet opens again where the user left it.
+    // The sheet opens again where the user left it; the first page is the default, not written.
     const UI::SettingInfo& last = UI::settingInfo(UI::Setting::LastPage);
     const HWND sheet = GetParent(dialog);
-    const int current = static_cast<int>(
-        SendMessageW(sheet, PSM_HWNDTOINDEX, static_cast<WPARAM>(SendMessageW(sheet, PSM_GETCURRENTPAGEHWND, 0, 0)), 0));
-    if (current >= 0 && static_cast<std::uint32_t>(current) != settings.getLastPage()) {
+    const LRESULT current =
+        SendMessageW(sheet, PSM_HWNDTOINDEX, static_cast<WPARAM>(SendMessageW(sheet, PSM_GETCURRENTPAGEHWND, 0, 0)), 0);
+    bool found = false;
+    const std::uint32_t before = settings.number(UI::Setting::LastPage, &found);
+    if (current == 0 && found) {
+        settings.accessor().remove(last.section, last.name);
+    }
+    if (current > 0 && static_cast<std::uint32_t>(current) != before) {
         settings.accessor().writeNumber(last.section, last.name, static_cast<std::uint32_t>(current));
     }
-    return true;
+    return stored;
 }
 
 INT_PTR CALLBACK pageProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam)

@@ -104,6 +104,10 @@ TEST(ContextMenu, OffsetsAndVerbsNameEntries)
     EXPECT_EQ(commandForVerb(*menu, "rename")->command, MenuCommand::Rename);
     EXPECT_EQ(commandForVerb(*menu, "annotatePaste")->command, MenuCommand::AnnotatePaste);
     EXPECT_FALSE(commandForVerb(*menu, "annotateApplyTemplate")) << "two templates: which one?";
+    ASSERT_TRUE(commandForVerb(*menu, "annotateApplyTemplate:two"));
+    EXPECT_EQ(commandForVerb(*menu, "annotateApplyTemplate:two")->templateName, "Two");
+    EXPECT_EQ(commandForVerb(*menu, "annotateRemoveTemplate:One")->command, MenuCommand::AnnotateRemoveTemplate);
+    EXPECT_FALSE(commandForVerb(*menu, "annotateApplyTemplate:Three"));
     EXPECT_FALSE(commandForVerb(*menu, "open"));
     const std::optional<MenuItem> single = contextMenu({{"/p/a.jpg"}, false, {"Only"}, false}, {});
     ASSERT_TRUE(commandForVerb(*single, "annotateApplyTemplate"));

@@ -75,6 +75,7 @@ TEST(Options, TypedValuesAreCheckedAndStoredAlone)
     EXPECT_EQ(optionText(settings, gamma), "1.2");
     EXPECT_FALSE(optionAccepted(gamma, "x"));
     EXPECT_FALSE(optionAccepted(gamma, "9"));
+    EXPECT_FALSE(optionAccepted(gamma, "0x1p0")) << "what the store would not read";
     EXPECT_TRUE(storeOption(settings, gamma, "1.5"));
     EXPECT_DOUBLE_EQ(settings.getGamma(), 1.5);
 

@@ -231,6 +231,10 @@ const MenuItem* commandForVerb(const MenuItem& menu, const std::string& verb)
 {
     const MenuItem* found = nullptr;
     for (const MenuItem* item : menuCommands(menu)) {
+        // A template's entry also answers to its verb with the template's name after a colon.
+        if (!item->templateName.empty() && lower(verb) == lower(item->verb + ":" + item->templateName)) {
+            return item;
+        }
         if (lower(item->verb) == lower(verb)) {
             if (found != nullptr) {
                 return nullptr; // which template is meant cannot be told

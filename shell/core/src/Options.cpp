@@ -94,18 +94,6 @@ bool optionAccepted(const OptionField& field, const std::string& text)
         return text == "0" || text == "1";
     case OptionControl::Number:
         return wholeNumber(text, number) && number >= field.least && number <= field.most;
-    case OptionControl::Decimal: {
-        // Hundredths, as stored: "1.2" is 120.
-        std::size_t used = 0;
-        double value = 0;
-        try {
-            value = std::stod(text, &used);
-        } catch (const std::exception&) {
-            return false;
-        }
-        const double hundredths = value * 100;
-        return used == text.size() && hundredths >= field.least - 0.5 && hundredths <= field.most + 0.5;
-    }
     case OptionControl::Choice:
         for (const char* choice : field.choices) {
             if (text == choice) {
@@ -113,23 +101,33 @@ bool optionAccepted(const OptionField& field, const std::string& text)
             }
         }
         return false;
+    case OptionControl::Decimal:
     case OptionControl::Colour:
     case OptionControl::Font:
     case OptionControl::Folder: {
-        // What the settings take, tried on a store of its own.
+        // What the settings take, tried on a store of its own: the same reading as storing.
         class Scratch final : public UI::SettingsStore {
         public:
             bool readNumber(const std::string&, const std::string&, std::uint32_t&) const override { return false; }
             bool readText(const std::string&, const std::string&, std::string&) const override { return false; }
             bool readBinary(const std::string&, const std::string&, std::vector<std::uint8_t>&) const override { return false; }
-            bool writeNumber(const std::string&, const std::string&, std::uint32_t) override { return true; }
+            bool writeNumber(const std::string&, const std::string&, std::uint32_t value) override
+            {
+                number = value;
+                return true;
+            }
             bool writeText(const std::string&, const std::string&, const std::string&) override { return true; }
             bool writeBinary(const std::string&, const std::string&, const std::vector<std::uint8_t>&) override { return true; }
             bool remove(const std::string&, const std::string&) override { return true; }
             std::vector<std::string> valueNames(const std::string&) const override { return {}; }
+            std::uint32_t number = 0;
         } scratch;
         try {
             UI::Settings(scratch).setText(field.setting, text);
+            if (field.control == OptionControl::Decimal) {
+                // Kept in hundredths.
+                return scratch.number >= field.least && scratch.number <= field.most;
+            }
             return field.control != OptionControl::Folder || !text.empty();
         } catch (const std::invalid_argument&) {
             return false;

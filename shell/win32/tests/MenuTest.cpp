@@ -351,6 +351,7 @@ int runChecks(const char* dll, const std::string& file)
         // Room for three commands only: those that fit are numbered, the rest left out.
         const HRESULT few = menu->QueryContextMenu(popup, 0, FirstId, FirstId + 2, CMF_NORMAL);
         check(SUCCEEDED(few) && GetMenuItemCount(popup) == 1, "the menu is one submenu");
+        check(HRESULT_CODE(few) == 3, "with room for three commands, three identifiers are taken");
         char verb[64] = {};
         check(menu->GetCommandString(999, GCS_VERBA, nullptr, verb, sizeof verb) == E_INVALIDARG, "an unknown offset");
         check(menu->GetCommandString(0, GCS_VALIDATEA, nullptr, nullptr, 0) == S_OK, "offset 0 is valid");

@@ -93,6 +93,8 @@ public:
     bool writeText(const std::string& section, const std::string& name, const std::string& value);
     bool writeFont(const std::string& section, const std::string& name, const FontRecord& value);
     bool writeList(const std::string& section, const std::string& name, const std::vector<std::string>& value);
+    // Takes a value away, so that its default applies again; true when it is gone.
+    bool remove(const std::string& section, const std::string& name) { return store_.remove(section, name); }
 
 private:
     SettingsStore& store_;

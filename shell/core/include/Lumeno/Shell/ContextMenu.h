@@ -71,7 +71,8 @@ std::optional<MenuItem> contextMenu(const MenuSelection& selection, MenuParts pa
 // the shell names it.
 std::vector<const MenuItem*> menuCommands(const MenuItem& menu);
 // The command that answers to `verb` (any letter case); null when none does, or when several
-// do (a verb shared by the template entries names one only when there is one template).
+// do (a verb shared by the template entries names one only when there is one template;
+// "annotateApplyTemplate:NAME" names the template's entry whatever their number).
 const MenuItem* commandForVerb(const MenuItem& menu, const std::string& verb);
 
 // The file types the menu is registered for, and those the metadata commands work on.
