@@ -33,6 +33,7 @@ int runRotate(const std::vector<std::string>& arguments, Streams streams);
 int runExport(const std::vector<std::string>& arguments, Streams streams);
 int runSettings(const std::vector<std::string>& arguments, Streams streams);
 int runTemplate(const std::vector<std::string>& arguments, Streams streams);
+int runSlideShowCD(const std::vector<std::string>& arguments, Streams streams);
 int runColumns(const std::vector<std::string>& arguments, Streams streams);
 int runTip(const std::vector<std::string>& arguments, Streams streams);
 int runOverlay(const std::vector<std::string>& arguments, Streams streams);

@@ -39,6 +39,8 @@ void printHelp(std::ostream& out)
            "  gallery create|rename|delete|add|remove|list|search|sync|export ...\n"
            "                     galleries of pictures, searched by keyword and\n"
            "                     exported as web pages\n"
+           "  slideshow-cd [--no-pdf] [--quality N] [--size WxH] [--originals] --out DIR FILE...\n"
+           "                     a slide show of the pictures, ready to burn: a PDF\n"
            "\n"
            "Options:\n"
            "  -h, --help         show this help; 'lumeno COMMAND --help' explains a command\n"
@@ -88,6 +90,7 @@ int main(int argc, char** argv)
         {"settings", Lumeno::Cli::runSettings}, {"columns", Lumeno::Cli::runColumns},
         {"tip", Lumeno::Cli::runTip},           {"overlay", Lumeno::Cli::runOverlay},
         {"gallery", Lumeno::Cli::runGallery},   {"template", Lumeno::Cli::runTemplate},
+        {"slideshow-cd", Lumeno::Cli::runSlideShowCD},
     };
     for (const auto& [name, run] : commands) {
         if (command == name) {

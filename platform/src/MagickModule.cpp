@@ -30,6 +30,9 @@ extern "C" LUMENO_MODULE_EXPORT int lumenoMakeThumbnail(const char* path, unsign
     try {
         std::call_once(started, [] { Magick::InitializeMagick(nullptr); });
         Magick::Image image;
+        // A warning (a TIFF tag of an unexpected type, which libtiff ignores) is no reason to
+        // refuse the picture: only errors are thrown.
+        image.quiet(true);
         // The size hint lets the JPEG decoder scale while it decodes: far less work than
         // decoding every pixel of a large photo.
         image.read(Magick::Geometry(2 * longerSide, 2 * longerSide), path);

@@ -229,7 +229,7 @@ std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::
     return pixels;
 }
 
-std::optional<std::string> encode(const Pixels& pixels)
+std::optional<std::string> encode(const Pixels& pixels, int quality)
 {
     const Codec codec = encoder();
     if (codec.handle == nullptr) {
@@ -238,7 +238,7 @@ std::optional<std::string> encode(const Pixels& pixels)
     unsigned char* jpeg = nullptr;
     unsigned long size = 0;
     if (tjCompress2(codec.handle, pixels.rgb.data(), pixels.width, 0, pixels.height, TJPF_RGB, &jpeg, &size, TJSAMP_420,
-                    ThumbnailQuality, 0) != 0) {
+                    std::clamp(quality, 1, 100), 0) != 0) {
         tjFree(jpeg);
         return std::nullopt;
     }
@@ -268,7 +268,7 @@ bool standsFor(const Codec& codec, const Embedded& embedded, const std::uint8_t*
 // `data` holds the whole file, or (`headOnly`) its first bytes, enough for the picture's size
 // but not for its pixels.
 std::optional<std::string> jpegThumbnail(const Codec& codec, const std::uint8_t* data, std::size_t size,
-                                         unsigned longerSide, int orientation, const Embedded& embedded,
+                                         unsigned longerSide, int orientation, const Embedded& embedded, int quality,
                                          bool headOnly = false)
 {
     if (longerSide == 0 || codec.handle == nullptr) {
@@ -303,19 +303,19 @@ std::optional<std::string> jpegThumbnail(const Codec& codec, const std::uint8_t*
     }
     int width = 0, height = 0;
     fitted(decoded->width, decoded->height, longerSide, width, height);
-    return encode(upright(scaled(*decoded, width, height), orientation));
+    return encode(upright(scaled(*decoded, width, height), orientation), quality);
 }
 
 } // namespace
 
 std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
-                                         int orientation, Embedded embedded)
+                                         int orientation, Embedded embedded, int quality)
 {
     const Codec codec = decoder();
-    return jpegThumbnail(codec, data, size, longerSide, orientation, embedded);
+    return jpegThumbnail(codec, data, size, longerSide, orientation, embedded, quality);
 }
 
-std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded)
+std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded, int quality)
 {
     std::ifstream in(std::filesystem::u8path(path), std::ios::binary); // UTF-8, whatever the system's code page
     char start[3] = {};
@@ -339,10 +339,10 @@ std::string thumbnail(const std::string& path, unsigned longerSide, int orientat
             constexpr std::uint64_t Head = 64 * 1024;
             if (embedded.data != nullptr && size > Head && readFirst(Head) &&
                 standsFor(codec, embedded, bytes.data(), bytes.size(), longerSide)) {
-                made = jpegThumbnail(codec, bytes.data(), bytes.size(), longerSide, orientation, embedded, true);
+                made = jpegThumbnail(codec, bytes.data(), bytes.size(), longerSide, orientation, embedded, quality, true);
             }
             if (!made && readFirst(size)) {
-                made = jpegThumbnail(codec, bytes.data(), bytes.size(), longerSide, orientation, embedded);
+                made = jpegThumbnail(codec, bytes.data(), bytes.size(), longerSide, orientation, embedded, quality);
             }
             if (bytes.capacity() > (16u << 20)) {
                 std::vector<std::uint8_t>().swap(bytes); // a rare huge picture's memory is given back
@@ -352,7 +352,16 @@ std::string thumbnail(const std::string& path, unsigned longerSide, int orientat
             }
         }
     }
-    return imageService().thumbnail(path, longerSide, orientation);
+    // Other pictures through the image service, at its own quality; encoded again at the one
+    // asked for when that differs.
+    std::string made = imageService().thumbnail(path, longerSide, orientation);
+    if (quality != ThumbnailQuality) {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(made.data());
+        if (std::optional<std::string> again = jpegThumbnail(bytes, made.size(), longerSide, 1, {}, quality)) {
+            return std::move(*again);
+        }
+    }
+    return made;
 }
 
 } // namespace Lumeno::Platform

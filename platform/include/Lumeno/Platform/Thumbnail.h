@@ -25,13 +25,14 @@ struct Embedded {
 
 // A JPEG of the picture at `path` no larger than `longerSide` pixels on either side (a smaller
 // picture keeps its size; the aspect is kept), turned upright by `orientation` (the EXIF value,
-// 1 to 8; any other value leaves it as stored). Throws std::runtime_error with the reason when
-// the picture cannot be made.
-std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded = {});
+// 1 to 8; any other value leaves it as stored), encoded at `quality` (1 to 100). Throws
+// std::runtime_error with the reason when the picture cannot be made.
+std::string thumbnail(const std::string& path, unsigned longerSide, int orientation, Embedded embedded = {},
+                      int quality = ThumbnailQuality);
 
 // The same of a JPEG in memory, by the JPEG codec alone; nothing when the bytes are no JPEG it
 // decodes (a CMYK one, a damaged one), which the image service may still read.
 std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
-                                         int orientation, Embedded embedded = {});
+                                         int orientation, Embedded embedded = {}, int quality = ThumbnailQuality);
 
 } // namespace Lumeno::Platform
