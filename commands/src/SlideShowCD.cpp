@@ -307,7 +307,12 @@ SlideShowCDResult writeSlideShowCD(const std::vector<std::string>& files, const 
         return result;
     }
     Pdf pdf;
-    for (const std::string& file : files) {
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const std::string& file = files[i];
+        if (options.progress && !options.progress(i, files.size())) {
+            result.cancelled = true;
+            return result;
+        }
         try {
             const int orientation = orientationOf(file);
             bool added = false;

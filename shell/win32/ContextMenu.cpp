@@ -3,6 +3,7 @@
 // menu, answers the shell's questions about them, and runs the chosen one.
 #include "Annotation.h"
 #include "OptionsSheet.h"
+#include "SlideShowCD.h"
 #include "Server.h"
 
 #include <Lumeno/Commands/FileCommands.h>
@@ -290,6 +291,8 @@ HRESULT CLumenoContextMenu::run(const MenuItem& item, HWND window, bool control)
     }
     case MenuCommand::Options:
         return showOptions(window);
+    case MenuCommand::CreateSlideShow:
+        return createSlideShowCD(files_, window);
     default:
         return runAnnotation(item, files_, window);
     }

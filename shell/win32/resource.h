@@ -6,6 +6,7 @@
 #define IDD_XMP_PAGE 302
 #define IDD_TEMPLATE_NAME 303
 #define IDD_OPTIONS_PAGE 304
+#define IDD_SLIDESHOW_CD 305
 
 #define IDC_FILE 1000
 #define IDC_LIST 1001
@@ -35,3 +36,12 @@
 // IDC_OPTION_FIRST + N, and its "..." button (colours, fonts) IDC_OPTION_BUTTON + N.
 #define IDC_OPTION_FIRST 2000
 #define IDC_OPTION_BUTTON 2100
+
+// The slide-show CD's dialog.
+#define IDC_CD_FOLDER 2200
+#define IDC_CD_BROWSE 2201
+#define IDC_CD_PDF 2202
+#define IDC_CD_QUALITY 2203
+#define IDC_CD_WIDTH 2204
+#define IDC_CD_HEIGHT 2205
+#define IDC_CD_ORIGINALS 2206

@@ -39,7 +39,8 @@ TEST(ContextMenu, OffersTheCommandsAndGreysWhatCannotApply)
     EXPECT_EQ(texts(*menu),
               (std::vector<std::string>{"Rename based on EXIF date", "Rotate JPEG +90", "Rotate JPEG -90",
                                         "Export EXIF to text file", "Export IPTC to text file",
-                                        "Export XMP to text file", "Synchronize with database", "-",
+                                        "Export XMP to text file", "Synchronize with database",
+                                        "Create Lumeno slide show", "-",
                                         "Edit metadata...", "Remove metadata", "Cut metadata", "Copy metadata",
                                         "Paste metadata", "Create template...", "Apply template", "Remove template",
                                         "-", "Options..."}));
@@ -66,6 +67,8 @@ TEST(ContextMenu, OffersTheCommandsAndGreysWhatCannotApply)
     EXPECT_FALSE(named(*png, "Rename based on EXIF date")->enabled);
     EXPECT_FALSE(named(*png, "Paste metadata")->enabled);
     EXPECT_TRUE(named(*png, "Options...")->enabled);
+    EXPECT_TRUE(named(*png, "Create Lumeno slide show")->enabled) << "a PNG is a slide";
+    EXPECT_FALSE(named(*contextMenu({{"/p/e.psd"}, false, {}, false}, {}), "Create Lumeno slide show")->enabled);
 
     EXPECT_FALSE(contextMenu({{"/p/notes.txt"}, false, {}, false}, {}));
     EXPECT_FALSE(contextMenu({{}, false, {}, false}, {}));
@@ -90,11 +93,11 @@ TEST(ContextMenu, OffsetsAndVerbsNameEntries)
     const std::optional<MenuItem> menu = contextMenu({{"/p/a.jpg"}, true, {"One", "Two"}, false}, {});
     ASSERT_TRUE(menu);
     const std::vector<const MenuItem*> commands = menuCommands(*menu);
-    // Seven commands, six annotation entries, two templates twice, options.
-    ASSERT_EQ(commands.size(), 7u + 6u + 4u + 1u);
+    // Eight commands, six annotation entries, two templates twice, options.
+    ASSERT_EQ(commands.size(), 8u + 6u + 4u + 1u);
     EXPECT_EQ(commands[0]->verb, "rename");
-    EXPECT_EQ(commands[13]->templateName, "One");
-    EXPECT_EQ(commands[16]->command, MenuCommand::AnnotateRemoveTemplate);
+    EXPECT_EQ(commands[14]->templateName, "One");
+    EXPECT_EQ(commands[17]->command, MenuCommand::AnnotateRemoveTemplate);
     EXPECT_EQ(commands.back()->command, MenuCommand::Options);
     for (const MenuItem* command : commands) {
         EXPECT_FALSE(command->verb.empty()) << command->text;

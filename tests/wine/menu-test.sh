@@ -45,7 +45,7 @@ fi
 tab=$'\t'
 menu_test menu "$dll" "$(win sample.jpg)" >"$work/jpeg.menu"
 cat >"$work/jpeg.expected" <<END
-commands: 14
+commands: 15
 Lumeno >
   Rename based on EXIF date${tab}#0${tab}rename${tab}Rename based on EXIF date
   Rotate JPEG +90${tab}#1${tab}rotateRight${tab}Rotate JPEG +90
@@ -54,17 +54,18 @@ Lumeno >
   Export IPTC to text file${tab}#4${tab}exportIptc${tab}Export IPTC to text file
   Export XMP to text file${tab}#5${tab}exportXmp${tab}Export XMP to text file
   Synchronize with database${tab}#6${tab}synchronize${tab}Synchronize with database
+  Create Lumeno slide show${tab}#7${tab}createSlideShowCD${tab}Create Lumeno slide show
   -
-  Edit metadata...${tab}#7${tab}annotateAdd${tab}Edit the IPTC information of the selected pictures
-  Remove metadata${tab}#8${tab}annotateRemove${tab}Remove the IPTC information from the selected pictures
-  Cut metadata${tab}#9${tab}annotateCut${tab}Copy the picture's IPTC information and remove it from the picture
-  Copy metadata${tab}#10${tab}annotateCopy${tab}Copy the picture's IPTC information
-  Paste metadata [grey]${tab}#11${tab}annotatePaste${tab}Write the copied IPTC information into the selected pictures
-  Create template...${tab}#12${tab}annotateCreateTemplate${tab}Keep the picture's IPTC information as a template
+  Edit metadata...${tab}#8${tab}annotateAdd${tab}Edit the IPTC information of the selected pictures
+  Remove metadata${tab}#9${tab}annotateRemove${tab}Remove the IPTC information from the selected pictures
+  Cut metadata${tab}#10${tab}annotateCut${tab}Copy the picture's IPTC information and remove it from the picture
+  Copy metadata${tab}#11${tab}annotateCopy${tab}Copy the picture's IPTC information
+  Paste metadata [grey]${tab}#12${tab}annotatePaste${tab}Write the copied IPTC information into the selected pictures
+  Create template...${tab}#13${tab}annotateCreateTemplate${tab}Keep the picture's IPTC information as a template
   Apply template > [grey]
   Remove template > [grey]
   -
-  Options...${tab}#13${tab}options${tab}Change the settings of Lumeno
+  Options...${tab}#14${tab}options${tab}Change the settings of Lumeno
 END
 check "the menu of a JPEG: entries, verbs and help texts in ANSI and Unicode" \
   bash -c 'diff "$1" "$2" | head -n 20; cmp -s "$1" "$2"' _ "$work/jpeg.expected" "$work/jpeg.menu"
@@ -146,6 +147,22 @@ check "... leaves none" [ -z "$(wine "$windir/lumeno.exe" template list 2>/dev/n
 check "Edit metadata..., the caption typed in the editor" \
   [ "$(menu_test invoke "$dll" annotateAdd --answer "Edited in the editor" "$(note c.jpg)")" = 0x00000000 ]
 check "... is written" [ "$(exiftool -s -s -s -IPTC:Caption-Abstract "$work/notes/c.jpg")" = "Edited in the editor" ]
+
+# --- the slide-show CD ----------------------------------------------------------------------------
+mkdir "$work/cd"
+convert -size 2000x1500 gradient:red-blue "$work/notes/big.jpg"
+menu_test cd "$dll" "$(windows "$work/cd/out")" "$(note big.jpg)" "$(note a.jpg)" >"$work/cd.out"
+check "Create Lumeno slide show: a quality that is no number, \"Invalid Value!\"" \
+  grep -qx "message: Invalid Value!" "$work/cd.out"
+check "... and the field has the focus again" grep -qx "focus on the quality: yes" "$work/cd.out"
+check "... then the PDF of the two pictures" bash -c 'pdfinfo "$1" | grep -qx "Pages: *2"' _ "$work/cd/out/Slideshow.pdf"
+check "... each fitted into 320 x 240 (a small one kept as it is)" \
+  bash -c '[ "$(pdfimages -list "$1" | awk "NR > 2 { print \$4 \"x\" \$5 }" | tr "\n" " ")" = "320x240 64x48 " ]' \
+  _ "$work/cd/out/Slideshow.pdf"
+wine reg query 'HKCU\Software\LumenoWorks\Lumeno\SlideShow' 2>/dev/null | tr -d '\r' | grep -E '^ +[A-Za-z]' | sort >"$work/cd.stored"
+check "... the folder and the values changed remembered, no default written" \
+  bash -c '[ "$(awk "{ print \$1 }" "$1" | tr "\n" " ")" = "PDFImageHeight PDFImageQuality PDFImageWidth SlideshowFolder " ] ||
+           { cat "$1"; false; }' _ "$work/cd.stored"
 
 check "Rename by verb, a JPEG and a TIFF" \
   [ "$(menu_test invoke "$dll" rename "$(win sample.jpg)" "$(win sample.tif)")" = 0x00000000 ]

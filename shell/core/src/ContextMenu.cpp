@@ -34,6 +34,7 @@ bool oneOf(const std::string& path, std::initializer_list<const char*> extension
 // What an entry needs of the selection to apply.
 enum class Needs {
     Anything,    // any picture the menu is shown for
+    Pictures,    // every file a picture the slide show can show (JPEG, TIFF, PNG, GIF, BMP)
     Metadata,    // every file a JPEG or TIFF
     Jpeg,        // every file a JPEG
     OneMetadata, // a single JPEG or TIFF
@@ -62,7 +63,7 @@ const Row CommandRows[] = {
     {MenuCommand::Synchronize, "Synchronize with database", "synchronize", "Synchronize with database", Needs::Metadata},
 };
 const Row SlideShowRow = {MenuCommand::CreateSlideShow, "Create Lumeno slide show", "createSlideShowCD",
-                          "Create Lumeno slide show", Needs::Anything};
+                          "Create Lumeno slide show", Needs::Pictures};
 const Row AnnotationRows[] = {
     {MenuCommand::AnnotateAdd, "Edit metadata...", "annotateAdd", "Edit the IPTC information of the selected pictures",
      Needs::Metadata},
@@ -84,6 +85,9 @@ bool applies(Needs needs, const std::vector<std::string>& files)
     switch (needs) {
     case Needs::Anything:
         return true;
+    case Needs::Pictures:
+        return std::all_of(files.begin(), files.end(),
+                           [](const std::string& f) { return menuFileType(f) && !oneOf(f, {".psd"}); });
     case Needs::Metadata:
         return std::all_of(files.begin(), files.end(), metadataFileType);
     case Needs::Jpeg:
@@ -195,9 +199,8 @@ std::optional<MenuItem> contextMenu(const MenuSelection& selection, MenuParts pa
         for (const Row& row : CommandRows) {
             menu.items.push_back(entry(row, files));
         }
-        if (selection.windows) {
-            menu.items.push_back(entry(SlideShowRow, files));
-        }
+        // The slide-show CD is a PDF and a folder: it needs no window of ours.
+        menu.items.push_back(entry(SlideShowRow, files));
     }
     if (parts.annotation) {
         if (!menu.items.empty()) {

@@ -12,6 +12,9 @@
 //                                        result code. --answer: the dialog the entry opens is
 //                                        answered as a user would: TEXT typed as the template's
 //                                        name, or as the caption in the metadata editor, then OK.
+//   menu-test cd DLL FOLDER FILE...      "Create Lumeno slide show" run from the menu, its dialog
+//                                        answered: FOLDER, a quality refused ("Invalid Value!"),
+//                                        then quality 60 at 320 x 240
 //   menu-test options DLL FOLDER FILE    "Options..." run from the menu: each page of the settings
 //                                        sheet pictured as FOLDER/options-TITLE.bmp (a line each:
 //                                        title, colours); then on the first page "abc" typed as
@@ -244,11 +247,46 @@ void driveOptions(std::string folder, DWORD owner)
     PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_OK, 0);
 }
 
+// Plays the user of "Create Lumeno slide show": the folder typed, a quality that is no number
+// (the message box's text and the field's focus printed), then quality 60 and 320 x 240, OK.
+void driveSlideShowCD(std::string folder, DWORD owner)
+{
+    HWND dialog = waitForWindow("Create Lumeno slide show");
+    if (dialog == nullptr) {
+        std::printf("no slide-show dialog\n");
+        return;
+    }
+    Sleep(200);
+    SetDlgItemTextW(dialog, 2200, wide(folder).c_str());
+    SetDlgItemTextW(dialog, 2203, wide("abc").c_str());
+    PostMessageW(dialog, WM_COMMAND, IDOK, 0);
+    HWND box = waitForWindow("Lumeno");
+    if (box == nullptr) {
+        std::printf("no message box\n");
+        return;
+    }
+    Sleep(200);
+    std::printf("message: %s\n", textOf(GetDlgItem(box, 0xFFFF)).c_str());
+    PostMessageW(box, WM_COMMAND, IDOK, 0);
+    Sleep(300);
+    GUITHREADINFO info = {};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(owner, &info);
+    std::printf("focus on the quality: %s\n", info.hwndFocus == GetDlgItem(dialog, 2203) ? "yes" : "no");
+    SetDlgItemTextW(dialog, 2203, wide("60").c_str());
+    SetDlgItemTextW(dialog, 2204, wide("320").c_str());
+    SetDlgItemTextW(dialog, 2205, wide("240").c_str());
+    PostMessageW(dialog, WM_COMMAND, IDOK, 0);
+}
+
 int invoke(const char* dll, std::string verb, std::vector<std::string> files)
 {
     std::thread answering;
     if (files.size() >= 2 && files[0] == "--answer") {
         answering = std::thread(answerDialog, files[1]);
+        files.erase(files.begin(), files.begin() + 2);
+    } else if (files.size() >= 2 && files[0] == "--cd") {
+        answering = std::thread(driveSlideShowCD, files[1], GetCurrentThreadId());
         files.erase(files.begin(), files.begin() + 2);
     } else if (files.size() >= 2 && files[0] == "--options") {
         answering = std::thread(driveOptions, files[1], GetCurrentThreadId());
@@ -389,6 +427,10 @@ int main(int argc, char** argv)
         status = runChecks(argv[2], argv[3]);
     } else if (mode == "menu") {
         status = printMenuOf(argv[2], std::vector<std::string>(argv + 3, argv + argc));
+    } else if (mode == "cd" && argc >= 5) {
+        std::vector<std::string> rest = {"--cd", argv[3]};
+        rest.insert(rest.end(), argv + 4, argv + argc);
+        status = invoke(argv[2], "createSlideShowCD", rest);
     } else if (mode == "options" && argc == 5) {
         status = invoke(argv[2], "options", {"--options", argv[3], argv[4]});
     } else if (mode == "invoke" && argc >= 5) {

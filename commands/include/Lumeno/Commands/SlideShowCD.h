@@ -6,6 +6,8 @@
 
 #include <Lumeno/UI/Settings.h>
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,10 @@ struct SlideShowCDOptions {
     unsigned quality = 75;     // PDFImageQuality, 1 to 100
     unsigned width = 1024;     // PDFImageWidth: the box the pictures are fitted into
     unsigned height = 768;     // PDFImageHeight
+
+    // Told before each picture (how many are done, of how many); answering false stops the
+    // work there (the PDF is then not written). Unset: nothing is told.
+    std::function<bool(std::size_t done, std::size_t total)> progress;
 
     // The options the user's settings give (the folder: SlideshowFolder).
     static SlideShowCDOptions fromSettings(const UI::Settings& settings);
@@ -32,6 +38,7 @@ struct SlideShowCDResult {
     std::string pdf;                // the PDF written; empty when none
     std::size_t pages = 0;
     std::vector<std::string> pictures; // the pictures copied for a viewer (no PDF asked for)
+    bool cancelled = false;           // stopped by the progress function: nothing written
     struct Failure {
         std::string path;
         std::string reason;
