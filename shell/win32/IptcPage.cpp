@@ -4,6 +4,8 @@
 #include "Server.h"
 #include "resource.h"
 
+#include <Lumeno/Commands/Command.h>
+
 #include <Lumeno/UI/Settings.h>
 
 #include <commctrl.h>
@@ -20,16 +22,6 @@ constexpr std::size_t FieldCount = Commands::IptcFormFields.size();
 int controlOf(std::size_t field)
 {
     return IDC_IPTC_FIRST + static_cast<int>(field);
-}
-
-std::string controlText(HWND dialog, int control)
-{
-    HWND edit = GetDlgItem(dialog, control);
-    const int length = GetWindowTextLengthW(edit);
-    std::basic_string<WCHAR> text(static_cast<std::size_t>(length) + 1, 0);
-    GetWindowTextW(edit, &text[0], length + 1);
-    text.resize(static_cast<std::size_t>(length));
-    return toUtf8(text.c_str());
 }
 
 // Keywords are typed as one line, separated by semicolons.
@@ -62,12 +54,6 @@ std::string joinList(const std::vector<std::string>& values)
     return text;
 }
 
-std::string nameOf(const std::string& path)
-{
-    const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 } // namespace
 
 IptcPage::IptcPage(HWND dialog, std::vector<std::string> files)
@@ -91,7 +77,7 @@ void IptcPage::show()
     filling_ = false;
     std::string status;
     for (const Commands::FileFailure& failure : load.failures) {
-        status += "Cannot read " + nameOf(failure.path) + ": " + failure.reason + "\r\n";
+        status += "Cannot read " + Commands::fileNameOf(failure.path) + ": " + failure.reason + "\r\n";
     }
     if (mixed) {
         status += "Blank fields differ between the selected pictures; they are left as they are unless you type into them.";
@@ -120,7 +106,7 @@ Commands::IptcForm IptcPage::edited() const
 {
     Commands::IptcForm form = loaded_;
     for (std::size_t i = 0; i < FieldCount; ++i) {
-        const std::string text = controlText(dialog_, controlOf(i));
+        const std::string text = windowText(GetDlgItem(dialog_, controlOf(i)));
         // A field typed back to what it showed is left as it was (its values exactly so).
         if (!changed_[i] || (text == shownText(i) && !loaded_.fields[i].mixed)) {
             continue;
@@ -172,7 +158,7 @@ bool IptcPage::apply()
     show();
     std::string status;
     for (const Commands::FileFailure& failure : failures) {
-        status += "Could not write " + nameOf(failure.path) + ": " + failure.reason + "\r\n";
+        status += "Could not write " + Commands::fileNameOf(failure.path) + ": " + failure.reason + "\r\n";
     }
     if (!status.empty()) {
         // The sheet stays open, so that the names are read; what was written shows as loaded.

@@ -26,15 +26,6 @@ struct PageState {
     std::vector<std::string> shown; // each field's text when the page opened
 };
 
-std::string textOf(HWND control)
-{
-    const int length = GetWindowTextLengthW(control);
-    std::basic_string<WCHAR> text(static_cast<std::size_t>(length) + 1, 0);
-    GetWindowTextW(control, &text[0], length + 1);
-    text.resize(static_cast<std::size_t>(length));
-    return toUtf8(text.c_str());
-}
-
 // A field's value as the table's rules read it: check boxes "0" or "1", the rest as typed.
 std::string fieldText(HWND dialog, std::size_t index, const OptionField& field)
 {
@@ -42,7 +33,7 @@ std::string fieldText(HWND dialog, std::size_t index, const OptionField& field)
     if (field.control == OptionControl::Check) {
         return SendMessageW(control, BM_GETCHECK, 0, 0) == BST_CHECKED ? "1" : "0";
     }
-    return textOf(control);
+    return windowText(control);
 }
 
 HWND make(HWND dialog, const char* className, const std::string& text, DWORD style, RECT r, int id)

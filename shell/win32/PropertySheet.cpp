@@ -5,6 +5,8 @@
 #include "Server.h"
 #include "resource.h"
 
+#include <Lumeno/Commands/Command.h>
+
 #include <Lumeno/Shell/ContextMenu.h>
 #include <Lumeno/Shell/PropertyPages.h>
 #include <Lumeno/UI/Settings.h>
@@ -19,19 +21,12 @@ namespace Lumeno::Shell {
 
 namespace {
 
-// The file name of a path, for the file chooser.
-std::string nameOf(const std::string& path)
-{
-    const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 // The files of the page in its chooser; a single file leaves it disabled.
 void fillChooser(HWND dialog, const std::vector<std::string>& files)
 {
     HWND chooser = GetDlgItem(dialog, IDC_FILE);
     for (const std::string& file : files) {
-        SendMessageW(chooser, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toUtf16(nameOf(file)).c_str()));
+        SendMessageW(chooser, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toUtf16(Commands::fileNameOf(file)).c_str()));
     }
     SendMessageW(chooser, CB_SETCURSEL, 0, 0);
     EnableWindow(chooser, files.size() > 1);

@@ -188,6 +188,20 @@ std::basic_string<WCHAR> toUtf16(const std::string& text)
     return out;
 }
 
+std::string windowText(HWND window)
+{
+    const int length = GetWindowTextLengthW(window);
+    std::basic_string<WCHAR> text(static_cast<std::size_t>(length) + 1, 0);
+    GetWindowTextW(window, &text[0], length + 1);
+    text.resize(static_cast<std::size_t>(length));
+    return toUtf8(text.c_str());
+}
+
+std::string windowText(HWND dialog, int control)
+{
+    return windowText(GetDlgItem(dialog, control));
+}
+
 std::string portablePath(const WCHAR* path)
 {
     return toUtf8(path);

@@ -24,6 +24,9 @@ std::basic_string<WCHAR> modulePath();
 // wchar_t is 16 bits wide).
 std::string toUtf8(const WCHAR* text);
 std::basic_string<WCHAR> toUtf16(const std::string& text);
+// The text of a window (an edit field), or of a dialog's control, in UTF-8.
+std::string windowText(HWND window);
+std::string windowText(HWND dialog, int control);
 // A path from the shell, as the portable code opens it.
 std::string portablePath(const WCHAR* path);
 // The files a data object from the shell names (CF_HDROP), as the portable code opens them.

@@ -19,16 +19,6 @@ struct DialogState {
     Commands::SlideShowCDOptions shown;
 };
 
-std::string itemText(HWND dialog, int id)
-{
-    HWND control = GetDlgItem(dialog, id);
-    const int length = GetWindowTextLengthW(control);
-    std::basic_string<WCHAR> text(static_cast<std::size_t>(length) + 1, 0);
-    GetWindowTextW(control, &text[0], length + 1);
-    text.resize(static_cast<std::size_t>(length));
-    return toUtf8(text.c_str());
-}
-
 bool numberIn(const std::string& text, unsigned least, unsigned most, unsigned& value)
 {
     const char* end = text.data() + text.size();
@@ -64,7 +54,7 @@ void browse(HWND dialog)
 bool take(HWND dialog, DialogState& state)
 {
     Commands::SlideShowCDOptions& o = state.options;
-    o.folder = itemText(dialog, IDC_CD_FOLDER);
+    o.folder = windowText(dialog, IDC_CD_FOLDER);
     o.pdf = IsDlgButtonChecked(dialog, IDC_CD_PDF) == BST_CHECKED;
     o.originals = IsDlgButtonChecked(dialog, IDC_CD_ORIGINALS) == BST_CHECKED;
     struct Check {
@@ -77,7 +67,7 @@ bool take(HWND dialog, DialogState& state)
                             {IDC_CD_HEIGHT, 16, 16384, &o.height}};
     int bad = o.folder.empty() ? IDC_CD_FOLDER : 0;
     for (const Check& check : checks) {
-        if (bad == 0 && o.pdf && !numberIn(itemText(dialog, check.id), check.least, check.most, *check.value)) {
+        if (bad == 0 && o.pdf && !numberIn(windowText(dialog, check.id), check.least, check.most, *check.value)) {
             bad = check.id;
         }
     }

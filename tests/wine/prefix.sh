@@ -3,6 +3,7 @@
 #   windows PATH      the Windows name of a POSIX path (Z:\...)
 #   wine ARGS...      runs a Windows program in the prefix
 #   reg_snapshot OUT  the prefix's whole registry, as regedit exports it, sorted by key
+#   host_checks FILE  counts the checks a test program printed ("N passed, M failed") with ours
 # WINE and WINESERVER name Wine's programs (by default wine and wineserver). Wine's output goes to
 # files rather than pipes: a pipe costs about a second per call.
 wine() { command "${WINE:-wine}" "$@"; }
@@ -54,4 +55,16 @@ windows_machine_keys() {
     wine reg add "HKCR\\${pair%%=*}" /ve /d "${pair#*=}" /f >/dev/null 2>&1
     wine reg add "HKCR\\${pair#*=}" /ve /d "${pair#*=}" /f >/dev/null 2>&1
   done
+}
+
+host_checks() {
+  tr -d '\r' <"$1" | grep -v '^[0-9]* passed'
+  local line
+  line=$(tr -d '\r' <"$1" | grep -E '^[0-9]+ passed, [0-9]+ failed$' | tail -n 1)
+  if [ -n "$line" ]; then
+    passed=$((passed + $(echo "$line" | cut -d' ' -f1)))
+    failed=$((failed + $(echo "$line" | cut -d' ' -f3)))
+  else
+    echo "FAIL: $1: the check run printed no result"; failed=$((failed + 1))
+  fi
 }

@@ -34,14 +34,7 @@ check "unregistration leaves the registry as it was before" \
 
 # --- key by key, objects, unloading -------------------------------------------------------------
 wine "$test" check "$dll" "$(windows "$work/files/sample.jpg")" >"$work/check.out" 2>&1
-tr -d '\r' <"$work/check.out" | grep -v '^[0-9]* passed'
-line=$(tr -d '\r' <"$work/check.out" | grep -E '^[0-9]+ passed, [0-9]+ failed$' | tail -n 1)
-if [ -n "$line" ]; then
-  passed=$((passed + $(echo "$line" | cut -d' ' -f1)))
-  failed=$((failed + $(echo "$line" | cut -d' ' -f3)))
-else
-  echo "FAIL: the check run printed no result"; failed=$((failed + 1))
-fi
+host_checks "$work/check.out"
 
 # --- the shell's answers against the tool's ----------------------------------------------------
 through_com() { # through_com NAME ARGS...: server-test's answer, in $work/NAME without CRs

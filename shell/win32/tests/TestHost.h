@@ -10,6 +10,35 @@
 #include <string>
 #include <vector>
 
+// Named checks of a test program's own, counted; checksDone prints the counts as the test
+// scripts read them ("N passed, M failed") and gives the program's status.
+inline int g_passed = 0;
+inline int g_failed = 0;
+
+inline void check(bool ok, const std::string& what)
+{
+    if (ok) {
+        ++g_passed;
+    } else {
+        ++g_failed;
+        std::printf("FAIL: %s\n", what.c_str());
+    }
+}
+
+inline int checksDone()
+{
+    std::printf("%d passed, %d failed\n", g_passed, g_failed);
+    return g_failed == 0 ? 0 : 1;
+}
+
+// A minimal controlling object, to create objects aggregated.
+class Outer : public IUnknown {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+};
+
 inline std::basic_string<WCHAR> wide(const std::string& s)
 {
     const int n = MultiByteToWideChar(CP_UTF8, 0, s.c_str(), -1, nullptr, 0);
