@@ -210,18 +210,39 @@ bool jpegSize(const std::string& jpeg, unsigned& width, unsigned& height)
     return false;
 }
 
-// The picture fitted into the box, upright, encoded at the quality asked for: first with the
-// box's longer side, then, when the picture's aspect is not the box's, smaller again.
+// The longer side that fits a picture of `width` x `height` (as stored; turned by
+// `orientation`) into the box.
+unsigned longerSideInBox(unsigned width, unsigned height, int orientation, const SlideShowCDOptions& options)
+{
+    if (orientation >= 5 && orientation <= 8) {
+        std::swap(width, height);
+    }
+    const double scale = std::min({1.0, static_cast<double>(options.width) / width,
+                                   static_cast<double>(options.height) / height});
+    return std::max(1u, static_cast<unsigned>(std::floor(std::max(width, height) * scale)));
+}
+
+// The picture fitted into the box, upright, encoded at the quality asked for. A JPEG's size is
+// in its first bytes, so it is decoded once; another picture is made with the box's longer side
+// first, and, when its aspect is not the box's, made smaller again.
 std::string fitted(const std::string& path, int orientation, const SlideShowCDOptions& options)
 {
     unsigned longer = std::max(options.width, options.height);
     const auto quality = static_cast<int>(options.quality);
+    {
+        std::ifstream in(fs::u8path(path), std::ios::binary);
+        std::string head(64 * 1024, '\0');
+        in.read(&head[0], static_cast<std::streamsize>(head.size()));
+        head.resize(static_cast<std::size_t>(in.gcount()));
+        unsigned w = 0, h = 0;
+        if (isJpeg(head) && jpegSize(head, w, h)) {
+            longer = longerSideInBox(w, h, orientation, options);
+        }
+    }
     std::string jpeg = Platform::thumbnail(path, longer, orientation, {}, quality);
     unsigned w = 0, h = 0;
     if (jpegSize(jpeg, w, h) && (w > options.width || h > options.height)) {
-        const double scale = std::min(static_cast<double>(options.width) / w, static_cast<double>(options.height) / h);
-        longer = std::max(1u, static_cast<unsigned>(std::floor(std::max(w, h) * scale)));
-        jpeg = Platform::thumbnail(path, longer, orientation, {}, quality);
+        jpeg = Platform::thumbnail(path, longerSideInBox(w, h, 1, options), orientation, {}, quality);
     }
     return jpeg;
 }
