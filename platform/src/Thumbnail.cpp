@@ -28,6 +28,8 @@ struct Pixels {
 // hostile header may claim 65535 x 65535 pixels in a few bytes. (A photo of 128 megapixels
 // decodes to 2 at one eighth.)
 constexpr std::uint64_t MostDecodedPixels = std::uint64_t{16} << 20;
+// A picture shown at its full size (a viewer's 100 %) may be larger: the user asked for it.
+constexpr std::uint64_t MostShownPixels = std::uint64_t{100} << 20;
 
 // Files larger than this are no photos of ours; the image service may still try.
 constexpr std::uint64_t MostFileBytes = std::uint64_t{512} << 20;
@@ -194,9 +196,18 @@ bool header(const Codec& codec, const std::uint8_t* data, std::size_t size, int&
            width > 0 && height > 0 && colorspace != TJCS_CMYK && colorspace != TJCS_YCCK;
 }
 
+// What a decode is asked for: the size (as stored) it must still cover, the order of the three
+// bytes, and how many pixels it may make at most.
+struct Wanted {
+    int width = 0;
+    int height = 0;
+    bool bgr = false;
+    std::uint64_t mostPixels = MostDecodedPixels;
+};
+
 // The JPEG decoded at the smallest of the codec's reductions (1/8, 1/4, 1/2, none) that still
-// covers `longerSide`.
-std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::size_t size, unsigned longerSide,
+// covers what is wanted.
+std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::size_t size, const Wanted& wanted,
                              bool* clean = nullptr)
 {
     int width = 0, height = 0;
@@ -208,18 +219,18 @@ std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::
     tjscalingfactor chosen{1, 1};
     for (const int denominator : {8, 4, 2}) {
         const tjscalingfactor f{1, denominator};
-        if (static_cast<unsigned>(std::max(TJSCALED(width, f), TJSCALED(height, f))) >= longerSide) {
+        if (TJSCALED(width, f) >= wanted.width && TJSCALED(height, f) >= wanted.height) {
             chosen = f;
             break;
         }
     }
     Pixels pixels{TJSCALED(width, chosen), TJSCALED(height, chosen), {}};
-    if (static_cast<std::uint64_t>(pixels.width) * static_cast<std::uint64_t>(pixels.height) > MostDecodedPixels) {
+    if (static_cast<std::uint64_t>(pixels.width) * static_cast<std::uint64_t>(pixels.height) > wanted.mostPixels) {
         return std::nullopt;
     }
     pixels.rgb.resize(static_cast<std::size_t>(pixels.width) * pixels.height * 3);
-    const bool failed =
-        tjDecompress2(codec.handle, bytes, length, pixels.rgb.data(), pixels.width, 0, pixels.height, TJPF_RGB, 0) != 0;
+    const bool failed = tjDecompress2(codec.handle, bytes, length, pixels.rgb.data(), pixels.width, 0, pixels.height,
+                                      wanted.bgr ? TJPF_BGR : TJPF_RGB, 0) != 0;
     if (failed && tjGetErrorCode(codec.handle) != TJERR_WARNING) {
         return std::nullopt; // a warning (data cut short) still leaves a picture, as viewers show it
     }
@@ -227,6 +238,20 @@ std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::
         *clean = !failed;
     }
     return pixels;
+}
+
+// The same, covering `longerSide` on the picture's longer side.
+std::optional<Pixels> decode(const Codec& codec, const std::uint8_t* data, std::size_t size, unsigned longerSide,
+                             bool* clean = nullptr)
+{
+    int width = 0, height = 0;
+    if (!header(codec, data, size, width, height)) {
+        return std::nullopt;
+    }
+    Wanted wanted;
+    const int longer = static_cast<int>(std::min<unsigned>(longerSide, 65535));
+    (width >= height ? wanted.width : wanted.height) = longer;
+    return decode(codec, data, size, wanted, clean);
 }
 
 std::optional<std::string> encode(const Pixels& pixels, int quality)
@@ -362,6 +387,78 @@ std::string thumbnail(const std::string& path, unsigned longerSide, int orientat
         }
     }
     return made;
+}
+
+namespace {
+
+// The size of a `width` x `height` picture fitted into a box (never enlarged).
+void fittedInBox(int width, int height, unsigned boxWidth, unsigned boxHeight, int& w, int& h)
+{
+    const double scale = std::min({1.0, static_cast<double>(boxWidth) / width, static_cast<double>(boxHeight) / height});
+    w = std::max(1, static_cast<int>(std::lround(width * scale)));
+    h = std::max(1, static_cast<int>(std::lround(height * scale)));
+}
+
+Picture pictureOf(Pixels pixels, bool bgr)
+{
+    Picture out;
+    out.width = pixels.width;
+    out.height = pixels.height;
+    out.bgr = bgr;
+    out.pixels = std::move(pixels.rgb);
+    return out;
+}
+
+// The whole file when it is a JPEG of a size we read.
+bool readJpeg(const std::string& path, std::vector<std::uint8_t>& bytes)
+{
+    std::ifstream in(std::filesystem::u8path(path), std::ios::binary);
+    char start[3] = {};
+    if (!in || !in.read(start, 3) || start[0] != '\xFF' || start[1] != '\xD8' || start[2] != '\xFF') {
+        return false;
+    }
+    in.seekg(0, std::ios::end);
+    const auto size = static_cast<std::uint64_t>(in.tellg());
+    if (size > MostFileBytes) {
+        return false;
+    }
+    bytes.resize(static_cast<std::size_t>(size));
+    in.seekg(0);
+    return static_cast<bool>(in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size)));
+}
+
+} // namespace
+
+Picture fittedPicture(const std::string& path, unsigned boxWidth, unsigned boxHeight, int orientation, bool bgr)
+{
+    if (boxWidth == 0 || boxHeight == 0) {
+        throw std::runtime_error("no room for the picture");
+    }
+    const bool swaps = orientation >= 5 && orientation <= 8;
+    const Codec codec = decoder();
+    std::vector<std::uint8_t> bytes;
+    int width = 0, height = 0;
+    if (readJpeg(path, bytes) && header(codec, bytes.data(), bytes.size(), width, height)) {
+        // Fitted as seen, decoded as stored.
+        int w = 0, h = 0;
+        fittedInBox(swaps ? height : width, swaps ? width : height, boxWidth, boxHeight, w, h);
+        Wanted wanted{swaps ? h : w, swaps ? w : h, bgr, MostShownPixels};
+        if (std::optional<Pixels> decoded = decode(codec, bytes.data(), bytes.size(), wanted)) {
+            return pictureOf(upright(scaled(*decoded, wanted.width, wanted.height), orientation), bgr);
+        }
+    }
+    // Other pictures (and JPEGs the codec cannot give as RGB) come from the image service,
+    // upright, as a JPEG of the box's longer side.
+    const std::string made = imageService().thumbnail(path, std::max(boxWidth, boxHeight), orientation);
+    const auto* data = reinterpret_cast<const std::uint8_t*>(made.data());
+    Wanted all{0, 0, bgr, MostShownPixels};
+    std::optional<Pixels> decoded = decode(codec, data, made.size(), all);
+    if (!decoded) {
+        throw std::runtime_error("the picture could not be decoded");
+    }
+    int w = 0, h = 0;
+    fittedInBox(decoded->width, decoded->height, boxWidth, boxHeight, w, h);
+    return pictureOf(scaled(*decoded, w, h), bgr);
 }
 
 } // namespace Lumeno::Platform

@@ -7,6 +7,7 @@
 #include <turbojpeg.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -174,4 +175,37 @@ TEST(Thumbnail, AnEmbeddedThumbnailOfJustTheSizeIsTakenAsItIsWhenUpright)
         jpegThumbnail(photo.data(), photo.size(), 160, 6, Embedded{cut.data(), cut.size()});
     ASSERT_TRUE(turnedFromPicture);
     EXPECT_TRUE(near(decoded(*turnedFromPicture).at(40, 40), Red));
+}
+
+TEST(Thumbnail, AViewersPictureIsFittedIntoItsBoxAsSeenInEitherByteOrder)
+{
+    const std::vector<std::uint8_t> photo = halves(1600, 800, Red, Blue);
+    const std::string path = ::testing::TempDir() + "lumeno-fitted.jpg";
+    {
+        std::FILE* f = std::fopen(path.c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        std::fwrite(photo.data(), 1, photo.size(), f);
+        std::fclose(f);
+    }
+    using Lumeno::Platform::fittedPicture;
+    // The box's narrower side decides; a quarter-turned picture is fitted as it is seen.
+    const auto wide = fittedPicture(path, 400, 400, 1);
+    EXPECT_EQ(wide.width, 400);
+    EXPECT_EQ(wide.height, 200);
+    ASSERT_EQ(wide.pixels.size(), 400u * 200 * 3);
+    EXPECT_TRUE(near({wide.pixels[0], wide.pixels[1], wide.pixels[2]}, Red));
+    const auto turned = fittedPicture(path, 400, 300, 6, true);
+    EXPECT_EQ(turned.width, 150);
+    EXPECT_EQ(turned.height, 300);
+    // Blue, green, red: the stored left half (red) is on top.
+    EXPECT_TRUE(near({turned.pixels[2], turned.pixels[1], turned.pixels[0]}, Red));
+    const std::size_t last = turned.pixels.size() - 3;
+    EXPECT_TRUE(near({turned.pixels[last + 2], turned.pixels[last + 1], turned.pixels[last]}, Blue));
+    // Never enlarged.
+    const auto whole = fittedPicture(path, 5000, 5000, 1);
+    EXPECT_EQ(whole.width, 1600);
+    EXPECT_EQ(whole.height, 800);
+    EXPECT_THROW(fittedPicture(path, 0, 10, 1), std::runtime_error);
+    std::remove(path.c_str());
+    EXPECT_THROW(fittedPicture(path, 10, 10, 1), std::runtime_error);
 }

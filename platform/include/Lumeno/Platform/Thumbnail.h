@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Lumeno::Platform {
 
@@ -34,5 +35,21 @@ std::string thumbnail(const std::string& path, unsigned longerSide, int orientat
 // decodes (a CMYK one, a damaged one), which the image service may still read.
 std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t size, unsigned longerSide,
                                          int orientation, Embedded embedded = {}, int quality = ThumbnailQuality);
+
+// A picture's pixels, three bytes each (red, green, blue; or blue, green, red when `bgr`, as
+// Windows' bitmaps have them), row after row without padding.
+struct Picture {
+    int width = 0;
+    int height = 0;
+    bool bgr = false;
+    std::vector<std::uint8_t> pixels;
+};
+
+// The picture at `path` as it is meant to be seen (turned upright by `orientation`), fitted into
+// `boxWidth` x `boxHeight` (never enlarged): a viewer's picture. A JPEG is decoded at the
+// codec's smallest reduction that still covers the box, other pictures through the image
+// service. Throws std::runtime_error with the reason when the picture cannot be made.
+Picture fittedPicture(const std::string& path, unsigned boxWidth, unsigned boxHeight, int orientation,
+                      bool bgr = false);
 
 } // namespace Lumeno::Platform
