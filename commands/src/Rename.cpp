@@ -171,6 +171,8 @@ void CommandFileRename::finishFile(const std::string& path, std::unique_ptr<Prep
     try {
         if (!Platform::services().moveFileNoReplace(path, target)) {
             reportFailure(path, "cannot rename to " + newName + ": a file of that name exists");
+        } else {
+            renamed_.emplace_back(path, target);
         }
     } catch (const std::system_error& e) {
         reportFailure(path, "cannot rename to " + newName + ": " + e.code().message());

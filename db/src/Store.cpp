@@ -700,23 +700,30 @@ void Store::write(const StoreImageEntry& entry, const std::string& jpeg, bool wi
     }
 }
 
+bool Store::present()
+{
+    Utility::CriticalSectionLock lock(section_);
+    if (engine_) {
+        return true;
+    }
+    std::string folder = chosenFolder_;
+    if (folder.empty()) {
+        try {
+            folder = defaultFolder();
+        } catch (const ErrorDb&) {
+            return false; // no data folder, so no store
+        }
+    }
+    std::error_code ec;
+    return fs::exists(fs::u8path(folder) / "Gallery.GDB", ec);
+}
+
 void Store::refresh(const std::string& givenPath)
 {
     const std::string path = fullPath(givenPath);
     Utility::CriticalSectionLock lock(section_);
-    if (!engine_) {
-        std::string folder = chosenFolder_;
-        if (folder.empty()) {
-            try {
-                folder = defaultFolder();
-            } catch (const ErrorDb&) {
-                return; // no data folder, so no store
-            }
-        }
-        std::error_code ec;
-        if (!fs::exists(fs::u8path(folder) / "Gallery.GDB", ec)) {
-            return; // no store to refresh
-        }
+    if (!present()) {
+        return; // no store to refresh
     }
     StoreImageEntry entry;
     if (image(path, entry)) {

@@ -196,8 +196,8 @@ bool header(const Codec& codec, const std::uint8_t* data, std::size_t size, int&
            width > 0 && height > 0 && colorspace != TJCS_CMYK && colorspace != TJCS_YCCK;
 }
 
-// What a decode is asked for: the size (as stored) it must still cover, the order of the three
-// bytes, and how many pixels it may make at most.
+// What a decode is asked for: the size (as stored) it must still cover (65535 for the whole
+// picture), the order of the three bytes, and how many pixels it may make at most.
 struct Wanted {
     int width = 0;
     int height = 0;
@@ -399,11 +399,13 @@ void fittedInBox(int width, int height, unsigned boxWidth, unsigned boxHeight, i
     h = std::max(1, static_cast<int>(std::lround(height * scale)));
 }
 
-Picture pictureOf(Pixels pixels, bool bgr)
+Picture pictureOf(Pixels pixels, bool bgr, int fullWidth, int fullHeight)
 {
     Picture out;
     out.width = pixels.width;
     out.height = pixels.height;
+    out.fullWidth = fullWidth;
+    out.fullHeight = fullHeight;
     out.bgr = bgr;
     out.pixels = std::move(pixels.rgb);
     return out;
@@ -444,21 +446,37 @@ Picture fittedPicture(const std::string& path, unsigned boxWidth, unsigned boxHe
         fittedInBox(swaps ? height : width, swaps ? width : height, boxWidth, boxHeight, w, h);
         Wanted wanted{swaps ? h : w, swaps ? w : h, bgr, MostShownPixels};
         if (std::optional<Pixels> decoded = decode(codec, bytes.data(), bytes.size(), wanted)) {
-            return pictureOf(upright(scaled(*decoded, wanted.width, wanted.height), orientation), bgr);
+            return pictureOf(upright(scaled(*decoded, wanted.width, wanted.height), orientation), bgr,
+                             swaps ? height : width, swaps ? width : height);
         }
     }
     // Other pictures (and JPEGs the codec cannot give as RGB) come from the image service,
     // upright, as a JPEG of the box's longer side.
     const std::string made = imageService().thumbnail(path, std::max(boxWidth, boxHeight), orientation);
     const auto* data = reinterpret_cast<const std::uint8_t*>(made.data());
-    Wanted all{0, 0, bgr, MostShownPixels};
+    Wanted all{65535, 65535, bgr, MostShownPixels};
     std::optional<Pixels> decoded = decode(codec, data, made.size(), all);
     if (!decoded) {
         throw std::runtime_error("the picture could not be decoded");
     }
     int w = 0, h = 0;
     fittedInBox(decoded->width, decoded->height, boxWidth, boxHeight, w, h);
-    return pictureOf(scaled(*decoded, w, h), bgr);
+    const int fullWidth = decoded->width;
+    const int fullHeight = decoded->height;
+    return pictureOf(scaled(*decoded, w, h), bgr, fullWidth, fullHeight);
+}
+
+std::optional<Picture> jpegPicture(const std::uint8_t* data, std::size_t size, bool bgr)
+{
+    const Codec codec = decoder();
+    Wanted all{65535, 65535, bgr, MostDecodedPixels};
+    std::optional<Pixels> decoded = decode(codec, data, size, all);
+    if (!decoded) {
+        return std::nullopt;
+    }
+    const int w = decoded->width;
+    const int h = decoded->height;
+    return pictureOf(std::move(*decoded), bgr, w, h);
 }
 
 } // namespace Lumeno::Platform

@@ -293,6 +293,9 @@ HRESULT CLumenoContextMenu::run(const MenuItem& item, HWND window, bool control)
         return showOptions(window);
     case MenuCommand::CreateSlideShow:
         return createSlideShowCD(files_, window);
+    case MenuCommand::Preview:
+    case MenuCommand::SlideShow:
+        return showPictures(item.command == MenuCommand::SlideShow, files_);
     default:
         return runAnnotation(item, files_, window);
     }

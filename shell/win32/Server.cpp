@@ -34,6 +34,14 @@ HRESULT createPropertySheetEntry(int, IUnknown* outer, IUnknown** inner)
 {
     return createPropertySheet(outer, inner);
 }
+HRESULT createPreviewEntry(int, IUnknown* outer, IUnknown** inner)
+{
+    return createPreview(outer, inner);
+}
+HRESULT createSlideShowEntry(int, IUnknown* outer, IUnknown** inner)
+{
+    return createSlideShow(outer, inner);
+}
 
 // The class table: identifier, registration script, and the creator of the class's objects
 // (null while they are not built: such a class is registered but not served).
@@ -45,8 +53,8 @@ const ClassEntry ClassTable[] = {
     {"{D236AA06-A5A9-438B-87A3-D51D8FD38093}", 105, nullptr, 0, true},  // CFields
     {"{0DF49261-F891-4A12-9092-EC3566EADCCC}", 101, createPropertySheetEntry, 0, true},
     {"{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", 103, createContextMenuEntry, 0, true},
-    {"{FC7BBDBC-7E6D-4911-9CC3-E0B46EB48244}", 206, nullptr, 0, true},  // CLumenoPreview
-    {"{4B0D5947-C512-4028-93B6-FD94EEF5AECA}", 115, nullptr, 0, true},  // CLumenoSlideShow
+    {"{FC7BBDBC-7E6D-4911-9CC3-E0B46EB48244}", 206, createPreviewEntry, 0, true},
+    {"{4B0D5947-C512-4028-93B6-FD94EEF5AECA}", 115, createSlideShowEntry, 0, true},
     {"{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}", 124, createInfoTipEntry, 0, true},
     {"{5D2257E7-CCBF-496F-A579-0E5625E2E15B}", 126, createColumnProviderEntry, 0, true},
     {"{89434BB7-16EA-4562-8372-5AD47F18F97B}", 129, nullptr, 0, false}, // CLumenoNamespaceFolder
@@ -160,53 +168,6 @@ std::basic_string<WCHAR> modulePath()
     return std::basic_string<WCHAR>(path, n < MAX_PATH ? n : 0);
 }
 
-std::string toUtf8(const WCHAR* text)
-{
-    const int n = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (n <= 1) {
-        return std::string();
-    }
-    std::string out(static_cast<std::size_t>(n - 1), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, &out[0], n, nullptr, nullptr);
-    return out;
-}
-
-std::basic_string<WCHAR> toUtf16(const std::string& text)
-{
-    // Metadata text is UTF-8 or in the system's ANSI code page (older IPTC, EXIF text).
-    UINT codePage = CP_UTF8;
-    int n = MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, text.c_str(), -1, nullptr, 0);
-    if (n <= 0) {
-        codePage = CP_ACP;
-        n = MultiByteToWideChar(codePage, 0, text.c_str(), -1, nullptr, 0);
-    }
-    if (n <= 1) {
-        return std::basic_string<WCHAR>();
-    }
-    std::basic_string<WCHAR> out(static_cast<std::size_t>(n - 1), 0);
-    MultiByteToWideChar(codePage, 0, text.c_str(), -1, &out[0], n);
-    return out;
-}
-
-std::string windowText(HWND window)
-{
-    const int length = GetWindowTextLengthW(window);
-    std::basic_string<WCHAR> text(static_cast<std::size_t>(length) + 1, 0);
-    GetWindowTextW(window, &text[0], length + 1);
-    text.resize(static_cast<std::size_t>(length));
-    return toUtf8(text.c_str());
-}
-
-std::string windowText(HWND dialog, int control)
-{
-    return windowText(GetDlgItem(dialog, control));
-}
-
-std::string portablePath(const WCHAR* path)
-{
-    return toUtf8(path);
-}
-
 // The selected files of a data object, as the shell hands them over (CF_HDROP).
 std::vector<std::string> droppedFiles(IDataObject* data)
 {
@@ -261,6 +222,16 @@ HRESULT STDMETHODCALLTYPE ComObject::Inner::QueryInterface(REFIID riid, void** p
     }
     static_cast<IUnknown*>(found)->AddRef();
     return S_OK;
+}
+
+bool ComObject::addRefUnlessGone()
+{
+    for (LONG now = references_; now > 0; now = references_) {
+        if (InterlockedCompareExchange(&references_, now + 1, now) == now) {
+            return true;
+        }
+    }
+    return false;
 }
 
 ULONG STDMETHODCALLTYPE ComObject::Inner::AddRef()

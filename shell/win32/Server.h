@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ShellInterfaces.h"
+#include "Text.h"
 
 #include <cstddef>
 #include <new>
@@ -20,15 +21,6 @@ UINT rawIptcClipboardFormat();
 // The module's own path, as Windows names it.
 std::basic_string<WCHAR> modulePath();
 
-// UTF-16 and UTF-8 in WCHAR buffers (the C++ library's wide strings do not fit Winelib, whose
-// wchar_t is 16 bits wide).
-std::string toUtf8(const WCHAR* text);
-std::basic_string<WCHAR> toUtf16(const std::string& text);
-// The text of a window (an edit field), or of a dialog's control, in UTF-8.
-std::string windowText(HWND window);
-std::string windowText(HWND dialog, int control);
-// A path from the shell, as the portable code opens it.
-std::string portablePath(const WCHAR* path);
 // The files a data object from the shell names (CF_HDROP), as the portable code opens them.
 std::vector<std::string> droppedFiles(IDataObject* data);
 
@@ -46,6 +38,9 @@ public:
     // The non-delegating unknown, what an aggregating object holds.
     IUnknown* innerUnknown() { return &inner_; }
     IUnknown* controllingUnknown() { return outer_; }
+    // Takes a reference unless the last one is gone already (the object is on its way out): for
+    // an object that others find through a pointer of their own, which takes no reference.
+    bool addRefUnlessGone();
 
 protected:
     // The interface for `riid` other than IUnknown, or null.
@@ -95,6 +90,13 @@ HRESULT createInfoTip(IUnknown* outer, IUnknown** inner);
 HRESULT createContextMenu(IUnknown* outer, IUnknown** inner);
 HRESULT createPropertySheet(IUnknown* outer, IUnknown** inner);
 HRESULT createOverlayIdentifier(int kind, IUnknown* outer, IUnknown** inner);
+// The preview and the slide show: one object per process for every request that does not
+// aggregate it (an aggregated one belongs to its outer object alone, so it is made anew).
+HRESULT createPreview(IUnknown* outer, IUnknown** inner);
+HRESULT createSlideShow(IUnknown* outer, IUnknown** inner);
+// Opens the preview or starts the slide show on the files, as the context menu does: the paths
+// in a string enumerator handed to the class's object.
+HRESULT showPictures(bool slideShow, const std::vector<std::string>& files);
 
 // The CLSID of the info tip class, which the per-extension registration names.
 constexpr const char* InfoTipClsid = "{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}";

@@ -190,6 +190,10 @@ TEST_F(CommandFiles, RenameCountsAcrossTheRunAndNeverOverwrites)
                              "blocked.tif: cannot rename to 20030714-090503-03.tif: a file of that name exists"}));
     EXPECT_EQ(get("20030714-090503-03.tif"), bytesOf("in the way"));
     EXPECT_EQ(rename.failures(), 1u);
+    // What was renamed, and to what: the blocked and undated files are not among them.
+    ASSERT_EQ(rename.renamed().size(), 3u);
+    EXPECT_EQ(rename.renamed()[0], std::make_pair(file("IMG_0042.JPG"), file("20030714-090503-00.JPG")));
+    EXPECT_EQ(rename.renamed()[2], std::make_pair(file("noext"), file("20030714-090503-02")));
 }
 
 TEST_F(CommandFiles, TheCounterWrapsAfterNinetyNine)

@@ -209,3 +209,15 @@ TEST(Thumbnail, AViewersPictureIsFittedIntoItsBoxAsSeenInEitherByteOrder)
     std::remove(path.c_str());
     EXPECT_THROW(fittedPicture(path, 10, 10, 1), std::runtime_error);
 }
+
+TEST(Thumbnail, AThumbnailInMemoryIsDecodedWhole)
+{
+    const std::vector<std::uint8_t> photo = halves(320, 200, Red, Blue);
+    const auto whole = Lumeno::Platform::jpegPicture(photo.data(), photo.size(), true);
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->width, 320);
+    EXPECT_EQ(whole->height, 200);
+    EXPECT_TRUE(near({whole->pixels[2], whole->pixels[1], whole->pixels[0]}, Red));
+    const std::uint8_t noJpeg[] = {0xFF, 0xD8, 0xFF, 0xE0, 0, 2};
+    EXPECT_FALSE(Lumeno::Platform::jpegPicture(noJpeg, sizeof noJpeg));
+}

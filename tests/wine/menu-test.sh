@@ -38,27 +38,30 @@ host_checks "$work/check.out"
 tab=$'\t'
 menu_test menu "$dll" "$(win sample.jpg)" >"$work/jpeg.menu"
 cat >"$work/jpeg.expected" <<END
-commands: 15
+commands: 17
 Lumeno >
-  Rename based on EXIF date${tab}#0${tab}rename${tab}Rename based on EXIF date
-  Rotate JPEG +90${tab}#1${tab}rotateRight${tab}Rotate JPEG +90
-  Rotate JPEG -90${tab}#2${tab}rotateLeft${tab}Rotate JPEG -90
-  Export EXIF to text file${tab}#3${tab}exportExif${tab}Export EXIF to text file
-  Export IPTC to text file${tab}#4${tab}exportIptc${tab}Export IPTC to text file
-  Export XMP to text file${tab}#5${tab}exportXmp${tab}Export XMP to text file
-  Synchronize with database${tab}#6${tab}synchronize${tab}Synchronize with database
-  Create Lumeno slide show${tab}#7${tab}createSlideShowCD${tab}Create Lumeno slide show
+  Preview images...${tab}#0${tab}preview${tab}Preview images...
+  Run slide show...${tab}#1${tab}slideshow${tab}Run slide show...
   -
-  Edit metadata...${tab}#8${tab}annotateAdd${tab}Edit the IPTC information of the selected pictures
-  Remove metadata${tab}#9${tab}annotateRemove${tab}Remove the IPTC information from the selected pictures
-  Cut metadata${tab}#10${tab}annotateCut${tab}Copy the picture's IPTC information and remove it from the picture
-  Copy metadata${tab}#11${tab}annotateCopy${tab}Copy the picture's IPTC information
-  Paste metadata [grey]${tab}#12${tab}annotatePaste${tab}Write the copied IPTC information into the selected pictures
-  Create template...${tab}#13${tab}annotateCreateTemplate${tab}Keep the picture's IPTC information as a template
+  Rename based on EXIF date${tab}#2${tab}rename${tab}Rename based on EXIF date
+  Rotate JPEG +90${tab}#3${tab}rotateRight${tab}Rotate JPEG +90
+  Rotate JPEG -90${tab}#4${tab}rotateLeft${tab}Rotate JPEG -90
+  Export EXIF to text file${tab}#5${tab}exportExif${tab}Export EXIF to text file
+  Export IPTC to text file${tab}#6${tab}exportIptc${tab}Export IPTC to text file
+  Export XMP to text file${tab}#7${tab}exportXmp${tab}Export XMP to text file
+  Synchronize with database${tab}#8${tab}synchronize${tab}Synchronize with database
+  Create Lumeno slide show${tab}#9${tab}createSlideShowCD${tab}Create Lumeno slide show
+  -
+  Edit metadata...${tab}#10${tab}annotateAdd${tab}Edit the IPTC information of the selected pictures
+  Remove metadata${tab}#11${tab}annotateRemove${tab}Remove the IPTC information from the selected pictures
+  Cut metadata${tab}#12${tab}annotateCut${tab}Copy the picture's IPTC information and remove it from the picture
+  Copy metadata${tab}#13${tab}annotateCopy${tab}Copy the picture's IPTC information
+  Paste metadata [grey]${tab}#14${tab}annotatePaste${tab}Write the copied IPTC information into the selected pictures
+  Create template...${tab}#15${tab}annotateCreateTemplate${tab}Keep the picture's IPTC information as a template
   Apply template > [grey]
   Remove template > [grey]
   -
-  Options...${tab}#14${tab}options${tab}Change the settings of Lumeno
+  Options...${tab}#16${tab}options${tab}Change the settings of Lumeno
 END
 check "the menu of a JPEG: entries, verbs and help texts in ANSI and Unicode" \
   bash -c 'diff "$1" "$2" | head -n 20; cmp -s "$1" "$2"' _ "$work/jpeg.expected" "$work/jpeg.menu"
@@ -77,7 +80,7 @@ wine reg delete 'HKCU\Software\LumenoWorks\Lumeno\Shell' /f >/dev/null 2>&1
 
 # --- the commands, against the Linux tool's --------------------------------------------------------
 cp "$work/files/"* "$work/linux/"
-check "Rotate JPEG +90 by offset" [ "$(menu_test invoke "$dll" '#1' "$(win sample.jpg)")" = 0x00000000 ]
+check "Rotate JPEG +90 by offset" [ "$(menu_test invoke "$dll" '#3' "$(win sample.jpg)")" = 0x00000000 ]
 linux_too rotate cw sample.jpg
 check "... turns the JPEG as 'lumeno rotate cw' does" same_files
 check "Rotate JPEG -90 by Unicode verb" [ "$(menu_test invoke "$dll" 'W:rotateLeft' "$(win sample.jpg)")" = 0x00000000 ]

@@ -190,16 +190,13 @@ std::optional<MenuItem> contextMenu(const MenuSelection& selection, MenuParts pa
     menu.kind = MenuItem::Kind::Submenu;
     menu.text = "Lumeno";
     if (parts.commands) {
-        if (selection.windows) {
-            for (const Row& row : PreviewRows) {
-                menu.items.push_back(entry(row, files));
-            }
-            menu.items.push_back(separator());
+        for (const Row& row : PreviewRows) {
+            menu.items.push_back(entry(row, files));
         }
+        menu.items.push_back(separator());
         for (const Row& row : CommandRows) {
             menu.items.push_back(entry(row, files));
         }
-        // The slide-show CD is a PDF and a folder: it needs no window of ours.
         menu.items.push_back(entry(SlideShowRow, files));
     }
     if (parts.annotation) {

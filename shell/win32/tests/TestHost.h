@@ -150,17 +150,25 @@ inline IDataObject* dataObjectFor(const std::vector<std::string>& paths)
     return data;
 }
 
-// A window's picture: its pixels from its DC into a DIB section (which works where PrintWindow
-// does not, under Wine's display driver for no display), written as a BMP file; the number of
-// different colours it holds, 0 when it could not be taken.
-inline std::size_t picture(HWND window, const std::string& path, int& width, int& height)
+// A window's client area as 32-bit pixels (0x00RRGGBB), top row first.
+struct Capture {
+    int width = 0;
+    int height = 0;
+    std::vector<DWORD> pixels;
+    DWORD at(int x, int y) const { return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + x] & 0xFFFFFF; }
+};
+
+// The pixels from the window's DC into a DIB section (which works where PrintWindow does not,
+// under Wine's display driver for no display); empty when they could not be taken.
+inline Capture capture(HWND window)
 {
+    Capture c;
     RECT r;
     GetClientRect(window, &r);
-    width = r.right - r.left;
-    height = r.bottom - r.top;
+    const int width = r.right - r.left;
+    const int height = r.bottom - r.top;
     if (width <= 0 || height <= 0) {
-        return 0;
+        return c;
     }
     BITMAPINFO info = {};
     info.bmiHeader.biSize = sizeof info.bmiHeader;
@@ -173,37 +181,64 @@ inline std::size_t picture(HWND window, const std::string& path, int& width, int
     HDC source = GetDC(window);
     HDC memory = CreateCompatibleDC(source);
     HBITMAP bitmap = CreateDIBSection(source, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    std::set<DWORD> colours;
     if (bitmap != nullptr && bits != nullptr) {
         HGDIOBJ old = SelectObject(memory, bitmap);
         BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
         GdiFlush();
         const auto* pixels = static_cast<const DWORD*>(bits);
-        const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-        for (std::size_t i = 0; i < count; ++i) {
-            colours.insert(pixels[i] & 0xFFFFFF);
-        }
-        // Bottom-up rows, as a BMP file keeps them.
-        BITMAPFILEHEADER file = {};
-        BITMAPINFOHEADER bmp = info.bmiHeader;
-        bmp.biHeight = height;
-        const DWORD size = static_cast<DWORD>(count * 4);
-        file.bfType = 0x4D42;
-        file.bfOffBits = sizeof file + sizeof bmp;
-        file.bfSize = file.bfOffBits + size;
-        if (FILE* out = std::fopen(path.c_str(), "wb")) {
-            std::fwrite(&file, sizeof file, 1, out);
-            std::fwrite(&bmp, sizeof bmp, 1, out);
-            for (int y = height - 1; y >= 0; --y) {
-                std::fwrite(pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(width), 4,
-                            static_cast<std::size_t>(width), out);
-            }
-            std::fclose(out);
-        }
+        c.width = width;
+        c.height = height;
+        c.pixels.assign(pixels, pixels + static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
         SelectObject(memory, old);
         DeleteObject(bitmap);
     }
     DeleteDC(memory);
     ReleaseDC(window, source);
+    return c;
+}
+
+// A capture written as a BMP file (bottom-up rows, as the format keeps them).
+inline bool writeBmp(const Capture& c, const std::string& path)
+{
+    BITMAPFILEHEADER file = {};
+    BITMAPINFOHEADER bmp = {};
+    bmp.biSize = sizeof bmp;
+    bmp.biWidth = c.width;
+    bmp.biHeight = c.height;
+    bmp.biPlanes = 1;
+    bmp.biBitCount = 32;
+    bmp.biCompression = BI_RGB;
+    const DWORD size = static_cast<DWORD>(c.pixels.size() * 4);
+    file.bfType = 0x4D42;
+    file.bfOffBits = sizeof file + sizeof bmp;
+    file.bfSize = file.bfOffBits + size;
+    FILE* out = std::fopen(path.c_str(), "wb");
+    if (out == nullptr) {
+        return false;
+    }
+    std::fwrite(&file, sizeof file, 1, out);
+    std::fwrite(&bmp, sizeof bmp, 1, out);
+    for (int y = c.height - 1; y >= 0; --y) {
+        std::fwrite(c.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(c.width), 4,
+                    static_cast<std::size_t>(c.width), out);
+    }
+    return std::fclose(out) == 0;
+}
+
+// A window's picture written as a BMP file; the number of different colours it holds, 0 when it
+// could not be taken.
+inline std::size_t picture(HWND window, const std::string& path, int& width, int& height)
+{
+    const Capture c = capture(window);
+    width = c.width;
+    height = c.height;
+    if (c.pixels.empty()) {
+        return 0;
+    }
+    writeBmp(c, path);
+    std::set<DWORD> colours;
+    for (DWORD pixel : c.pixels) {
+        colours.insert(pixel & 0xFFFFFF);
+    }
     return colours.size();
 }

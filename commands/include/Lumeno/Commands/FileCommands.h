@@ -6,6 +6,7 @@
 #include <Lumeno/Platform/Services.h>
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Metadata {
@@ -28,8 +29,13 @@ protected:
     std::unique_ptr<Prepared> prepareFile(const std::string& path) override;
     void finishFile(const std::string& path, std::unique_ptr<Prepared> prepared) override;
 
+public:
+    // The files renamed so far: each old path with its new one (a viewer follows its pictures).
+    const std::vector<std::pair<std::string, std::string>>& renamed() const noexcept { return renamed_; }
+
 private:
     std::uint32_t counter_ = 0;
+    std::vector<std::pair<std::string, std::string>> renamed_;
 };
 
 // The capture date of an image, first valid source winning: the IPTC Date Created with Time

@@ -164,6 +164,9 @@ public:
     // update(path, true) for an image the store holds already; nothing for others (and nothing
     // at all while no store exists).
     void refresh(const std::string& path);
+    // Whether a store is open or exists to be opened (a viewer asks before it reads thumbnails,
+    // so that looking at pictures never makes a store).
+    bool present();
 
     bool image(const std::string& path, StoreImageEntry& entry);
     bool thumbnail(const std::string& path, std::string& jpeg);

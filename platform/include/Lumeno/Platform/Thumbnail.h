@@ -41,6 +41,10 @@ std::optional<std::string> jpegThumbnail(const std::uint8_t* data, std::size_t s
 struct Picture {
     int width = 0;
     int height = 0;
+    // The picture's own size as seen, before it was fitted (as far as known: a picture from the
+    // image service that was made smaller tells only its fitted size).
+    int fullWidth = 0;
+    int fullHeight = 0;
     bool bgr = false;
     std::vector<std::uint8_t> pixels;
 };
@@ -51,5 +55,8 @@ struct Picture {
 // service. Throws std::runtime_error with the reason when the picture cannot be made.
 Picture fittedPicture(const std::string& path, unsigned boxWidth, unsigned boxHeight, int orientation,
                       bool bgr = false);
+
+// A JPEG in memory decoded whole (a thumbnail); nothing when the codec cannot decode it.
+std::optional<Picture> jpegPicture(const std::uint8_t* data, std::size_t size, bool bgr = false);
 
 } // namespace Lumeno::Platform

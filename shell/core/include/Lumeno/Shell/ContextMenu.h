@@ -45,13 +45,11 @@ struct MenuItem {
 };
 
 // What the menu is made for: the selected files (full paths), whether the clipboard holds a
-// copied IPTC record, the names of the saved templates, and whether the preview and slide-show
-// windows are available.
+// copied IPTC record, and the names of the saved templates.
 struct MenuSelection {
     std::vector<std::string> files;
     bool iptcOnClipboard = false;
     std::vector<std::string> templates;
-    bool windows = false;
 };
 
 // Which parts the user shows: the commands (EnableLumenoMenu) and the annotation entries

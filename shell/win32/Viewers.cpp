@@ -1,0 +1,402 @@
+// The preview and slide-show classes: the objects the context menu and scripts make to open the
+// windows. Each is handed the pictures (a string enumerator from the menu, paths one by one from
+// a script) and shows them; the window keeps its object while it is open.
+#include "Server.h"
+#include "ViewerWindows.h"
+
+#include "lumeno_h.h"
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+namespace Lumeno::Shell {
+
+namespace {
+
+// The type library in the module, whose descriptions answer the scripts' calls.
+ITypeInfo* typeInfo(REFIID iid)
+{
+    ITypeLib* library = nullptr;
+    if (FAILED(LoadTypeLibEx(modulePath().c_str(), REGKIND_NONE, &library))) {
+        return nullptr;
+    }
+    ITypeInfo* info = nullptr;
+    library->GetTypeInfoOfGuid(iid, &info);
+    library->Release();
+    return info;
+}
+
+template <class Interface> class Viewer final : public ComObject, public Interface {
+public:
+    using Open = HWND (*)(const std::vector<std::string>& files, const ViewerHooks& hooks);
+
+    Viewer(Open open, Viewer** singleton, IUnknown* outer) : ComObject(outer), open_(open), singleton_(singleton) {}
+    ~Viewer() override
+    {
+        if (info_ != nullptr) {
+            info_->Release();
+        }
+        if (singleton_ != nullptr) {
+            std::lock_guard<std::mutex> lock(singletonMutex());
+            if (*singleton_ == this) {
+                *singleton_ = nullptr;
+            }
+        }
+    }
+
+    static std::mutex& singletonMutex()
+    {
+        static std::mutex mutex;
+        return mutex;
+    }
+
+    LUMENO_DELEGATING_UNKNOWN
+
+    // IDispatch, from the type library.
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override
+    {
+        if (count == nullptr) {
+            return E_POINTER;
+        }
+        *count = 1;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override
+    {
+        if (info == nullptr) {
+            return E_POINTER;
+        }
+        *info = nullptr;
+        if (index != 0) {
+            return DISP_E_BADINDEX;
+        }
+        ITypeInfo* own = ownInfo();
+        if (own == nullptr) {
+            return TYPE_E_CANTLOADLIBRARY;
+        }
+        own->AddRef();
+        *info = own;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override
+    {
+        ITypeInfo* own = ownInfo();
+        return own == nullptr ? TYPE_E_CANTLOADLIBRARY : DispGetIDsOfNames(own, names, count, ids);
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                                     EXCEPINFO* exception, UINT* badArgument) override
+    {
+        ITypeInfo* own = ownInfo();
+        if (own == nullptr) {
+            return TYPE_E_CANTLOADLIBRARY;
+        }
+        return DispInvoke(static_cast<Interface*>(this), own, id, flags, parameters, result, exception, badArgument);
+    }
+
+    HRESULT STDMETHODCALLTYPE AddFile(BSTR path) override
+    {
+        if (path == nullptr || SysStringLen(path) == 0) {
+            return E_INVALIDARG;
+        }
+        try {
+            std::lock_guard<std::mutex> lock(mutex_);
+            files_.push_back(portablePath(path));
+        } catch (...) {
+            return E_OUTOFMEMORY;
+        }
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE AddFiles(IUnknown* files) override
+    {
+        if (files == nullptr) {
+            return E_INVALIDARG;
+        }
+        IEnumString* strings = nullptr;
+        if (FAILED(files->QueryInterface(IID_IEnumString, reinterpret_cast<void**>(&strings)))) {
+            return E_NOINTERFACE;
+        }
+        HRESULT result = S_OK;
+        for (;;) {
+            LPOLESTR text = nullptr;
+            ULONG got = 0;
+            if (strings->Next(1, &text, &got) != S_OK || got != 1) {
+                break;
+            }
+            if (text != nullptr && text[0] != 0) {
+                result = AddFile(text);
+            }
+            CoTaskMemFree(text);
+            if (FAILED(result)) {
+                break;
+            }
+        }
+        strings->Release();
+        return result;
+    }
+
+    HRESULT STDMETHODCALLTYPE Show() override
+    {
+        std::vector<std::string> files;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            files = files_;
+        }
+        if (files.empty()) {
+            return E_INVALIDARG; // nothing to show
+        }
+        // The window shown is replaced by one on the pictures given now.
+        if (HWND open = window_.load()) {
+            SendMessageW(open, WM_CLOSE, 0, 0);
+        }
+        ViewerHooks hooks;
+        hooks.opened = [this](HWND window) {
+            // The window keeps its object, and so the module, while it is open.
+            controllingUnknown()->AddRef();
+            window_ = window;
+        };
+        hooks.closed = [this] {
+            window_ = nullptr;
+            controllingUnknown()->Release();
+        };
+        try {
+            return open_(files, hooks) != nullptr ? S_OK : E_FAIL;
+        } catch (...) {
+            return E_FAIL;
+        }
+    }
+
+    HRESULT STDMETHODCALLTYPE Close() override
+    {
+        if (HWND open = window_.load()) {
+            SendMessageW(open, WM_CLOSE, 0, 0);
+        }
+        std::lock_guard<std::mutex> lock(mutex_);
+        files_.clear();
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE get_Count(LONG* count) override
+    {
+        if (count == nullptr) {
+            return E_POINTER;
+        }
+        std::lock_guard<std::mutex> lock(mutex_);
+        *count = static_cast<LONG>(files_.size());
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE get_Window(LONG* window) override
+    {
+        if (window == nullptr) {
+            return E_POINTER;
+        }
+        // Window handles fit 32 bits, also in 64-bit processes.
+        *window = static_cast<LONG>(reinterpret_cast<LONG_PTR>(window_.load()));
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE get_Current(LONG* index) override
+    {
+        if (index == nullptr) {
+            return E_POINTER;
+        }
+        HWND open = window_.load();
+        *index = open == nullptr ? -1
+                                 : static_cast<LONG>(LOWORD(SendMessageW(open, RegisterWindowMessageA(ViewerStateMessage), 0, 0)));
+        return S_OK;
+    }
+
+protected:
+    void* interfaceFor(REFIID riid) override
+    {
+        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(Interface))) {
+            return static_cast<Interface*>(this);
+        }
+        return nullptr;
+    }
+
+private:
+    ITypeInfo* ownInfo()
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (info_ == nullptr) {
+            info_ = typeInfo(__uuidof(Interface));
+        }
+        return info_;
+    }
+
+    Open open_;
+    Viewer** singleton_;
+    std::mutex mutex_;
+    std::vector<std::string> files_;
+    std::atomic<HWND> window_{nullptr};
+    ITypeInfo* info_ = nullptr;
+};
+
+using Preview = Viewer<ILumenoPreview>;
+using SlideShow = Viewer<ILumenoSlideShow>;
+
+Preview* g_preview = nullptr;
+SlideShow* g_slideShow = nullptr;
+
+HWND openPreviewHere(const std::vector<std::string>& files, const ViewerHooks& hooks)
+{
+    return openPreview(files, GetActiveWindow(), hooks);
+}
+
+// The one object of its class, made when there is none (or the last one is going).
+template <class T> HRESULT createViewer(T** singleton, typename T::Open open, IUnknown* outer, IUnknown** inner)
+{
+    if (outer != nullptr) {
+        return createObject<T>(inner, outer, open, static_cast<T**>(nullptr));
+    }
+    std::lock_guard<std::mutex> lock(T::singletonMutex());
+    if (*singleton != nullptr && (*singleton)->addRefUnlessGone()) {
+        *inner = (*singleton)->innerUnknown();
+        return S_OK;
+    }
+    T* made = new (std::nothrow) T(open, singleton, nullptr);
+    if (made == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    *singleton = made;
+    *inner = made->innerUnknown();
+    return S_OK;
+}
+
+// The selected paths as a string enumerator, the hand-over the viewer classes take.
+class StringEnumerator final : public IEnumString {
+public:
+    StringEnumerator(std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings, std::size_t next)
+        : strings_(std::move(strings)), next_(next)
+    {
+        lockModule();
+    }
+    ~StringEnumerator() { unlockModule(); }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override
+    {
+        if (ppv == nullptr) {
+            return E_POINTER;
+        }
+        if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IEnumString)) {
+            *ppv = static_cast<IEnumString*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references_)); }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        const LONG left = InterlockedDecrement(&references_);
+        if (left == 0) {
+            delete this;
+        }
+        return static_cast<ULONG>(left);
+    }
+
+    HRESULT STDMETHODCALLTYPE Next(ULONG count, LPOLESTR* out, ULONG* fetched) override
+    {
+        if (out == nullptr || (count > 1 && fetched == nullptr)) {
+            return E_POINTER;
+        }
+        ULONG given = 0;
+        for (; given < count && next_ < strings_->size(); ++given, ++next_) {
+            const std::basic_string<WCHAR>& text = (*strings_)[next_];
+            const std::size_t bytes = (text.size() + 1) * sizeof(WCHAR);
+            out[given] = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
+            if (out[given] == nullptr) {
+                for (ULONG i = 0; i < given; ++i) {
+                    CoTaskMemFree(out[i]);
+                }
+                return E_OUTOFMEMORY;
+            }
+            std::memcpy(out[given], text.c_str(), bytes);
+        }
+        if (fetched != nullptr) {
+            *fetched = given;
+        }
+        return given == count ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override
+    {
+        const std::size_t left = strings_->size() - next_;
+        next_ += count < left ? count : left;
+        return count <= left ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE Reset() override
+    {
+        next_ = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Clone(IEnumString** copy) override
+    {
+        if (copy == nullptr) {
+            return E_POINTER;
+        }
+        *copy = new (std::nothrow) StringEnumerator(strings_, next_);
+        return *copy != nullptr ? S_OK : E_OUTOFMEMORY;
+    }
+
+private:
+    std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings_;
+    std::size_t next_;
+    LONG references_ = 1;
+};
+
+// Hands the pictures to a viewer object in place of any it had, and shows them.
+template <class Interface> HRESULT handOver(IUnknown* object, IEnumString* pictures)
+{
+    Interface* viewer = nullptr;
+    HRESULT result = object->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(&viewer));
+    if (SUCCEEDED(result)) {
+        viewer->Close();
+        result = viewer->AddFiles(pictures);
+        if (SUCCEEDED(result)) {
+            result = viewer->Show();
+        }
+        viewer->Release();
+    }
+    return result;
+}
+
+} // namespace
+
+HRESULT showPictures(bool slideShow, const std::vector<std::string>& files)
+{
+    auto strings = std::make_shared<std::vector<std::basic_string<WCHAR>>>();
+    for (const std::string& file : files) {
+        strings->push_back(toUtf16(file));
+    }
+    IUnknown* inner = nullptr;
+    HRESULT result = slideShow ? createSlideShow(nullptr, &inner) : createPreview(nullptr, &inner);
+    if (FAILED(result)) {
+        return result;
+    }
+    IEnumString* enumerator = new (std::nothrow) StringEnumerator(strings, 0);
+    if (enumerator == nullptr) {
+        inner->Release();
+        return E_OUTOFMEMORY;
+    }
+    result = slideShow ? handOver<ILumenoSlideShow>(inner, enumerator) : handOver<ILumenoPreview>(inner, enumerator);
+    enumerator->Release();
+    inner->Release();
+    return result;
+}
+
+HRESULT createPreview(IUnknown* outer, IUnknown** inner)
+{
+    return createViewer<Preview>(&g_preview, openPreviewHere, outer, inner);
+}
+
+HRESULT createSlideShow(IUnknown* outer, IUnknown** inner)
+{
+    return createViewer<SlideShow>(&g_slideShow, startSlideShow, outer, inner);
+}
+
+} // namespace Lumeno::Shell
