@@ -268,7 +268,9 @@ void Preview::reload(std::size_t index)
     thumbnails_->forget(index);
     overlays_.erase(index);
     viewFor_ = -1;
+    painted_ = -1; // the old pixels are on screen until the new ones are decoded
     pictures_->get(index);
+    redraw();
 }
 
 bool Preview::overFilmstrip(int x, int y) const

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The preview and the slide show under Wine (viewer-test.exe): their classes' objects (one per
 # process, aggregated, called as scripts call them), the preview opened from the context menu and
-# pictured (the first picture at fit against a scaled decode, the filmstrip, next, zoom, close),
+# pictured (the first picture at fit against a scaled decode, the filmstrip, next, zoom, turning
+# and renaming the file, close),
 # the slide show started through the registered class (its own thread, full screen, captions, the
 # delay, pause), a script that starts it, and the slide-show class registered on its own.
 # The pictures of the windows are kept in ARTIFACTS-DIR.
@@ -32,7 +33,10 @@ viewer_test check "$dll" "${files[@]}" >"$work/check.out"
 host_checks "$work/check.out"
 
 wine regsvr32 /s "$dll" >/dev/null 2>&1
-viewer_test preview "$dll" "$(windows "$work/pictures")" "${files[@]}" >"$work/preview.out"
+# The preview turns and renames its first picture: copies of their own.
+mkdir "$work/preview" && cp "$work/files/"*.jpg "$work/preview/"
+viewer_test preview "$dll" "$(windows "$work/pictures")" "$(windows "$work/preview/photo1.jpg")" \
+  "$(windows "$work/preview/photo2.jpg")" "$(windows "$work/preview/photo3.jpg")" >"$work/preview.out"
 host_checks "$work/preview.out"
 check "the preview's picture is kept" convert "$work/pictures/preview.bmp" "$artifacts/preview.png"
 

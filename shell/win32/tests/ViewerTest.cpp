@@ -391,6 +391,24 @@ int preview(const char* dll, const std::string& out, const std::vector<std::stri
     key(window, '0');
     pump(100);
     check(differingPixels(before, capture(window)) < static_cast<std::size_t>(w * rows / 100), "'0' fits it again");
+    // Turned from the window: the file itself, without loss, and the picture shown anew.
+    key(window, 'R');
+    int turnedWidth = 0, turnedHeight = 0;
+    pictureSize(files[0], turnedWidth, turnedHeight);
+    check(turnedWidth == height && turnedHeight == width, "'R' turns the JPEG a quarter clockwise");
+    check(waitShown(window, 0), "... and shows it turned");
+    const Capture turned = capture(window);
+    writeBmp(turned, out + "\\preview-turned.bmp");
+    check(differingPixels(before, turned) > static_cast<std::size_t>(w * rows / 4), "... drawn upright again");
+    // Renamed from the window after its capture date; the window follows the file.
+    key(window, VK_F2);
+    const std::string folder = files[0].substr(0, files[0].find_last_of('\\') + 1);
+    const DWORD renamed = GetFileAttributesW(wide(folder + "20240601-101100-00.jpg").c_str());
+    check(renamed != INVALID_FILE_ATTRIBUTES && GetFileAttributesW(wide(files[0]).c_str()) == INVALID_FILE_ATTRIBUTES,
+          "F2 renames the file after its capture date");
+    char title[256] = {};
+    GetWindowTextA(window, title, sizeof title);
+    check(std::string(title).rfind("20240601-101100-00.jpg", 0) == 0, "... and the title shows the new name");
     key(window, VK_ESCAPE);
     pump(200);
     check(!IsWindow(window), "Escape closes the window");
