@@ -322,8 +322,6 @@ public:
         return target;
     }
 
-    const std::vector<fs::path>& copied() const { return copied_; }
-
     // Takes back what this run copied (and the folder, when it made it).
     void undo()
     {
