@@ -14,19 +14,24 @@ namespace Lumeno::Cli {
 namespace {
 
 const char* const SlideShowHelp =
-    "Usage: lumeno slideshow-cd [--no-pdf] [--quality N] [--size WxH] [--originals] --out DIR FILE...\n"
+    "Usage: lumeno slideshow-cd [--no-pdf] [--quality N] [--size WxH] [--originals]\n"
+    "                           [--viewer EXE] [--autorun-pdf] --out DIR FILE...\n"
     "\n"
     "Writes into DIR a slide show of the pictures, ready to burn on a CD: the PDF\n"
     "Slideshow.pdf with one page per picture, in the order given, each turned\n"
     "upright, fitted into WxH pixels and encoded as JPEG at quality N. With\n"
     "--originals each JPEG is placed as it is (turned by its page, if need be); a\n"
-    "picture the PDF cannot carry so is encoded anew. With --no-pdf the pictures\n"
-    "are copied into DIR/Pictures instead. A picture that cannot be read is left\n"
-    "out and named.\n"
+    "picture the PDF cannot carry so is encoded anew. With --no-pdf, or with a\n"
+    "viewer, the pictures are copied into DIR/Pictures and listed in their order in\n"
+    "DIR/Slideshow.lst. --viewer EXE puts the program EXE on the CD as the viewer,\n"
+    "DIR/LumenoViewer.exe. DIR/autorun.inf starts the viewer, or the PDF with\n"
+    "--autorun-pdf or when there is no viewer. A picture that cannot be read is\n"
+    "left out and named.\n"
     "\n"
     "The defaults are the user's settings (section SlideShow: EnablePDF,\n"
-    "PDFImageQuality, PDFImageWidth, PDFImageHeight, PDFImageUseOriginal): 'lumeno\n"
-    "settings list' shows them. Exit status 1 when a picture was left out.\n";
+    "PDFImageQuality, PDFImageWidth, PDFImageHeight, PDFImageUseOriginal,\n"
+    "AutorunPDF; EnableLumeno, with LumenoViewer.exe installed beside lumeno):\n"
+    "'lumeno settings list' shows them. Exit status 1 when a picture was left out.\n";
 
 unsigned number(const std::string& text, const char* what)
 {
@@ -64,6 +69,11 @@ int runSlideShowCD(const std::vector<std::string>& arguments, Streams streams)
                 options.pdf = false;
             } else if (a == "--originals") {
                 options.originals = true;
+            } else if (a == "--viewer") {
+                options.viewer = true;
+                options.viewerProgram = value();
+            } else if (a == "--autorun-pdf") {
+                options.autorunPdf = true;
             } else if (a == "--quality") {
                 options.quality = number(value(), "the quality");
             } else if (a == "--size") {
@@ -106,6 +116,11 @@ int runSlideShowCD(const std::vector<std::string>& arguments, Streams streams)
         }
         if (!result.pdf.empty()) {
             streams.out << result.pdf << ": " << result.pages << (result.pages == 1 ? " page" : " pages") << "\n";
+        }
+        for (const std::string& written : {result.viewer, result.list, result.autorun}) {
+            if (!written.empty()) {
+                streams.out << written << "\n";
+            }
         }
         for (const std::string& picture : result.pictures) {
             streams.out << picture << "\n";

@@ -1,6 +1,8 @@
 #include "Lumeno/Commands/SlideShowCD.h"
 
+#include <Lumeno/Platform/Services.h>
 #include <Lumeno/Platform/Thumbnail.h>
+#include <Lumeno/Shell/ContextMenu.h>
 #include <Metadata/EXIF.h>
 #include <Metadata/ImageFactory.h>
 #include <Metadata/ImageStream.h>
@@ -9,10 +11,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <set>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -260,14 +265,142 @@ int pageTurn(int orientation)
     }
 }
 
-// A name in the folder for a copy of `source`: its own, or numbered when it is taken.
-fs::path freeName(const fs::path& folder, const fs::path& source)
+std::string lowerAscii(std::string text)
 {
-    fs::path target = folder / source.filename();
-    for (int n = 2; fs::exists(target); ++n) {
-        target = folder / (std::to_string(n) + "-" + source.filename().u8string());
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
+
+// A file name that can go on a CD read by Windows: what Windows does not allow in a name, and a
+// line break (which would split the play list's line), made "_".
+std::string cdFileName(std::string name)
+{
+    for (char& c : name) {
+        if (static_cast<unsigned char>(c) < 0x20 || std::strchr("\\/:*?\"<>|", c) != nullptr) {
+            c = '_';
+        }
     }
-    return target;
+    return name;
+}
+
+// The copies of the pictures in the CD's Pictures folder. A CD is read without regard to letter
+// case, so a name is free only when no name in the folder differs from it by case alone; a
+// second picture of a taken name is numbered ("2-NAME") instead of replacing the first.
+class PictureCopies {
+public:
+    explicit PictureCopies(const fs::path& folder) : folder_(folder)
+    {
+        std::error_code ec;
+        made_ = fs::create_directories(folder_, ec);
+        if (ec || !fs::is_directory(folder_)) {
+            throw std::runtime_error("cannot make the folder " + folder_.u8string());
+        }
+        for (fs::directory_iterator it(folder_, ec), end; !ec && it != end; it.increment(ec)) {
+            taken_.insert(lowerAscii(it->path().filename().u8string()));
+        }
+    }
+
+    // Copies `file`; its name in the folder, or empty (and `why` set) when it cannot be copied.
+    std::string copy(const std::string& file, std::string& why)
+    {
+        const fs::path source = fs::u8path(file);
+        const std::string name = cdFileName(source.filename().u8string());
+        std::string target = name;
+        std::error_code ec;
+        for (int n = 2; taken_.count(lowerAscii(target)) != 0 || fs::exists(folder_ / fs::u8path(target), ec); ++n) {
+            target = std::to_string(n) + "-" + name;
+        }
+        // Never over another file: copy_file refuses one that appeared meanwhile.
+        fs::copy_file(source, folder_ / fs::u8path(target), ec);
+        if (ec) {
+            why = ec.message();
+            return std::string();
+        }
+        taken_.insert(lowerAscii(target));
+        copied_.push_back(folder_ / fs::u8path(target));
+        return target;
+    }
+
+    // Takes back what this run copied (and the folder, when it made it).
+    void undo()
+    {
+        std::error_code ec;
+        for (const fs::path& path : copied_) {
+            fs::remove(path, ec);
+        }
+        copied_.clear();
+        if (made_) {
+            fs::remove(folder_, ec);
+        }
+    }
+
+private:
+    fs::path folder_;
+    bool made_ = false;
+    std::set<std::string> taken_;
+    std::vector<fs::path> copied_;
+};
+
+// The autorun.inf that starts the viewer, or the PDF when it is asked for or is all there is;
+// empty when there is nothing to start. Windows reads it: its lines end in CR LF.
+std::string autorunText(bool viewer, bool pdf, bool autorunPdf)
+{
+    const bool startsPdf = pdf && (autorunPdf || !viewer);
+    if (!viewer && !pdf) {
+        return std::string();
+    }
+    std::string text = "[autorun]\r\n";
+    if (startsPdf) {
+        text += std::string("shellexecute=") + SlideShowPdfName + "\r\n";
+    } else {
+        text += std::string("open=") + ViewerProgramName + "\r\n";
+        text += std::string("icon=") + ViewerProgramName + ",0\r\n";
+    }
+    text += "label=Lumeno slide show\r\n";
+    return text;
+}
+
+// A play list is read a line at a time, each at most this long and at most this many; what is
+// beyond is not read, so that a hostile list cannot take the memory.
+constexpr std::size_t MostListLines = 100000;
+constexpr std::size_t MostLineBytes = 4096;
+
+// The next line of `in` (without its "\n"), at most MostLineBytes kept (`tooLong` said when more
+// were there); false at the end of the file.
+bool readLine(std::streambuf& in, std::string& line, bool& tooLong)
+{
+    line.clear();
+    tooLong = false;
+    auto c = in.sbumpc();
+    if (c == std::char_traits<char>::eof()) {
+        return false;
+    }
+    for (; c != std::char_traits<char>::eof() && c != '\n'; c = in.sbumpc()) {
+        if (line.size() < MostLineBytes) {
+            line.push_back(static_cast<char>(c));
+        } else {
+            tooLong = true;
+        }
+    }
+    return true;
+}
+
+// The path a play list's line names, relative to the CD's folder, with "/" between its parts;
+// empty for a line to skip: empty, absolute (a drive, a share, a root), climbing out with "..",
+// or holding what no file name holds.
+std::string listedPath(std::string line)
+{
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    std::replace(line.begin(), line.end(), '\\', '/');
+    if (line.empty() || line.front() == '/' || line.find(':') != std::string::npos ||
+        line.find("..") != std::string::npos ||
+        std::any_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; })) {
+        return std::string();
+    }
+    return line;
 }
 
 } // namespace
@@ -281,6 +414,10 @@ SlideShowCDOptions SlideShowCDOptions::fromSettings(const UI::Settings& settings
     options.quality = settings.getPDFImageQuality();
     options.width = settings.getPDFImageWidth();
     options.height = settings.getPDFImageHeight();
+    options.autorunPdf = settings.getAutorunPDF();
+    options.viewerProgram = Platform::services().programFolder() + "/" + ViewerProgramName;
+    std::error_code ec;
+    options.viewer = settings.getEnableLumeno() && fs::is_regular_file(fs::u8path(options.viewerProgram), ec);
     return options;
 }
 
@@ -294,6 +431,18 @@ std::string SlideShowCDOptions::whyNot() const
     }
     if (width < LeastSide || width > MostSide || height < LeastSide || height > MostSide) {
         return "the picture size must be from 16 to 16384 pixels on each side";
+    }
+    if (viewer) {
+        if (viewerProgram.empty()) {
+            return "no viewer program given";
+        }
+        std::error_code ec;
+        if (!fs::is_regular_file(fs::u8path(viewerProgram), ec)) {
+            return "the viewer program " + viewerProgram + " is not there (or is no file)";
+        }
+        if (!std::ifstream(fs::u8path(viewerProgram), std::ios::binary)) {
+            return "the viewer program " + viewerProgram + " cannot be read";
+        }
     }
     return std::string();
 }
@@ -311,28 +460,40 @@ SlideShowCDResult writeSlideShowCD(const std::vector<std::string>& files, const 
         throw std::runtime_error("cannot make the folder " + options.folder);
     }
     SlideShowCDResult result;
-    if (!options.pdf) {
-        // Without a PDF the CD holds the pictures themselves, for a viewer to show.
-        const fs::path pictures = folder / "Pictures";
-        fs::create_directories(pictures, ec);
-        for (const std::string& file : files) {
-            const fs::path source = fs::u8path(file);
-            const fs::path target = freeName(pictures, source);
-            fs::copy_file(source, target, ec);
-            if (ec) {
-                result.failures.push_back({file, ec.message()});
-            } else {
-                result.pictures.push_back(target.u8string());
-            }
-        }
-        return result;
+    // Without a PDF the CD holds the pictures themselves, for a viewer to show; the Lumeno viewer
+    // shows them beside the PDF.
+    std::optional<PictureCopies> copies;
+    if (!options.pdf || options.viewer) {
+        copies.emplace(folder / PicturesFolderName);
     }
-    Pdf pdf;
+    std::vector<std::string> listed; // the copies, as the play list names them
+    std::optional<Pdf> pdf;
+    if (options.pdf) {
+        pdf.emplace();
+    }
     for (std::size_t i = 0; i < files.size(); ++i) {
         const std::string& file = files[i];
         if (options.progress && !options.progress(i, files.size())) {
+            if (copies) {
+                copies->undo();
+                result.pictures.clear();
+            }
             result.cancelled = true;
             return result;
+        }
+        if (copies) {
+            std::string reason;
+            const std::string name = copies->copy(file, reason);
+            if (name.empty()) {
+                // Not readable: no page for it either, and one failure said.
+                result.failures.push_back({file, reason});
+                continue;
+            }
+            result.pictures.push_back((folder / PicturesFolderName / fs::u8path(name)).u8string());
+            listed.push_back(std::string(PicturesFolderName) + "/" + name);
+        }
+        if (!pdf) {
+            continue;
         }
         try {
             const int orientation = orientationOf(file);
@@ -340,24 +501,89 @@ SlideShowCDResult writeSlideShowCD(const std::vector<std::string>& files, const 
             if (options.originals && pageTurn(orientation) >= 0 &&
                 fs::file_size(fs::u8path(file)) <= MostOriginalBytes) {
                 const std::string original = readFile(fs::u8path(file));
-                added = isJpeg(original) && pdf.addPage(original, pageTurn(orientation));
+                added = isJpeg(original) && pdf->addPage(original, pageTurn(orientation));
             }
             // Not a JPEG the PDF can carry as it is (a TIFF, a mirrored or damaged one), or
             // the pictures are to be made smaller: encoded anew.
-            if (!added && !pdf.addPage(fitted(file, orientation, options), 0)) {
+            if (!added && !pdf->addPage(fitted(file, orientation, options), 0)) {
                 throw std::runtime_error("the picture could not be placed in the PDF");
             }
         } catch (const std::exception& e) {
             result.failures.push_back({file, e.what()});
         }
     }
-    if (pdf.pages() > 0) {
+    if (pdf && pdf->pages() > 0) {
         const fs::path path = folder / SlideShowPdfName;
-        pdf.save(path);
+        pdf->save(path);
         result.pdf = path.u8string();
-        result.pages = pdf.pages();
+        result.pages = pdf->pages();
+    }
+    if (copies) {
+        // The play list keeps the order the pictures were given in, which their names do not.
+        std::string list;
+        for (const std::string& line : listed) {
+            list += line + "\r\n";
+        }
+        result.list = (folder / SlideShowListName).u8string();
+        Platform::writeFileSafely(result.list, list, false);
+    }
+    if (options.viewer) {
+        result.viewer = (folder / ViewerProgramName).u8string();
+        Platform::writeFileSafely(result.viewer, [&](const std::string& temporary) {
+            Platform::services().copyFile(options.viewerProgram, temporary);
+        });
+    }
+    const std::string autorun = autorunText(options.viewer, !result.pdf.empty(), options.autorunPdf);
+    if (!autorun.empty()) {
+        result.autorun = (folder / AutorunName).u8string();
+        Platform::writeFileSafely(result.autorun, autorun, false);
     }
     return result;
+}
+
+std::vector<std::string> slideShowPictures(const std::string& folder)
+{
+    const fs::path root = fs::u8path(folder);
+    std::vector<std::string> pictures;
+    std::error_code ec;
+    const fs::path list = root / SlideShowListName;
+    if (fs::is_regular_file(list, ec)) {
+        std::ifstream in(list, std::ios::binary);
+        if (!in) {
+            return pictures;
+        }
+        std::string line;
+        bool tooLong = false;
+        for (std::size_t n = 0; n < MostListLines && readLine(*in.rdbuf(), line, tooLong); ++n) {
+            if (n == 0 && line.rfind("\xEF\xBB\xBF", 0) == 0) {
+                line.erase(0, 3); // the byte-order mark an editor may have written
+            }
+            const std::string relative = tooLong ? std::string() : listedPath(line);
+            if (relative.empty()) {
+                continue;
+            }
+            const fs::path path = (root / fs::u8path(relative)).make_preferred();
+            if (fs::is_regular_file(path, ec)) {
+                pictures.push_back(path.u8string());
+            }
+        }
+        return pictures;
+    }
+    const fs::path inPictures = root / PicturesFolderName;
+    const fs::path shown = fs::is_directory(inPictures, ec) ? inPictures : root;
+    std::vector<fs::path> found;
+    for (fs::directory_iterator it(shown, ec), end; !ec && it != end && found.size() < MostListLines;
+         it.increment(ec)) {
+        if (Shell::metadataFileType(it->path().filename().u8string()) && it->is_regular_file(ec)) {
+            found.push_back(it->path());
+        }
+    }
+    std::sort(found.begin(), found.end(),
+              [](const fs::path& a, const fs::path& b) { return a.filename() < b.filename(); });
+    for (const fs::path& path : found) {
+        pictures.push_back(path.u8string());
+    }
+    return pictures;
 }
 
 } // namespace Lumeno::Commands

@@ -8,6 +8,7 @@
 #include <Lumeno/UI/Settings.h>
 
 #include <charconv>
+#include <filesystem>
 
 namespace Lumeno::Shell {
 
@@ -17,6 +18,8 @@ struct DialogState {
     Commands::SlideShowCDOptions options;
     // What the dialog showed, to store only what the user changed.
     Commands::SlideShowCDOptions shown;
+    // The viewer program is installed beside the server: only then can it go on the CD.
+    bool viewerInstalled = false;
 };
 
 bool numberIn(const std::string& text, unsigned least, unsigned most, unsigned& value)
@@ -29,7 +32,7 @@ bool numberIn(const std::string& text, unsigned least, unsigned most, unsigned& 
 void enablePdfFields(HWND dialog)
 {
     const bool pdf = IsDlgButtonChecked(dialog, IDC_CD_PDF) == BST_CHECKED;
-    for (int id : {IDC_CD_QUALITY, IDC_CD_WIDTH, IDC_CD_HEIGHT, IDC_CD_ORIGINALS}) {
+    for (int id : {IDC_CD_QUALITY, IDC_CD_WIDTH, IDC_CD_HEIGHT, IDC_CD_ORIGINALS, IDC_CD_AUTORUN_PDF}) {
         EnableWindow(GetDlgItem(dialog, id), pdf);
     }
 }
@@ -57,6 +60,8 @@ bool take(HWND dialog, DialogState& state)
     o.folder = windowText(dialog, IDC_CD_FOLDER);
     o.pdf = IsDlgButtonChecked(dialog, IDC_CD_PDF) == BST_CHECKED;
     o.originals = IsDlgButtonChecked(dialog, IDC_CD_ORIGINALS) == BST_CHECKED;
+    o.autorunPdf = IsDlgButtonChecked(dialog, IDC_CD_AUTORUN_PDF) == BST_CHECKED;
+    o.viewer = state.viewerInstalled && IsDlgButtonChecked(dialog, IDC_CD_VIEWER) == BST_CHECKED;
     struct Check {
         int id;
         unsigned least, most;
@@ -87,13 +92,18 @@ INT_PTR CALLBACK dialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lPa
         switch (message) {
         case WM_INITDIALOG: {
             SetWindowLongPtrW(dialog, DWLP_USER, lParam);
-            const auto& o = reinterpret_cast<DialogState*>(lParam)->shown;
+            const auto* shownState = reinterpret_cast<DialogState*>(lParam);
+            const auto& o = shownState->shown;
             SetDlgItemTextW(dialog, IDC_CD_FOLDER, toUtf16(o.folder).c_str());
             CheckDlgButton(dialog, IDC_CD_PDF, o.pdf ? BST_CHECKED : BST_UNCHECKED);
             SetDlgItemInt(dialog, IDC_CD_QUALITY, o.quality, FALSE);
             SetDlgItemInt(dialog, IDC_CD_WIDTH, o.width, FALSE);
             SetDlgItemInt(dialog, IDC_CD_HEIGHT, o.height, FALSE);
             CheckDlgButton(dialog, IDC_CD_ORIGINALS, o.originals ? BST_CHECKED : BST_UNCHECKED);
+            CheckDlgButton(dialog, IDC_CD_AUTORUN_PDF, o.autorunPdf ? BST_CHECKED : BST_UNCHECKED);
+            // Without the program the box cannot be ticked: o.viewer is off then.
+            CheckDlgButton(dialog, IDC_CD_VIEWER, o.viewer ? BST_CHECKED : BST_UNCHECKED);
+            EnableWindow(GetDlgItem(dialog, IDC_CD_VIEWER), shownState->viewerInstalled);
             enablePdfFields(dialog);
             return TRUE;
         }
@@ -145,6 +155,11 @@ void remember(const DialogState& state)
     }
     number(UI::Setting::EnablePDF, now.pdf, before.pdf);
     number(UI::Setting::PDFImageUseOriginal, now.originals, before.originals);
+    number(UI::Setting::AutorunPDF, now.autorunPdf, before.autorunPdf);
+    // A grey box (no viewer installed) shows nothing of EnableLumeno, which is then left alone.
+    if (state.viewerInstalled) {
+        number(UI::Setting::EnableLumeno, now.viewer, before.viewer);
+    }
     if (now.pdf) {
         number(UI::Setting::PDFImageQuality, now.quality, before.quality);
         number(UI::Setting::PDFImageWidth, now.width, before.width);
@@ -163,6 +178,8 @@ HRESULT createSlideShowCD(const std::vector<std::string>& files, HWND owner)
         // Unreadable settings: their defaults.
     }
     state.options = state.shown;
+    std::error_code ec;
+    state.viewerInstalled = std::filesystem::is_regular_file(std::filesystem::u8path(state.shown.viewerProgram), ec);
     if (DialogBoxParamW(moduleHandle(), MAKEINTRESOURCEW(IDD_SLIDESHOW_CD), owner, dialogProc,
                         reinterpret_cast<LPARAM>(&state)) != IDOK) {
         return S_FALSE; // cancelled

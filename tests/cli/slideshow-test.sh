@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # lumeno slideshow-cd: the PDF read back with poppler's pdfinfo and pdfimages (pages, their turn,
-# the pictures' sizes and encoding), the settings as defaults, the options, and pictures that
-# cannot be read left out and named.
+# the pictures' sizes and encoding), the settings as defaults, the options, pictures that
+# cannot be read left out and named, and the viewer's CD (the program, the play list, the
+# autorun.inf).
 # Usage: slideshow-test.sh LUMENO DATA-DIR
 set -u
 lumeno=$(cd "$(dirname "$1")" && pwd)/$(basename "$1") data=$(cd "$2" && pwd)
@@ -54,6 +55,28 @@ check "... and the others still make the slide show" bash -c 'pdfinfo mixed/Slid
 "$lumeno" slideshow-cd --no-pdf --out plain wide.jpg wide.jpg >/dev/null 2>&1
 check "--no-pdf: the pictures copied, none over another" \
   bash -c '[ ! -e plain/Slideshow.pdf ] && cmp -s plain/Pictures/wide.jpg wide.jpg && cmp -s plain/Pictures/2-wide.jpg wide.jpg'
+
+# A stand-in for the viewer program: bytes a text copy would change.
+printf 'MZ\0\r\n\x1a\n\xff' >viewer.bin
+"$lumeno" slideshow-cd --viewer viewer.bin --out viewer side.jpg wide.jpg >out.txt 2>&1
+status=$?
+check "--viewer: the program copied byte for byte" bash -c '[ "$1" -eq 0 ] && cmp -s viewer.bin viewer/LumenoViewer.exe' _ "$status"
+check "... the pictures listed in their order, CR LF" \
+  bash -c '[ "$(od -An -c viewer/Slideshow.lst | tr -s " \n" " ")" = "$(printf "Pictures/side.jpg\r\nPictures/wide.jpg\r\n" | od -An -c | tr -s " \n" " ")" ]'
+check "... and copied beside the PDF" \
+  bash -c 'cmp -s viewer/Pictures/side.jpg side.jpg && pdfinfo viewer/Slideshow.pdf | grep -qx "Pages: *2"'
+check "... the autorun.inf starts the viewer" \
+  bash -c '[ "$(cat viewer/autorun.inf)" = "$(printf "[autorun]\r\nopen=LumenoViewer.exe\r\nicon=LumenoViewer.exe,0\r\nlabel=Lumeno slide show\r")" ]'
+check "... the tool names what it wrote" grep -qx "viewer/autorun.inf" out.txt
+"$lumeno" slideshow-cd --viewer viewer.bin --autorun-pdf --out autorun wide.jpg >/dev/null 2>&1
+check "--autorun-pdf: the autorun.inf starts the PDF" \
+  bash -c '[ "$(cat autorun/autorun.inf)" = "$(printf "[autorun]\r\nshellexecute=Slideshow.pdf\r\nlabel=Lumeno slide show\r")" ] &&
+           [ -e autorun/LumenoViewer.exe ]'
+check "no PDF and no viewer: no autorun.inf" [ ! -e plain/autorun.inf ]
+"$lumeno" slideshow-cd --viewer missing.exe --out bad wide.jpg >/dev/null 2>err.txt
+status=$?
+check "--viewer of a file that is not there: refused with exit 2, naming it" \
+  bash -c '[ "$1" -eq 2 ] && grep -q "missing.exe" err.txt' _ "$status"
 
 for bad in "--quality 0" "--quality 101" "--quality x" "--size 10x10" "--size 1024" "--bogus"; do
   # shellcheck disable=SC2086

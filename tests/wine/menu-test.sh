@@ -155,10 +155,31 @@ check "... then the PDF of the two pictures" bash -c 'pdfinfo "$1" | grep -qx "P
 check "... each fitted into 320 x 240 (a small one kept as it is)" \
   bash -c '[ "$(pdfimages -list "$1" | awk "NR > 2 { print \$4 \"x\" \$5 }" | tr "\n" " ")" = "320x240 64x48 " ]' \
   _ "$work/cd/out/Slideshow.pdf"
-wine reg query 'HKCU\Software\LumenoWorks\Lumeno\SlideShow' 2>/dev/null | tr -d '\r' | grep -E '^ +[A-Za-z]' | sort >"$work/cd.stored"
+check "... with no viewer installed, its box grey and clear" grep -qx "viewer: grey, clear" "$work/cd.out"
+check "... the autorun.inf starts the PDF (ticked)" \
+  bash -c '[ "$(cat "$1")" = "$(printf "[autorun]\r\nshellexecute=Slideshow.pdf\r\nlabel=Lumeno slide show\r")" ] &&
+           [ ! -e "${1%/*}/LumenoViewer.exe" ]' _ "$work/cd/out/autorun.inf"
+stored() { wine reg query 'HKCU\Software\LumenoWorks\Lumeno\SlideShow' 2>/dev/null | tr -d '\r' | grep -E '^ +[A-Za-z]' | sort; }
+stored >"$work/cd.stored"
 check "... the folder and the values changed remembered, no default written" \
-  bash -c '[ "$(awk "{ print \$1 }" "$1" | tr "\n" " ")" = "PDFImageHeight PDFImageQuality PDFImageWidth SlideshowFolder " ] ||
+  bash -c '[ "$(awk "{ print \$1 }" "$1" | tr "\n" " ")" = "AutorunPDF PDFImageHeight PDFImageQuality PDFImageWidth SlideshowFolder " ] ||
            { cat "$1"; false; }' _ "$work/cd.stored"
+# The server beside a stand-in viewer program: the box can be ticked, and is (EnableLumeno).
+mkdir "$work/app"
+cp "$windir/lumeno.dll" "$work/app/"
+printf 'MZ\0\r\n\x1a\n' >"$work/app/LumenoViewer.exe"
+menu_test cd "$(windows "$work/app/lumeno.dll")" "$(windows "$work/cd/viewer")" "$(note big.jpg)" "$(note a.jpg)" \
+  >"$work/cd-viewer.out"
+check "With the viewer installed beside the server, its box ticked" grep -qx "viewer: enabled, ticked" "$work/cd-viewer.out"
+check "... the viewer copied, the pictures listed in their order" \
+  bash -c 'cmp -s "$1/LumenoViewer.exe" "$2/LumenoViewer.exe" &&
+           [ "$(tr -d "\r" <"$1/Slideshow.lst" | tr "\n" " ")" = "Pictures/big.jpg Pictures/a.jpg " ] &&
+           cmp -s "$1/Pictures/big.jpg" "$3"' _ "$work/cd/viewer" "$work/app" "$work/notes/big.jpg"
+check "... the autorun.inf starts the viewer (unticked)" \
+  bash -c '[ "$(cat "$1")" = "$(printf "[autorun]\r\nopen=LumenoViewer.exe\r\nicon=LumenoViewer.exe,0\r\nlabel=Lumeno slide show\r")" ]' \
+  _ "$work/cd/viewer/autorun.inf"
+check "... AutorunPDF remembered as turned off; EnableLumeno, unchanged, not written" \
+  bash -c 'grep -qE "^ +AutorunPDF +REG_DWORD +0x0$" <<<"$1" && ! grep -q EnableLumeno <<<"$1"' _ "$(stored)"
 
 check "Rename by verb, a JPEG and a TIFF" \
   [ "$(menu_test invoke "$dll" rename "$(win sample.jpg)" "$(win sample.tif)")" = 0x00000000 ]

@@ -230,7 +230,8 @@ void driveOptions(std::string folder, DWORD owner)
 }
 
 // Plays the user of "Create Lumeno slide show": the folder typed, a quality that is no number
-// (the message box's text and the field's focus printed), then quality 60 and 320 x 240, OK.
+// (the message box's text and the field's focus printed), then quality 60 and 320 x 240, the
+// "Autorun starts the PDF" box turned over, the state of the "Lumeno viewer" box printed, OK.
 void driveSlideShowCD(std::string folder, DWORD owner)
 {
     HWND dialog = waitForWindow("Create Lumeno slide show");
@@ -258,6 +259,12 @@ void driveSlideShowCD(std::string folder, DWORD owner)
     SetDlgItemTextW(dialog, 2203, wide("60").c_str());
     SetDlgItemTextW(dialog, 2204, wide("320").c_str());
     SetDlgItemTextW(dialog, 2205, wide("240").c_str());
+    const bool autorunPdf = IsDlgButtonChecked(dialog, 2207) == BST_CHECKED;
+    CheckDlgButton(dialog, 2207, autorunPdf ? BST_UNCHECKED : BST_CHECKED);
+    std::printf("autorun starts the PDF: %s\n", autorunPdf ? "unticked" : "ticked");
+    HWND viewer = GetDlgItem(dialog, 2208);
+    std::printf("viewer: %s, %s\n", IsWindowEnabled(viewer) ? "enabled" : "grey",
+                IsDlgButtonChecked(dialog, 2208) == BST_CHECKED ? "ticked" : "clear");
     PostMessageW(dialog, WM_COMMAND, IDOK, 0);
 }
 
