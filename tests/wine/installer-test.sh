@@ -24,7 +24,7 @@ disk_snapshot "$work/before.files"
 wine msiexec /i "$(windows "$msi")" /qn /l*v "$(windows "$work/install.log")" >/dev/null 2>&1
 check "msiexec installs the package" [ $? -eq 0 ]
 wineserver -w
-for file in lumeno.dll lumeno.exe LumenoGallery.CSS __gallery.GIF; do
+for file in lumeno.dll lumeno.exe LumenoViewer.exe LumenoGallery.CSS __gallery.GIF; do
   check "$file is installed" cmp -s "$installed/$file" "$windir/$file"
 done
 server=$(windows "$installed/lumeno.dll")

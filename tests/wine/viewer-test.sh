@@ -6,10 +6,12 @@
 # the slide show started through the registered class (its own thread, full screen, captions, the
 # delay, pause), a script that starts it, and the slide-show class registered on its own.
 # The pictures of the windows are kept in ARTIFACTS-DIR.
-# Usage: viewer-test.sh WINDOWS-DIR DATA-DIR ARTIFACTS-DIR
+# Then the slide-show CD that the Linux tool writes with the Windows viewer program: the program
+# started from the CD's folder shows the play list.
+# Usage: viewer-test.sh WINDOWS-DIR LINUX-LUMENO DATA-DIR ARTIFACTS-DIR
 set -u
-windir=$(cd "$1" && pwd) data=$(cd "$2" && pwd)
-mkdir -p "$3" && artifacts=$(cd "$3" && pwd)
+windir=$(cd "$1" && pwd) linux=$(cd "$(dirname "$2")" && pwd)/$(basename "$2") data=$(cd "$3" && pwd)
+mkdir -p "$4" && artifacts=$(cd "$4" && pwd)
 . "$(dirname "$0")/prefix.sh"
 
 host=$windir/viewer-test.exe
@@ -69,5 +71,19 @@ check "unregistered, neither class is made" \
 viewer_test register-slideshow "$dll" >/dev/null
 check "DllRegisterSlideShowServer alone makes the slide show's class creatable" \
   [ "$(viewer_test registered)" = "slide show: made, preview: not registered" ]
+
+# The CD: written by the Linux tool with the viewer program, photo3 first; the program run from
+# the CD's folder shows the pictures in the play list's order.
+"$linux" slideshow-cd --viewer "$windir/LumenoViewer.exe" --out "$work/cd" \
+  "$work/files/photo3.jpg" "$work/files/photo1.jpg" >/dev/null 2>&1
+check "the CD holds the viewer program and its autorun.inf starts it" \
+  bash -c 'cmp -s "$1/LumenoViewer.exe" "$2" && grep -q "^open=LumenoViewer.exe" "$1/autorun.inf"' _ "$work/cd" "$windir/LumenoViewer.exe"
+wine "$work/cd/LumenoViewer.exe" >/dev/null 2>&1 &
+cd_viewer=$!
+viewer_test cd-viewer "$(windows "$work/pictures")" photo3.jpg >"$work/cd.out"
+host_checks "$work/cd.out"
+wait "$cd_viewer"
+check "the viewer program ends with its slide show" [ $? -eq 0 ]
+check "the CD viewer's picture is kept" convert "$work/pictures/cd-viewer.bmp" "$artifacts/cd-viewer.png"
 
 finish

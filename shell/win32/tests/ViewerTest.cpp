@@ -9,6 +9,8 @@
 //                                          play/pause, close
 //   viewer-test registered                 which of the two classes the registry lets be made
 //   viewer-test register-slideshow DLL     DllRegisterSlideShowServer
+//   viewer-test cd-viewer OUT NAME         the slide show of the CD's viewer program, which shows
+//                                          NAME first, found, pictured and ended
 //   viewer-test bench DLL FILE...          moving to the next picture, timed
 // Prints a line per check and "N passed, M failed"; OUT gets BMP pictures of the windows.
 #include "TestHost.h"
@@ -486,6 +488,28 @@ int slideShow(const std::string& out, const std::vector<std::string>& files)
     return checksDone();
 }
 
+int cdViewer(const std::string& out, const std::string& first)
+{
+    HWND window = nullptr;
+    for (int i = 0; i < 1000 && window == nullptr; ++i) {
+        window = FindWindowW(L"LumenoSlideShowWindow", nullptr);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    check(window != nullptr, "the viewer program's slide show opens");
+    if (window == nullptr) {
+        return checksDone();
+    }
+    check(waitShown(window, 0), "its first picture is shown");
+    char title[256] = {};
+    GetWindowTextA(window, title, sizeof title);
+    check(std::string(title).rfind(first, 0) == 0, "the play list's first picture comes first (" + std::string(title) + ")");
+    writeBmp(capture(window), out + "\\cd-viewer.bmp");
+    key(window, VK_RIGHT);
+    check(waitShown(window, 1), "Right moves on");
+    key(window, VK_ESCAPE);
+    return checksDone();
+}
+
 int registered()
 {
     IUnknown* show = nullptr;
@@ -583,6 +607,8 @@ int main(int argc, char** argv)
         status = slideShow(rest[0], {rest.begin() + 1, rest.end()});
     } else if (mode == "registered") {
         status = registered();
+    } else if (mode == "cd-viewer" && rest.size() == 2) {
+        status = cdViewer(rest[0], rest[1]);
     } else if (mode == "register-slideshow" && rest.size() == 1) {
         Module m(rest[0].c_str());
         status = m.regSlideShow != nullptr && SUCCEEDED(m.regSlideShow()) ? 0 : 1;
