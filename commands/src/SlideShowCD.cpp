@@ -3,9 +3,7 @@
 #include <Lumeno/Platform/Services.h>
 #include <Lumeno/Platform/Thumbnail.h>
 #include <Lumeno/Shell/ContextMenu.h>
-#include <Metadata/EXIF.h>
-#include <Metadata/ImageFactory.h>
-#include <Metadata/ImageStream.h>
+#include <Lumeno/Shell/Viewer.h>
 
 #include <hpdf.h>
 
@@ -157,21 +155,6 @@ private:
     HPDF_Doc doc_;
     std::size_t pages_ = 0;
 };
-
-// The picture's EXIF orientation, 1 when it says none (or is not a picture of ours).
-int orientationOf(const std::string& path)
-{
-    try {
-        Metadata::ImageStreamT stream;
-        const auto image = Metadata::openImage(path, stream);
-        std::uint32_t value = 1;
-        if (image->exif().getUInt32(Metadata::DirectoryId::Primary, 274, value) && value >= 1 && value <= 8) {
-            return static_cast<int>(value);
-        }
-    } catch (const std::exception&) {
-    }
-    return 1;
-}
 
 std::string readFile(const fs::path& path)
 {
@@ -496,7 +479,7 @@ SlideShowCDResult writeSlideShowCD(const std::vector<std::string>& files, const 
             continue;
         }
         try {
-            const int orientation = orientationOf(file);
+            const int orientation = Shell::orientationForFile(file);
             bool added = false;
             if (options.originals && pageTurn(orientation) >= 0 &&
                 fs::file_size(fs::u8path(file)) <= MostOriginalBytes) {

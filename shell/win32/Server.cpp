@@ -1,6 +1,7 @@
 // The module: load-time initialisation, the class table, the class factories and the exported
 // entry points.
 #include "Server.h"
+#include "ViewerParts.h"
 
 #include <Lumeno/Platform/Services.h>
 #include <Lumeno/Platform/Images.h>
@@ -252,8 +253,12 @@ ULONG STDMETHODCALLTYPE ComObject::Inner::Release()
 
 using namespace Lumeno::Shell;
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
 {
+    if (reason == DLL_PROCESS_DETACH && reserved == nullptr) {
+        // Unloaded while the process goes on (no window of ours can be open then).
+        unregisterViewerClasses();
+    }
     if (reason == DLL_PROCESS_ATTACH) {
         g_rawIptcFormat = RegisterClipboardFormatA("LUMENO_RAW_IPTC");
         g_module = instance;

@@ -270,10 +270,34 @@ HINSTANCE viewerModule()
     return module;
 }
 
-ATOM registerViewerClass(const wchar_t* name, WNDPROC procedure, HBRUSH background)
+namespace {
+
+std::mutex& classesMutex()
 {
     static std::mutex mutex;
-    std::lock_guard<std::mutex> lock(mutex);
+    return mutex;
+}
+
+std::vector<std::basic_string<wchar_t>>& registeredClasses()
+{
+    static std::vector<std::basic_string<wchar_t>> names;
+    return names;
+}
+
+} // namespace
+
+void unregisterViewerClasses()
+{
+    std::lock_guard<std::mutex> lock(classesMutex());
+    for (const auto& name : registeredClasses()) {
+        UnregisterClassW(name.c_str(), viewerModule());
+    }
+    registeredClasses().clear();
+}
+
+ATOM registerViewerClass(const wchar_t* name, WNDPROC procedure, HBRUSH background)
+{
+    std::lock_guard<std::mutex> lock(classesMutex());
     WNDCLASSEXW existing = {};
     existing.cbSize = sizeof existing;
     if (const ATOM atom = static_cast<ATOM>(GetClassInfoExW(viewerModule(), name, &existing))) {
@@ -288,7 +312,11 @@ ATOM registerViewerClass(const wchar_t* name, WNDPROC procedure, HBRUSH backgrou
     wc.hbrBackground = background;
     wc.lpszClassName = name;
     wc.hIcon = LoadIcon(nullptr, IDI_APPLICATION);
-    return RegisterClassExW(&wc);
+    const ATOM atom = RegisterClassExW(&wc);
+    if (atom != 0) {
+        registeredClasses().emplace_back(name);
+    }
+    return atom;
 }
 
 } // namespace Lumeno::Shell

@@ -115,6 +115,8 @@ UINT viewerStateMessage();
 HINSTANCE viewerModule();
 // Registers a window class of the viewers once per process; its atom.
 ATOM registerViewerClass(const wchar_t* name, WNDPROC procedure, HBRUSH background);
+// Takes the classes back (a module that is unloaded leaves none whose procedure is gone).
+void unregisterViewerClasses();
 
 // The thread's own messages a viewer posts itself.
 constexpr UINT WM_VIEWER_READY = WM_APP + 40;     // a picture the window waits for is decoded

@@ -147,7 +147,11 @@ check "... is written" [ "$(exiftool -s -s -s -IPTC:Caption-Abstract "$work/note
 # --- the slide-show CD ----------------------------------------------------------------------------
 mkdir "$work/cd"
 convert -size 2000x1500 gradient:red-blue "$work/notes/big.jpg"
-menu_test cd "$dll" "$(windows "$work/cd/out")" "$(note big.jpg)" "$(note a.jpg)" >"$work/cd.out"
+# The server alone in a folder: no viewer program beside it.
+mkdir "$work/alone"
+cp "$windir/lumeno.dll" "$work/alone/"
+menu_test cd "$(windows "$work/alone/lumeno.dll")" "$(windows "$work/cd/out")" "$(note big.jpg)" "$(note a.jpg)" \
+  >"$work/cd.out"
 check "Create Lumeno slide show: a quality that is no number, \"Invalid Value!\"" \
   grep -qx "message: Invalid Value!" "$work/cd.out"
 check "... and the field has the focus again" grep -qx "focus on the quality: yes" "$work/cd.out"
