@@ -1,0 +1,63 @@
+// The identifiers of the "My Galleries" folder's items, as the shell keeps them (one level of an
+// item identifier list each): a gallery, a picture in a gallery or under a keyword, the
+// "Keywords" folder and a keyword. Each holds what names the item for good (a gallery's path, a
+// picture's file path), so an identifier the shell kept from an earlier session still finds its
+// item. They are versioned, and checked whole when handed back: an identifier that is damaged,
+// of another version or of another folder is refused, never trusted.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace Lumeno::Namespace {
+
+enum class ItemKind : std::uint8_t {
+    Gallery = 1,        // name: the gallery's path ("Holidays/Lakes")
+    Picture = 2,        // name: the file's full path; container: the gallery's path, or the keyword
+    KeywordsFolder = 3, // the folder of the store's keywords
+    Keyword = 4,        // name: the keyword
+};
+
+struct ItemId {
+    ItemKind kind = ItemKind::Gallery;
+    std::string name;
+    // A picture's place: the gallery it is listed in, or the keyword (under the Keywords folder).
+    std::string container;
+    bool underKeyword = false;
+
+    static ItemId gallery(const std::string& path) { return {ItemKind::Gallery, path, {}, false}; }
+    static ItemId keywords() { return {ItemKind::KeywordsFolder, {}, {}, false}; }
+    static ItemId keyword(const std::string& keyword) { return {ItemKind::Keyword, keyword, {}, false}; }
+    static ItemId pictureInGallery(const std::string& gallery, const std::string& file)
+    {
+        return {ItemKind::Picture, file, gallery, false};
+    }
+    static ItemId pictureUnderKeyword(const std::string& keyword, const std::string& file)
+    {
+        return {ItemKind::Picture, file, keyword, true};
+    }
+
+    bool isFolder() const noexcept { return kind != ItemKind::Picture; }
+    bool operator==(const ItemId& o) const
+    {
+        return kind == o.kind && name == o.name && container == o.container && underKeyword == o.underKeyword;
+    }
+};
+
+// The longest text an identifier holds (a path of the store is at most 260 bytes; a keyword 64).
+constexpr std::size_t MostItemText = 1024;
+
+// The identifier's bytes: a signature, the version, the kind, the texts with their lengths, and
+// a check sum over all of it. Throws std::invalid_argument for a text longer than MostItemText
+// or holding a NUL.
+std::string encodeItem(const ItemId& item);
+// The identifier those bytes stand for; nothing when they are not one of ours, whole and sound.
+std::optional<ItemId> decodeItem(const void* data, std::size_t size);
+
+// Whether a gallery's path is one the store takes: names joined by '/', none empty, "." or
+// "..", no '\', at most 260 bytes.
+bool validGalleryPath(const std::string& path);
+
+} // namespace Lumeno::Namespace
