@@ -1,0 +1,79 @@
+// What the "My Galleries" folder holds and shows, from the gallery store: at the top the
+// galleries and the "Keywords" folder; in a gallery its sub-galleries, then its pictures; under
+// "Keywords" a folder per keyword of the store, with the pictures that carry it. Pictures have
+// the columns of the folder's view, and sort by any of them.
+#pragma once
+
+#include "Lumeno/Namespace/ItemId.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace Lumeno::DB {
+class Store;
+struct StoreImageEntry;
+} // namespace Lumeno::DB
+
+namespace Lumeno::Namespace {
+
+enum class Column { Name, DateTaken, Title, Keywords, Camera, Size, Path };
+constexpr std::size_t ColumnCount = 7;
+
+struct ColumnInfo {
+    const char* title;
+    bool rightAligned; // numbers
+    int width;         // in characters, as the view first sizes it
+};
+const ColumnInfo& columnInfo(Column column);
+
+// The title of the folder's "Keywords" folder.
+constexpr const char* KeywordsFolderName = "Keywords";
+
+// A picture as the folder shows it; kept while the folder object lives.
+struct PictureDetails {
+    std::string dateTaken; // "2004-02-26 06:27:51", as people read it
+    std::string sortDate;  // "20040226062751": sorts as time runs
+    std::string title;
+    std::string keywords;  // "; " between them
+    std::uint64_t size = 0;
+    bool found = false;    // the file is there
+};
+
+class GalleryFolder {
+public:
+    explicit GalleryFolder(DB::Store& store);
+
+    // What a folder holds (the top when `folder` is null): its folders first, then its pictures,
+    // in the store's order.
+    std::vector<ItemId> children(const ItemId* folder);
+    // The name the user sees: a gallery's last name, a picture's file name, "Keywords", a
+    // keyword.
+    static std::string displayName(const ItemId& item);
+    // The child of `folder` the user names so (letter case aside, as the store compares names).
+    std::optional<ItemId> child(const ItemId* folder, const std::string& name);
+    // The items on a path of display names below `folder`, separated by '\' or '/'
+    // ("Holidays\Lakes"); nothing when a name is not there.
+    std::optional<std::vector<ItemId>> parse(const ItemId* folder, const std::string& path);
+    // Whether the store still has the item.
+    bool exists(const ItemId& item);
+
+    // A column's text of an item (empty for a folder but in the Name column).
+    std::string text(const ItemId& item, Column column);
+    // Below zero, zero, above zero: folders before pictures, then by the column, then by name.
+    int compare(const ItemId& a, const ItemId& b, Column column);
+    const PictureDetails& details(const std::string& path);
+
+private:
+    void remember(const DB::StoreImageEntry& entry);
+    std::string camera(const std::string& path);
+
+    DB::Store& store_;
+    std::unordered_map<std::string, PictureDetails> details_;
+    std::unordered_map<std::string, std::string> cameras_;
+};
+
+} // namespace Lumeno::Namespace

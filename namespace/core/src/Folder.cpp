@@ -1,0 +1,300 @@
+#include "Lumeno/Namespace/Folder.h"
+
+#include <Lumeno/DB/Store.h>
+#include <Metadata/ImageFactory.h>
+#include <Metadata/ImageStream.h>
+#include <Metadata/MetadataValues.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace Lumeno::Namespace {
+
+namespace {
+
+const ColumnInfo Columns[ColumnCount] = {
+    {"Name", false, 30},   {"Date taken", false, 19}, {"Title", false, 24}, {"Keywords", false, 30},
+    {"Camera", false, 20}, {"Size", true, 10},        {"Path", false, 40},
+};
+
+// Names compare as the store's keys do: without regard to letter case (ASCII).
+int compareText(const std::string& a, const std::string& b)
+{
+    const std::size_t n = std::min(a.size(), b.size());
+    for (std::size_t i = 0; i < n; ++i) {
+        const int x = std::tolower(static_cast<unsigned char>(a[i]));
+        const int y = std::tolower(static_cast<unsigned char>(b[i]));
+        if (x != y) {
+            return x < y ? -1 : 1;
+        }
+    }
+    return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
+std::string lastName(const std::string& path)
+{
+    const std::size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string joined(const std::vector<std::string>& items)
+{
+    std::string out;
+    for (const std::string& item : items) {
+        out += (out.empty() ? "" : "; ") + item;
+    }
+    return out;
+}
+
+// A size as the file manager writes it ("1,234 KB").
+std::string sizeText(std::uint64_t bytes)
+{
+    std::string digits = std::to_string((bytes + 1023) / 1024);
+    for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) {
+        digits.insert(static_cast<std::size_t>(at), ",");
+    }
+    return digits + " KB";
+}
+
+} // namespace
+
+const ColumnInfo& columnInfo(Column column)
+{
+    return Columns[static_cast<std::size_t>(column)];
+}
+
+GalleryFolder::GalleryFolder(DB::Store& store) : store_(store) {}
+
+void GalleryFolder::remember(const DB::StoreImageEntry& entry)
+{
+    PictureDetails d;
+    // IPTC's "20040226" and "062751-0500" as "2004-02-26 06:27:51".
+    const std::string& date = entry.dateCreated;
+    const std::string& time = entry.timeCreated;
+    if (date.size() == 8) {
+        d.dateTaken = date.substr(0, 4) + "-" + date.substr(4, 2) + "-" + date.substr(6, 2);
+        d.sortDate = date;
+        if (time.size() >= 6) {
+            d.dateTaken += " " + time.substr(0, 2) + ":" + time.substr(2, 2) + ":" + time.substr(4, 2);
+            d.sortDate += time.substr(0, 6);
+        }
+    }
+    d.title = entry.objectName.empty() ? entry.headline : entry.objectName;
+    d.keywords = joined(entry.keywords);
+    std::error_code ec;
+    const auto size = fs::file_size(fs::u8path(entry.filePath), ec);
+    d.found = !ec;
+    d.size = ec ? 0 : static_cast<std::uint64_t>(size);
+    details_[entry.filePath] = std::move(d);
+}
+
+const PictureDetails& GalleryFolder::details(const std::string& path)
+{
+    auto found = details_.find(path);
+    if (found == details_.end()) {
+        DB::StoreImageEntry entry;
+        if (store_.image(path, entry)) {
+            entry.filePath = path;
+            remember(entry);
+        } else {
+            details_[path] = PictureDetails{};
+        }
+        found = details_.find(path);
+    }
+    return found->second;
+}
+
+std::vector<ItemId> GalleryFolder::children(const ItemId* folder)
+{
+    std::vector<ItemId> items;
+    if (folder == nullptr) {
+        for (const std::string& gallery : store_.subGalleries("")) {
+            items.push_back(ItemId::gallery(gallery));
+        }
+        items.push_back(ItemId::keywords());
+        return items;
+    }
+    switch (folder->kind) {
+    case ItemKind::Gallery:
+        for (const std::string& gallery : store_.subGalleries(folder->name)) {
+            items.push_back(ItemId::gallery(gallery));
+        }
+        for (const std::string& file : store_.images(folder->name)) {
+            DB::StoreImageEntry entry;
+            if (store_.image(file, entry)) {
+                entry.filePath = file;
+                remember(entry);
+            }
+            items.push_back(ItemId::pictureInGallery(folder->name, file));
+        }
+        break;
+    case ItemKind::KeywordsFolder: {
+        std::vector<std::string> seen;
+        for (const DB::StoreKeywordEntry& keyword : store_.keywordsWithPrefix("")) {
+            if (seen.empty() || compareText(seen.back(), keyword.keyword) != 0) {
+                seen.push_back(keyword.keyword);
+                items.push_back(ItemId::keyword(keyword.keyword));
+            }
+        }
+        break;
+    }
+    case ItemKind::Keyword:
+        for (const std::string& file : store_.filesWithKeyword(folder->name)) {
+            items.push_back(ItemId::pictureUnderKeyword(folder->name, file));
+        }
+        break;
+    case ItemKind::Picture:
+        break;
+    }
+    return items;
+}
+
+std::string GalleryFolder::displayName(const ItemId& item)
+{
+    switch (item.kind) {
+    case ItemKind::Gallery: return lastName(item.name);
+    case ItemKind::Picture: return lastName(item.name);
+    case ItemKind::KeywordsFolder: return KeywordsFolderName;
+    case ItemKind::Keyword: return item.name;
+    }
+    return item.name;
+}
+
+std::optional<ItemId> GalleryFolder::child(const ItemId* folder, const std::string& name)
+{
+    if (folder == nullptr || folder->kind == ItemKind::Gallery) {
+        // Galleries are found by their path without listing the others.
+        const std::string path = folder == nullptr ? name : folder->name + "/" + name;
+        if (validGalleryPath(path) && store_.galleryExists(path)) {
+            for (const std::string& gallery : store_.subGalleries(folder == nullptr ? "" : folder->name)) {
+                if (compareText(gallery, path) == 0) {
+                    return ItemId::gallery(gallery); // as the store spells it
+                }
+            }
+        }
+        if (folder == nullptr) {
+            return compareText(name, KeywordsFolderName) == 0 ? std::optional<ItemId>(ItemId::keywords()) : std::nullopt;
+        }
+    }
+    for (const ItemId& item : children(folder)) {
+        if (compareText(displayName(item), name) == 0) {
+            return item;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::vector<ItemId>> GalleryFolder::parse(const ItemId* folder, const std::string& path)
+{
+    std::vector<ItemId> items;
+    std::size_t start = 0;
+    while (start <= path.size()) {
+        const std::size_t end = path.find_first_of("\\/", start);
+        const std::string name = path.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        if (!name.empty()) {
+            const std::optional<ItemId> next = child(items.empty() ? folder : &items.back(), name);
+            if (!next) {
+                return std::nullopt;
+            }
+            items.push_back(*next);
+        }
+        if (end == std::string::npos) {
+            break;
+        }
+        start = end + 1;
+    }
+    return items;
+}
+
+bool GalleryFolder::exists(const ItemId& item)
+{
+    switch (item.kind) {
+    case ItemKind::Gallery: return store_.galleryExists(item.name);
+    case ItemKind::KeywordsFolder: return true;
+    case ItemKind::Keyword: return !store_.filesWithKeyword(item.name).empty();
+    case ItemKind::Picture: {
+        DB::StoreImageEntry entry;
+        return store_.image(item.name, entry);
+    }
+    }
+    return false;
+}
+
+std::string GalleryFolder::camera(const std::string& path)
+{
+    auto found = cameras_.find(path);
+    if (found != cameras_.end()) {
+        return found->second;
+    }
+    // Not in the store's records: read from the file, once.
+    std::string text;
+    try {
+        Metadata::ImageStreamT stream;
+        const auto image = Metadata::openImage(path, stream);
+        const Metadata::MetadataValues values(*image);
+        const auto* make = values.find("Make");
+        const auto* model = values.find("Model");
+        const std::string m = make != nullptr ? make->text : std::string();
+        const std::string n = model != nullptr ? model->text : std::string();
+        text = n.compare(0, m.size(), m) == 0 || m.empty() ? n : m + " " + n;
+    } catch (const std::exception&) {
+        text.clear();
+    }
+    return cameras_[path] = text;
+}
+
+std::string GalleryFolder::text(const ItemId& item, Column column)
+{
+    if (column == Column::Name) {
+        return displayName(item);
+    }
+    if (item.kind != ItemKind::Picture) {
+        return std::string();
+    }
+    switch (column) {
+    case Column::DateTaken: return details(item.name).dateTaken;
+    case Column::Title: return details(item.name).title;
+    case Column::Keywords: return details(item.name).keywords;
+    case Column::Camera: return camera(item.name);
+    case Column::Size: {
+        const PictureDetails& d = details(item.name);
+        return d.found ? sizeText(d.size) : std::string();
+    }
+    case Column::Path: return item.name;
+    case Column::Name: break;
+    }
+    return std::string();
+}
+
+int GalleryFolder::compare(const ItemId& a, const ItemId& b, Column column)
+{
+    if (a.isFolder() != b.isFolder()) {
+        return a.isFolder() ? -1 : 1;
+    }
+    int order = 0;
+    if (!a.isFolder() && column != Column::Name) {
+        switch (column) {
+        case Column::DateTaken: order = details(a.name).sortDate.compare(details(b.name).sortDate); break;
+        case Column::Size: {
+            const std::uint64_t x = details(a.name).size;
+            const std::uint64_t y = details(b.name).size;
+            order = x < y ? -1 : (x > y ? 1 : 0);
+            break;
+        }
+        case Column::Path: order = compareText(a.name, b.name); break;
+        default: order = compareText(text(a, column), text(b, column)); break;
+        }
+    }
+    if (order == 0) {
+        order = compareText(displayName(a), displayName(b));
+    }
+    if (order == 0) {
+        order = compareText(a.name, b.name); // same file name in two folders
+    }
+    return order < 0 ? -1 : (order > 0 ? 1 : 0);
+}
+
+} // namespace Lumeno::Namespace

@@ -1,0 +1,144 @@
+// The gallery folder's contents over a real store: what each folder holds, names parsed to items,
+// the columns' texts and their order.
+#include "../metadata/ContainerHelpers.h"
+
+#include <Lumeno/DB/Store.h>
+#include <Lumeno/Namespace/Folder.h>
+
+#include <Metadata/ImageFactory.h>
+#include <Metadata/ImageStream.h>
+#include <Metadata/IPTC.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace Lumeno;
+using namespace Lumeno::Namespace;
+
+namespace {
+
+class GalleryFolderTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        store_.open(temp_.file("store"));
+        a_ = photo("a.jpg", {{5, {"Dawn"}}, {25, {"Sunrise", "Lake"}}, {55, {"20040226"}}, {60, {"062751-0500"}}});
+        b_ = photo("b.jpg", {{25, {"lake"}}, {55, {"20030101"}}});
+        c_ = photo("c.jpg", {});
+        store_.createGallery("Holidays");
+        store_.createGallery("Holidays/Lakes");
+        store_.addImage("Holidays/Lakes", a_, false);
+        store_.addImage("Holidays/Lakes", b_, false);
+        store_.addImage("Holidays", c_, false);
+    }
+
+    // A copy of the sample photo (an Acme Roadrunner 7's) with the IPTC datasets given.
+    std::string photo(const std::string& name, const std::vector<std::pair<std::uint8_t, std::vector<std::string>>>& sets)
+    {
+        Metadata::ImageStreamT stream;
+        auto image = Metadata::openImage(LUMENO_TEST_DATA "/sample.jpg", stream);
+        image->iptc().set(25, std::vector<std::string>{}); // the sample's own keywords go
+        for (const auto& [number, values] : sets) {
+            image->iptc().set(number, values);
+        }
+        image->writeWithIPTC(temp_.file(name));
+        return std::filesystem::absolute(temp_.file(name)).lexically_normal().string();
+    }
+
+    TestSupport::TempFolder temp_;
+    DB::Store store_;
+    std::string a_, b_, c_;
+};
+
+std::vector<std::string> names(const std::vector<ItemId>& items)
+{
+    std::vector<std::string> out;
+    for (const ItemId& item : items) {
+        out.push_back(GalleryFolder::displayName(item));
+    }
+    return out;
+}
+
+} // namespace
+
+TEST_F(GalleryFolderTest, FoldersHoldGalleriesPicturesAndKeywords)
+{
+    GalleryFolder folder(store_);
+    EXPECT_EQ(names(folder.children(nullptr)), (std::vector<std::string>{"Holidays", "Keywords"}));
+    const ItemId holidays = ItemId::gallery("Holidays");
+    const std::vector<ItemId> inHolidays = folder.children(&holidays);
+    ASSERT_EQ(inHolidays.size(), 2u);
+    EXPECT_EQ(inHolidays[0], ItemId::gallery("Holidays/Lakes"));
+    EXPECT_EQ(inHolidays[1], ItemId::pictureInGallery("Holidays", c_));
+    const ItemId lakes = ItemId::gallery("Holidays/Lakes");
+    EXPECT_EQ(names(folder.children(&lakes)), (std::vector<std::string>{"a.jpg", "b.jpg"}));
+
+    // A keyword once, whatever its letter case in each picture; its pictures under it.
+    const ItemId keywords = ItemId::keywords();
+    const std::vector<ItemId> words = folder.children(&keywords);
+    ASSERT_EQ(names(words), (std::vector<std::string>{"Lake", "Sunrise"}));
+    // (c.jpg's keywords come from the sample's XMP.)
+    EXPECT_EQ(names(folder.children(&words[0])), (std::vector<std::string>{"a.jpg", "b.jpg", "c.jpg"}));
+    EXPECT_TRUE(folder.children(&words[0])[0].underKeyword);
+    EXPECT_TRUE(folder.children(&inHolidays[1]).empty()) << "a picture holds nothing";
+
+    EXPECT_TRUE(folder.exists(lakes));
+    EXPECT_TRUE(folder.exists(inHolidays[1]));
+    store_.removeGallery("Holidays/Lakes");
+    EXPECT_FALSE(folder.exists(lakes));
+    EXPECT_FALSE(folder.exists(ItemId::keyword("Nothing")));
+}
+
+TEST_F(GalleryFolderTest, NamesAreParsedLevelByLevelWithoutRegardToCase)
+{
+    GalleryFolder folder(store_);
+    const auto path = folder.parse(nullptr, "holidays\\LAKES");
+    ASSERT_TRUE(path);
+    EXPECT_EQ(*path, (std::vector<ItemId>{ItemId::gallery("Holidays"), ItemId::gallery("Holidays/Lakes")}));
+    const auto picture = folder.parse(nullptr, "Holidays/Lakes/B.JPG");
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->back(), ItemId::pictureInGallery("Holidays/Lakes", b_));
+    const auto keyword = folder.parse(nullptr, "Keywords\\sunrise\\a.jpg");
+    ASSERT_TRUE(keyword);
+    EXPECT_EQ(keyword->back(), ItemId::pictureUnderKeyword("Sunrise", a_));
+    const ItemId holidays = ItemId::gallery("Holidays");
+    EXPECT_EQ(folder.parse(&holidays, "Lakes")->back(), ItemId::gallery("Holidays/Lakes"));
+    for (const char* missing : {"Nowhere", "Holidays\\Nowhere", "Holidays\\..\\Holidays", "Keywords\\Snow"}) {
+        EXPECT_FALSE(folder.parse(nullptr, missing)) << missing;
+    }
+    EXPECT_TRUE(folder.parse(nullptr, "")->empty());
+}
+
+TEST_F(GalleryFolderTest, ColumnsShowTheRecordsAndSortFoldersFirstThenByValue)
+{
+    GalleryFolder folder(store_);
+    const ItemId lakes = ItemId::gallery("Holidays/Lakes");
+    const ItemId a = ItemId::pictureInGallery("Holidays/Lakes", a_);
+    const ItemId b = ItemId::pictureInGallery("Holidays/Lakes", b_);
+    const ItemId c = ItemId::pictureInGallery("Holidays", c_);
+    EXPECT_EQ(folder.text(a, Column::DateTaken), "2004-02-26 06:27:51");
+    EXPECT_EQ(folder.text(b, Column::DateTaken), "2003-01-01 07:08:09"); // the sample's time
+    EXPECT_EQ(folder.text(c, Column::DateTaken), "2024-05-06 07:08:09");
+    EXPECT_EQ(folder.text(c, Column::Title), "Morning light");
+    EXPECT_EQ(folder.text(a, Column::Title), "Dawn");
+    EXPECT_EQ(folder.text(a, Column::Keywords), "Sunrise; Lake");
+    EXPECT_EQ(folder.text(a, Column::Camera), "Acme Roadrunner 7");
+    EXPECT_EQ(folder.text(a, Column::Path), a_);
+    EXPECT_EQ(folder.text(a, Column::Size), "5 KB");
+    EXPECT_EQ(folder.text(lakes, Column::Name), "Lakes");
+    EXPECT_EQ(folder.text(lakes, Column::DateTaken), "");
+
+    EXPECT_LT(folder.compare(lakes, a, Column::DateTaken), 0) << "folders first";
+    EXPECT_GT(folder.compare(a, lakes, Column::Name), 0);
+    EXPECT_GT(folder.compare(c, b, Column::DateTaken), 0);
+    EXPECT_GT(folder.compare(c, a, Column::DateTaken), 0);
+    EXPECT_LT(folder.compare(b, a, Column::DateTaken), 0);
+    EXPECT_GT(folder.compare(a, b, Column::DateTaken), 0);
+    EXPECT_LT(folder.compare(a, b, Column::Name), 0);
+    EXPECT_LT(folder.compare(a, b, Column::Title), 0) << "'Dawn' before 'Morning light'";
+    EXPECT_EQ(folder.compare(a, a, Column::Size), 0);
+    EXPECT_NE(folder.compare(a, ItemId::pictureUnderKeyword("Lake", b_), Column::Name), 0);
+    EXPECT_STREQ(columnInfo(Column::Size).title, "Size");
+    EXPECT_TRUE(columnInfo(Column::Size).rightAligned);
+}
