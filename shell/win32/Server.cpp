@@ -3,6 +3,8 @@
 #include "Server.h"
 #include "ViewerParts.h"
 
+#include <NamespaceFolder.h>
+
 #include <Lumeno/Platform/Services.h>
 #include <Lumeno/Platform/Images.h>
 #include <Lumeno/Shell/ShellCore.h>
@@ -43,6 +45,10 @@ HRESULT createSlideShowEntry(int, IUnknown* outer, IUnknown** inner)
 {
     return createSlideShow(outer, inner);
 }
+HRESULT createNamespaceEntry(int, IUnknown* outer, IUnknown** inner)
+{
+    return Namespace::createNamespaceFolder(outer, inner);
+}
 
 // The class table: identifier, registration script, and the creator of the class's objects
 // (null while they are not built: such a class is registered but not served).
@@ -58,7 +64,7 @@ const ClassEntry ClassTable[] = {
     {"{4B0D5947-C512-4028-93B6-FD94EEF5AECA}", 115, createSlideShowEntry, 0, true},
     {"{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}", 124, createInfoTipEntry, 0, true},
     {"{5D2257E7-CCBF-496F-A579-0E5625E2E15B}", 126, createColumnProviderEntry, 0, true},
-    {"{89434BB7-16EA-4562-8372-5AD47F18F97B}", 129, nullptr, 0, false}, // CLumenoNamespaceFolder
+    {"{89434BB7-16EA-4562-8372-5AD47F18F97B}", 129, createNamespaceEntry, 0, false}, // CLumenoNamespaceFolder
     {"{0117FFFB-91FD-414E-AC34-A00531032006}", 136, createOverlayIdentifier, XmpIptc, false},
     {"{3E57A8B6-849B-476E-A3E9-CFCE49E3662A}", 140, createOverlayIdentifier, Exif, false},
     {"{F0C13C81-FB8D-464e-873F-F8FF999E3EEC}", 276, createOverlayIdentifier, Xmp, false},

@@ -142,3 +142,14 @@ TEST_F(GalleryFolderTest, ColumnsShowTheRecordsAndSortFoldersFirstThenByValue)
     EXPECT_STREQ(columnInfo(Column::Size).title, "Size");
     EXPECT_TRUE(columnInfo(Column::Size).rightAligned);
 }
+
+TEST(GalleryFolderColumns, OrderAndVisibilityFollowTheStoredTitles)
+{
+    EXPECT_EQ(columnOrder({}), (std::vector<Column>{Column::Name, Column::DateTaken, Column::Title, Column::Keywords,
+                                                    Column::Camera, Column::Size, Column::Path}));
+    EXPECT_EQ(columnOrder({"size", "Nonsense", "Date taken", "Size"}),
+              (std::vector<Column>{Column::Size, Column::DateTaken, Column::Name, Column::Title, Column::Keywords,
+                                   Column::Camera, Column::Path}));
+    EXPECT_TRUE(isNamed({"Name", "CAMERA"}, Column::Camera));
+    EXPECT_FALSE(isNamed({"Name", "CAMERA"}, Column::Path));
+}

@@ -66,6 +66,33 @@ const ColumnInfo& columnInfo(Column column)
     return Columns[static_cast<std::size_t>(column)];
 }
 
+bool isNamed(const std::vector<std::string>& titles, Column column)
+{
+    return std::any_of(titles.begin(), titles.end(),
+                       [&](const std::string& title) { return compareText(title, columnInfo(column).title) == 0; });
+}
+
+std::vector<Column> columnOrder(const std::vector<std::string>& titles)
+{
+    std::vector<Column> order;
+    auto add = [&order](Column column) {
+        if (std::find(order.begin(), order.end(), column) == order.end()) {
+            order.push_back(column);
+        }
+    };
+    for (const std::string& title : titles) {
+        for (std::size_t i = 0; i < ColumnCount; ++i) {
+            if (compareText(title, Columns[i].title) == 0) {
+                add(static_cast<Column>(i));
+            }
+        }
+    }
+    for (std::size_t i = 0; i < ColumnCount; ++i) {
+        add(static_cast<Column>(i));
+    }
+    return order;
+}
+
 GalleryFolder::GalleryFolder(DB::Store& store) : store_(store) {}
 
 void GalleryFolder::remember(const DB::StoreImageEntry& entry)

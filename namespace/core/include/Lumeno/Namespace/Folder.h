@@ -29,6 +29,11 @@ struct ColumnInfo {
     int width;         // in characters, as the view first sizes it
 };
 const ColumnInfo& columnInfo(Column column);
+// The columns in the order `titles` names them (ColumnOrder: unknown titles passed over), then
+// those it does not name, in their own order.
+std::vector<Column> columnOrder(const std::vector<std::string>& titles);
+// Whether `titles` (VisibleColumns) names the column, letter case aside.
+bool isNamed(const std::vector<std::string>& titles, Column column);
 
 // The title of the folder's "Keywords" folder.
 constexpr const char* KeywordsFolderName = "Keywords";

@@ -1,0 +1,322 @@
+// Reaches "My Galleries" as the file manager does, from the desktop folder, and prints what the
+// folder answers, a line each, for the test script to compare; then checks its answers to
+// damaged identifiers and bad calls.
+//   namespace-test list PATH           the items of the folder at PATH ("" for the top, else
+//                                      "Holidays\Lakes"), each with its attributes, names and
+//                                      every column's text
+//   namespace-test sort PATH COLUMN    the items in the order CompareIDs gives for the column
+//   namespace-test rename PATH NAME    SetNameOf on the gallery at PATH
+//   namespace-test check               the answers to damaged identifiers and bad calls
+//   namespace-test bench PATH          enumerating the folder and sorting it by date, timed
+#include "../../../shell/win32/tests/TestHost.h"
+
+#include <shlobj.h>
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <functional>
+
+namespace {
+
+const char* const Clsid = "{89434BB7-16EA-4562-8372-5AD47F18F97B}";
+
+std::string strret(STRRET& value, PCUITEMID_CHILD pidl)
+{
+    WCHAR text[MAX_PATH * 2] = {};
+    StrRetToBufW(&value, pidl, text, MAX_PATH * 2);
+    return narrow(text);
+}
+
+// The folder at PATH below My Galleries, through the desktop as the shell reaches it.
+IShellFolder2* folderAt(const std::string& path, PIDLIST_ABSOLUTE* absolute = nullptr)
+{
+    IShellFolder* desktop = nullptr;
+    if (FAILED(SHGetDesktopFolder(&desktop))) {
+        return nullptr;
+    }
+    std::basic_string<WCHAR> name = wide(std::string("::") + Clsid + (path.empty() ? "" : "\\" + path));
+    PIDLIST_RELATIVE pidl = nullptr;
+    HRESULT hr = desktop->ParseDisplayName(nullptr, nullptr, &name[0], nullptr, &pidl, nullptr);
+    IShellFolder2* folder = nullptr;
+    if (SUCCEEDED(hr)) {
+        hr = desktop->BindToObject(pidl, nullptr, IID_IShellFolder2, reinterpret_cast<void**>(&folder));
+        if (absolute != nullptr) {
+            *absolute = reinterpret_cast<PIDLIST_ABSOLUTE>(pidl);
+        } else {
+            CoTaskMemFree(pidl);
+        }
+    }
+    desktop->Release();
+    if (FAILED(hr)) {
+        std::printf("cannot reach %s: 0x%08lX\n", path.c_str(), static_cast<unsigned long>(hr));
+    }
+    return folder;
+}
+
+std::vector<PITEMID_CHILD> items(IShellFolder2* folder)
+{
+    std::vector<PITEMID_CHILD> out;
+    IEnumIDList* list = nullptr;
+    if (SUCCEEDED(folder->EnumObjects(nullptr, SHCONTF_FOLDERS | SHCONTF_NONFOLDERS, &list)) && list != nullptr) {
+        PITEMID_CHILD item = nullptr;
+        ULONG got = 0;
+        while (list->Next(1, &item, &got) == S_OK && got == 1) {
+            out.push_back(item);
+        }
+        list->Release();
+    }
+    return out;
+}
+
+int columnCount(IShellFolder2* folder)
+{
+    int n = 0;
+    SHELLDETAILS details = {};
+    while (SUCCEEDED(folder->GetDetailsOf(nullptr, static_cast<UINT>(n), &details))) {
+        CoTaskMemFree(details.str.uType == STRRET_WSTR ? details.str.pOleStr : nullptr);
+        ++n;
+    }
+    return n;
+}
+
+int list(const std::string& path)
+{
+    IShellFolder2* folder = folderAt(path);
+    if (folder == nullptr) {
+        return 1;
+    }
+    std::printf("columns:");
+    for (int c = 0, n = columnCount(folder); c < n; ++c) {
+        SHELLDETAILS details = {};
+        folder->GetDetailsOf(nullptr, static_cast<UINT>(c), &details);
+        SHCOLSTATEF state = 0;
+        folder->GetDefaultColumnState(static_cast<UINT>(c), &state);
+        std::printf(" %s%s", strret(details.str, nullptr).c_str(), (state & SHCOLSTATE_ONBYDEFAULT) ? "" : "(hidden)");
+    }
+    std::printf("\n");
+    for (PITEMID_CHILD item : items(folder)) {
+        SFGAOF attributes = SFGAO_FOLDER | SFGAO_CANRENAME | SFGAO_DROPTARGET | SFGAO_CANCOPY;
+        PCUITEMID_CHILD one = item;
+        folder->GetAttributesOf(1, &one, &attributes);
+        STRRET name = {}, parsing = {};
+        folder->GetDisplayNameOf(item, SHGDN_NORMAL, &name);
+        folder->GetDisplayNameOf(item, SHGDN_FORPARSING, &parsing);
+        std::printf("%s [%s%s%s%s] %s", strret(name, item).c_str(), (attributes & SFGAO_FOLDER) ? "F" : "-",
+                    (attributes & SFGAO_CANRENAME) ? "R" : "-", (attributes & SFGAO_DROPTARGET) ? "D" : "-",
+                    (attributes & SFGAO_CANCOPY) ? "C" : "-", strret(parsing, item).c_str());
+        for (int c = 1, n = columnCount(folder); c < n; ++c) {
+            SHELLDETAILS details = {};
+            folder->GetDetailsOf(item, static_cast<UINT>(c), &details);
+            std::printf(" | %s", strret(details.str, item).c_str());
+        }
+        std::printf("\n");
+        CoTaskMemFree(item);
+    }
+    folder->Release();
+    return 0;
+}
+
+int sort(const std::string& path, int column)
+{
+    IShellFolder2* folder = folderAt(path);
+    if (folder == nullptr) {
+        return 1;
+    }
+    std::vector<PITEMID_CHILD> all = items(folder);
+    std::stable_sort(all.begin(), all.end(), [&](PITEMID_CHILD a, PITEMID_CHILD b) {
+        return static_cast<short>(HRESULT_CODE(folder->CompareIDs(column, a, b))) < 0;
+    });
+    for (PITEMID_CHILD item : all) {
+        STRRET name = {};
+        folder->GetDisplayNameOf(item, SHGDN_NORMAL, &name);
+        std::printf("%s\n", strret(name, item).c_str());
+        CoTaskMemFree(item);
+    }
+    folder->Release();
+    return 0;
+}
+
+int renameGallery(const std::string& path, const std::string& name)
+{
+    const std::size_t slash = path.rfind('\\');
+    IShellFolder2* parent = folderAt(slash == std::string::npos ? "" : path.substr(0, slash));
+    if (parent == nullptr) {
+        return 1;
+    }
+    std::basic_string<WCHAR> last = wide(slash == std::string::npos ? path : path.substr(slash + 1));
+    PIDLIST_RELATIVE item = nullptr;
+    HRESULT hr = parent->ParseDisplayName(nullptr, nullptr, &last[0], nullptr, &item, nullptr);
+    PITEMID_CHILD renamed = nullptr;
+    if (SUCCEEDED(hr)) {
+        hr = parent->SetNameOf(nullptr, reinterpret_cast<PCUITEMID_CHILD>(item), wide(name).c_str(), SHGDN_INFOLDER, &renamed);
+    }
+    STRRET text = {};
+    if (renamed != nullptr) {
+        parent->GetDisplayNameOf(renamed, SHGDN_NORMAL, &text);
+    }
+    std::printf("0x%08lX %s\n", static_cast<unsigned long>(hr), renamed != nullptr ? strret(text, renamed).c_str() : "");
+    CoTaskMemFree(item);
+    CoTaskMemFree(renamed);
+    parent->Release();
+    return SUCCEEDED(hr) ? 0 : 1;
+}
+
+int checks()
+{
+    PIDLIST_ABSOLUTE top = nullptr;
+    IShellFolder2* folder = folderAt("", &top);
+    check(folder != nullptr, "the desktop parses ::{CLSID} and binds to the folder");
+    if (folder == nullptr) {
+        return checksDone();
+    }
+    IPersistFolder2* persist = nullptr;
+    PIDLIST_ABSOLUTE current = nullptr;
+    check(SUCCEEDED(folder->QueryInterface(IID_IPersistFolder2, reinterpret_cast<void**>(&persist))) &&
+              SUCCEEDED(persist->GetCurFolder(&current)) && ILIsEqual(current, top),
+          "the folder knows its place (IPersistFolder2)");
+    CLSID clsid = {};
+    check(persist != nullptr && SUCCEEDED(persist->GetClassID(&clsid)) && IsEqualCLSID(clsid, ::clsid(Clsid)),
+          "... and its class");
+    CoTaskMemFree(current);
+    if (persist != nullptr) {
+        persist->Release();
+    }
+
+    std::vector<PITEMID_CHILD> all = items(folder);
+    check(all.size() >= 2, "the top holds the galleries and Keywords");
+    if (all.empty()) {
+        return checksDone();
+    }
+    PITEMID_CHILD first = all[0];
+    // The same item, each byte damaged in turn: every call refuses it.
+    const USHORT cb = first->mkid.cb;
+    bool refused = true;
+    for (USHORT i = 0; i + 2 < cb; ++i) {
+        std::vector<BYTE> bytes(reinterpret_cast<const BYTE*>(first), reinterpret_cast<const BYTE*>(first) + cb + 2);
+        bytes[2 + i] ^= 0x41;
+        auto* damaged = reinterpret_cast<PCUITEMID_CHILD>(bytes.data());
+        SFGAOF attributes = SFGAO_FOLDER;
+        STRRET name = {};
+        IShellFolder* child = nullptr;
+        SHELLDETAILS details = {};
+        refused = refused && folder->GetAttributesOf(1, &damaged, &attributes) == E_INVALIDARG &&
+                  folder->GetDisplayNameOf(damaged, SHGDN_NORMAL, &name) == E_INVALIDARG &&
+                  folder->BindToObject(damaged, nullptr, IID_IShellFolder, reinterpret_cast<void**>(&child)) == E_INVALIDARG &&
+                  child == nullptr && folder->CompareIDs(0, damaged, first) == E_INVALIDARG &&
+                  folder->GetDetailsOf(damaged, 0, &details) == E_INVALIDARG;
+    }
+    check(refused, "an identifier damaged in any byte is refused by every call");
+    // A foreign identifier: a file's, from the file system.
+    PIDLIST_ABSOLUTE file = nullptr;
+    WCHAR windows[MAX_PATH] = {};
+    GetWindowsDirectoryW(windows, MAX_PATH);
+    if (SUCCEEDED(SHParseDisplayName(windows, nullptr, &file, 0, nullptr))) {
+        PCUITEMID_CHILD foreign = ILFindLastID(file);
+        SFGAOF attributes = SFGAO_FOLDER;
+        check(folder->GetAttributesOf(1, &foreign, &attributes) == E_INVALIDARG, "another folder's identifier is refused");
+        CoTaskMemFree(file);
+    }
+    // A cut identifier: shorter than any of ours.
+    BYTE tiny[] = {3, 0, 'L', 0, 0};
+    auto* cut = reinterpret_cast<PCUITEMID_CHILD>(tiny);
+    STRRET name = {};
+    check(folder->GetDisplayNameOf(cut, SHGDN_NORMAL, &name) == E_INVALIDARG, "a cut identifier is refused");
+
+    SHELLDETAILS details = {};
+    check(folder->GetDetailsOf(nullptr, 99, &details) == E_FAIL, "past the last column there is none");
+    check(folder->CompareIDs(99, first, first) == E_INVALIDARG, "nor a column 99 to sort by");
+    check(HRESULT_CODE(folder->CompareIDs(0, first, first)) == 0, "an item is equal to itself");
+    std::basic_string<WCHAR> missing = wide("No such gallery");
+    PIDLIST_RELATIVE none = nullptr;
+    check(FAILED(folder->ParseDisplayName(nullptr, nullptr, &missing[0], nullptr, &none, nullptr)) && none == nullptr,
+          "a name that is not there is not parsed");
+    IShellFolder* picture = nullptr;
+    check(folder->EnumObjects(nullptr, SHCONTF_FOLDERS, nullptr) == E_POINTER, "EnumObjects without a place for the list");
+    (void)picture;
+
+    // SHBindToParent on a picture's full identifier list gives its gallery's folder.
+    PIDLIST_ABSOLUTE lakes = nullptr;
+    IShellFolder2* gallery = folderAt("Holidays\\Lakes", &lakes);
+    std::vector<PITEMID_CHILD> pictures = gallery != nullptr ? items(gallery) : std::vector<PITEMID_CHILD>{};
+    if (!pictures.empty()) {
+        PIDLIST_ABSOLUTE full = ILCombine(lakes, pictures[0]);
+        IShellFolder* parent = nullptr;
+        PCUITEMID_CHILD last = nullptr;
+        STRRET parsing = {};
+        check(SUCCEEDED(SHBindToParent(full, IID_IShellFolder, reinterpret_cast<void**>(&parent), &last)) &&
+                  SUCCEEDED(parent->GetDisplayNameOf(last, SHGDN_FORPARSING, &parsing)) &&
+                  strret(parsing, last).find(".jpg") != std::string::npos,
+              "SHBindToParent reaches a picture's gallery, which names the file");
+        IShellFolder* into = nullptr;
+        check(parent != nullptr && parent->BindToObject(last, nullptr, IID_IShellFolder, reinterpret_cast<void**>(&into)) == E_INVALIDARG,
+              "a picture is no folder to bind to");
+        if (parent != nullptr) {
+            parent->Release();
+        }
+        CoTaskMemFree(full);
+    } else {
+        check(false, "the gallery Holidays\\Lakes holds pictures");
+    }
+    for (PITEMID_CHILD item : pictures) {
+        CoTaskMemFree(item);
+    }
+    if (gallery != nullptr) {
+        gallery->Release();
+    }
+    CoTaskMemFree(lakes);
+    for (PITEMID_CHILD item : all) {
+        CoTaskMemFree(item);
+    }
+    CoTaskMemFree(top);
+    folder->Release();
+    return checksDone();
+}
+
+int bench(const std::string& path)
+{
+    const auto start = std::chrono::steady_clock::now();
+    IShellFolder2* folder = folderAt(path);
+    if (folder == nullptr) {
+        return 1;
+    }
+    std::vector<PITEMID_CHILD> all = items(folder);
+    const auto listed = std::chrono::steady_clock::now();
+    std::sort(all.begin(), all.end(), [&](PITEMID_CHILD a, PITEMID_CHILD b) {
+        return static_cast<short>(HRESULT_CODE(folder->CompareIDs(1, a, b))) < 0; // date taken
+    });
+    const auto sorted = std::chrono::steady_clock::now();
+    auto ms = [](auto a, auto b) { return std::chrono::duration<double, std::milli>(b - a).count(); };
+    std::printf("%zu pictures: enumerated in %.1f ms, sorted by date in %.1f ms, together %.1f ms\n", all.size(),
+                ms(start, listed), ms(listed, sorted), ms(start, sorted));
+    for (PITEMID_CHILD item : all) {
+        CoTaskMemFree(item);
+    }
+    folder->Release();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const std::string mode = argc > 1 ? argv[1] : "";
+    int status = 2;
+    if (mode == "list" && argc == 3) {
+        status = list(argv[2]);
+    } else if (mode == "sort" && argc == 4) {
+        status = sort(argv[2], std::atoi(argv[3]));
+    } else if (mode == "rename" && argc == 4) {
+        status = renameGallery(argv[2], argv[3]);
+    } else if (mode == "check") {
+        status = checks();
+    } else if (mode == "bench" && argc == 3) {
+        status = bench(argv[2]);
+    } else {
+        std::fprintf(stderr, "usage: namespace-test list|sort|rename|check|bench ...\n");
+    }
+    CoUninitialize();
+    return status;
+}

@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# "My Galleries" under Wine, reached from the desktop folder as the file manager reaches it
+# (namespace-test.exe): the galleries, keywords and pictures of a store made by the Windows tool,
+# their names, attributes and columns, the order CompareIDs gives per column, a gallery renamed
+# through SetNameOf and seen so by the tool, and the answers to damaged identifiers.
+# Usage: namespace-test.sh WINDOWS-DIR DATA-DIR
+set -u
+windir=$(cd "$1" && pwd) data=$(cd "$2" && pwd)
+. "$(dirname "$0")/prefix.sh"
+
+host=$windir/namespace-test.exe
+dll=$(windows "$windir/lumeno.dll")
+tool() { wine "$windir/lumeno.exe" "$@" 2>/dev/null | tr -d '\r'; }
+namespace_test() { wine "$host" "$@" 2>/dev/null | tr -d '\r'; }
+win() { windows "$work/files/$1"; }
+
+# Three photos: a copy of the sample each, with a title, keywords and a date of their own
+# (exiftool), in galleries made by the Windows tool.
+mkdir "$work/files"
+i=0
+for spec in "a.jpg|Dawn|Sunrise|2004:02:26 06:27:51" "b.jpg|Noon|Lake|2003:01:01 12:00:00" \
+            "c.jpg|Dusk|Lake|2005:07:14 21:05:03"; do
+  IFS='|' read -r name title keyword date <<<"$spec"
+  cp "$data/sample.jpg" "$work/files/$name"
+  exiftool -q -overwrite_original -IPTC:Keywords= -XMP:Subject= "-IPTC:Keywords=$keyword" "-XMP:Subject=$keyword" \
+    "-IPTC:ObjectName=$title" "-XMP:Title=$title" "-AllDates=$date" -IPTC:DateCreated= -IPTC:TimeCreated= \
+    -XMP:DateCreated= "$work/files/$name"
+  i=$((i + 1))
+done
+tool gallery create Holidays >/dev/null
+tool gallery create 'Holidays/Lakes' >/dev/null
+tool gallery add 'Holidays/Lakes' "$(win a.jpg)" "$(win b.jpg)" >/dev/null
+tool gallery add Holidays "$(win c.jpg)" >/dev/null
+wine regsvr32 /s "$dll" >/dev/null 2>&1
+
+tab=$'\t'
+clsid='::{89434BB7-16EA-4562-8372-5AD47F18F97B}'
+files=$(win '')
+same() { # same WHAT EXPECTED-FILE ACTUAL-FILE
+  check "$1" bash -c 'diff "$1" "$2" | head -n 20; cmp -s "$1" "$2"' _ "$2" "$3"
+}
+namespace_test list "" >"$work/top.out"
+cat >"$work/top.expected" <<END
+columns: Name Date taken Title Keywords Camera Size Path
+Holidays [FRD-] $clsid\Holidays |  |  |  |  |  | 
+Keywords [F---] $clsid\Keywords |  |  |  |  |  | 
+END
+same "the top: the galleries, then Keywords; folders, a gallery renamed and dropped on" "$work/top.expected" "$work/top.out"
+namespace_test list 'Holidays' >"$work/holidays.out"
+cat >"$work/holidays.expected" <<END
+columns: Name Date taken Title Keywords Camera Size Path
+Lakes [FRD-] $clsid\Holidays\Lakes |  |  |  |  |  | 
+c.jpg [---C] ${files}c.jpg | 2005-07-14 21:05:03 | Dusk | Lake | Acme Roadrunner 7 | 5 KB | ${files}c.jpg
+END
+same "a gallery: its sub-galleries, then its pictures with every column" "$work/holidays.expected" "$work/holidays.out"
+namespace_test list 'Keywords\lake' >"$work/lake.out"
+cat >"$work/lake.expected" <<END
+columns: Name Date taken Title Keywords Camera Size Path
+b.jpg [---C] ${files}b.jpg | 2003-01-01 12:00:00 | Noon | Lake | Acme Roadrunner 7 | 5 KB | ${files}b.jpg
+c.jpg [---C] ${files}c.jpg | 2005-07-14 21:05:03 | Dusk | Lake | Acme Roadrunner 7 | 5 KB | ${files}c.jpg
+END
+same "a keyword (named in any letter case) holds the pictures that carry it" "$work/lake.expected" "$work/lake.out"
+check "the Keywords folder holds each keyword once" \
+  bash -c '[ "$(wine "$1" list Keywords 2>/dev/null | tr -d "\r" | sed -n "2,\$ s/ .*//p" | tr "\n" " ")" = "Lake Sunrise " ]' _ "$host"
+
+# The order CompareIDs gives, by name, date taken and title, in a gallery and in a keyword.
+check "sorted by name" [ "$(namespace_test sort 'Holidays\Lakes' 0 | tr '\n' ' ')" = "a.jpg b.jpg " ]
+check "sorted by date taken" [ "$(namespace_test sort 'Holidays\Lakes' 1 | tr '\n' ' ')" = "b.jpg a.jpg " ]
+check "sorted by title, folders first" [ "$(namespace_test sort 'Holidays' 2 | tr '\n' ' ')" = "Lakes c.jpg " ]
+check "sorted by date under a keyword" [ "$(namespace_test sort 'Keywords\Lake' 1 | tr '\n' ' ')" = "b.jpg c.jpg " ]
+
+# The columns the user chose, in the order left (Namespace settings), the others hidden.
+tool settings set Namespace ColumnOrder 'Date taken; Name' >/dev/null
+tool settings set Namespace VisibleColumns 'Name; Date taken; Size' >/dev/null
+check "the columns in the stored order, those not chosen hidden" \
+  [ "$(namespace_test list 'Holidays\Lakes' | head -n 1)" = "columns: Date taken Name Title(hidden) Keywords(hidden) Camera(hidden) Size Path(hidden)" ]
+check "... and sorting follows the columns' order" [ "$(namespace_test sort 'Holidays\Lakes' 0 | tr '\n' ' ')" = "b.jpg a.jpg " ]
+wine reg delete 'HKCU\Software\LumenoWorks\Lumeno\Namespace' /f >/dev/null 2>&1
+
+namespace_test check >"$work/check.out"
+host_checks "$work/check.out"
+
+# A gallery renamed in the folder is renamed in the store.
+check "SetNameOf renames a gallery" [ "$(namespace_test rename 'Holidays\Lakes' Ponds)" = "0x00000000 Ponds" ]
+check "... as the tool sees it" bash -c '[ "$(wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | head -n 1)" = "Holidays/Ponds/" ]' _ "$windir/lumeno.exe"
+check "a name with a separator is refused" [ "$(namespace_test rename 'Holidays\Ponds' 'a/b' | cut -c1-10)" = 0x80070057 ]
+
+finish
