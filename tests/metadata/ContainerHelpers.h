@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 
 namespace TestSupport {
@@ -21,8 +22,11 @@ public:
     TempFolder()
     {
         const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
+        // Named by the test and made unique, so that two runs of the tests on one machine (two
+        // builds, a sanitizer build beside the plain one) never share a folder.
         path_ = std::filesystem::path(::testing::TempDir()) /
-                (std::string("lumeno-") + info->test_suite_name() + "-" + info->name());
+                (std::string("lumeno-") + info->test_suite_name() + "-" + info->name() + "-" +
+                 std::to_string(std::random_device()()));
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
