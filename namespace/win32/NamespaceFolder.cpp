@@ -328,7 +328,7 @@ public:
             return E_INVALIDARG;
         }
         const auto shown = static_cast<std::size_t>(parameter & SHCIDS_COLUMNMASK);
-        const ColumnLayout layout;
+        const ColumnLayout& layout = columns();
         if (shown >= layout.order.size()) {
             return E_INVALIDARG;
         }
@@ -490,7 +490,7 @@ public:
         if (state == nullptr) {
             return E_POINTER;
         }
-        const ColumnLayout layout;
+        const ColumnLayout& layout = columns();
         if (column >= layout.order.size()) {
             return E_INVALIDARG;
         }
@@ -505,7 +505,7 @@ public:
         if (details == nullptr) {
             return E_POINTER;
         }
-        const ColumnLayout layout;
+        const ColumnLayout& layout = columns();
         if (column >= layout.order.size()) {
             return E_FAIL; // past the last column, as the view probes
         }
@@ -544,6 +544,13 @@ protected:
 
 private:
     const ItemId* here() const { return path_.empty() ? nullptr : &path_.back(); }
+    // The columns as the settings had them when the folder was first asked (a view opened
+    // later reads them again in its own folder object).
+    const ColumnLayout& columns()
+    {
+        std::call_once(columnsRead_, [this] { columns_ = std::make_unique<ColumnLayout>(); });
+        return *columns_;
+    }
 
     static SFGAOF attributesOf(const ItemId& item)
     {
@@ -563,6 +570,8 @@ private:
 
     std::vector<ItemId> path_; // from the top of My Galleries to this folder
     PIDLIST_ABSOLUTE root_ = nullptr;
+    std::once_flag columnsRead_;
+    std::unique_ptr<ColumnLayout> columns_;
 };
 
 } // namespace

@@ -111,10 +111,6 @@ void GalleryFolder::remember(const DB::StoreImageEntry& entry)
     }
     d.title = entry.objectName.empty() ? entry.headline : entry.objectName;
     d.keywords = joined(entry.keywords);
-    std::error_code ec;
-    const auto size = fs::file_size(fs::u8path(entry.filePath), ec);
-    d.found = !ec;
-    d.size = ec ? 0 : static_cast<std::uint64_t>(size);
     details_[entry.filePath] = std::move(d);
 }
 
@@ -132,6 +128,21 @@ const PictureDetails& GalleryFolder::details(const std::string& path)
         found = details_.find(path);
     }
     return found->second;
+}
+
+const PictureDetails& GalleryFolder::sized(const std::string& path)
+{
+    PictureDetails& d = const_cast<PictureDetails&>(details(path));
+    if (!d.sizeKnown) {
+        // Asked of the file only when the size is shown or sorted by: a folder of thousands
+        // opens without touching its files.
+        std::error_code ec;
+        const auto size = fs::file_size(fs::u8path(path), ec);
+        d.found = !ec;
+        d.size = ec ? 0 : static_cast<std::uint64_t>(size);
+        d.sizeKnown = true;
+    }
+    return d;
 }
 
 std::vector<ItemId> GalleryFolder::children(const ItemId* folder)
@@ -287,7 +298,7 @@ std::string GalleryFolder::text(const ItemId& item, Column column)
     case Column::Keywords: return details(item.name).keywords;
     case Column::Camera: return camera(item.name);
     case Column::Size: {
-        const PictureDetails& d = details(item.name);
+        const PictureDetails& d = sized(item.name);
         return d.found ? sizeText(d.size) : std::string();
     }
     case Column::Path: return item.name;
@@ -306,8 +317,8 @@ int GalleryFolder::compare(const ItemId& a, const ItemId& b, Column column)
         switch (column) {
         case Column::DateTaken: order = details(a.name).sortDate.compare(details(b.name).sortDate); break;
         case Column::Size: {
-            const std::uint64_t x = details(a.name).size;
-            const std::uint64_t y = details(b.name).size;
+            const std::uint64_t x = sized(a.name).size;
+            const std::uint64_t y = sized(b.name).size;
             order = x < y ? -1 : (x > y ? 1 : 0);
             break;
         }

@@ -45,7 +45,8 @@ struct PictureDetails {
     std::string title;
     std::string keywords;  // "; " between them
     std::uint64_t size = 0;
-    bool found = false;    // the file is there
+    bool found = false;    // the file is there (known with the size)
+    bool sizeKnown = false;
 };
 
 class GalleryFolder {
@@ -71,6 +72,8 @@ public:
     // Below zero, zero, above zero: folders before pictures, then by the column, then by name.
     int compare(const ItemId& a, const ItemId& b, Column column);
     const PictureDetails& details(const std::string& path);
+    // The same with the file's size, which is read from the file on first use.
+    const PictureDetails& sized(const std::string& path);
 
 private:
     void remember(const DB::StoreImageEntry& entry);
