@@ -3,6 +3,8 @@
 // the shell's terms (item identifier lists, STRRETs, attributes, details).
 #include "NamespaceFolder.h"
 
+#include "DragDrop.h"
+
 #include "Server.h"
 
 #include <shlwapi.h>
@@ -379,6 +381,9 @@ public:
             *out = view;
             return S_OK;
         }
+        if (IsEqualIID(riid, IID_IDropTarget) && here() != nullptr && here()->kind == ItemKind::Gallery) {
+            return createGalleryDropTarget(here()->name, riid, out); // dropped into the open gallery
+        }
         return E_NOINTERFACE;
     }
 
@@ -399,10 +404,47 @@ public:
         return S_OK;
     }
 
-    HRESULT STDMETHODCALLTYPE GetUIObjectOf(HWND, UINT, PCUITEMID_CHILD_ARRAY, REFIID, UINT*, void** out) override
+    HRESULT STDMETHODCALLTYPE GetUIObjectOf(HWND, UINT count, PCUITEMID_CHILD_ARRAY pidls, REFIID riid, UINT*,
+                                            void** out) override
     {
-        if (out != nullptr) {
-            *out = nullptr;
+        if (out == nullptr) {
+            return E_POINTER;
+        }
+        *out = nullptr;
+        if (count == 0 || pidls == nullptr) {
+            return E_INVALIDARG;
+        }
+        std::vector<ItemId> items;
+        for (UINT i = 0; i < count; ++i) {
+            std::optional<ItemId> item = itemOf(pidls[i]);
+            if (!item) {
+                return E_INVALIDARG;
+            }
+            items.push_back(std::move(*item));
+        }
+        try {
+            if (IsEqualIID(riid, IID_IDropTarget)) {
+                // A gallery takes pictures dropped on it.
+                if (count != 1 || items[0].kind != ItemKind::Gallery) {
+                    return E_NOINTERFACE;
+                }
+                return createGalleryDropTarget(items[0].name, riid, out);
+            }
+            if (IsEqualIID(riid, IID_IDataObject)) {
+                // Pictures, dragged or copied out: the files, and the gallery they are in.
+                std::vector<std::string> files;
+                std::string gallery;
+                for (const ItemId& item : items) {
+                    if (item.kind != ItemKind::Picture) {
+                        return E_NOINTERFACE;
+                    }
+                    files.push_back(item.name);
+                    gallery = item.underKeyword ? std::string() : item.container;
+                }
+                return createPicturesData(gallery, files, riid, out);
+            }
+        } catch (const std::exception&) {
+            return E_OUTOFMEMORY;
         }
         return E_NOINTERFACE;
     }

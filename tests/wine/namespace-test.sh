@@ -80,6 +80,27 @@ wine reg delete 'HKCU\Software\LumenoWorks\Lumeno\Namespace' /f >/dev/null 2>&1
 namespace_test check >"$work/check.out"
 host_checks "$work/check.out"
 
+# Drag and drop: files dropped on a gallery are added to it; pictures dragged from one gallery to
+# another move (with Ctrl: are copied); dragged out, they are the files.
+cp "$data/sample.jpg" "$work/files/d.jpg"
+tool gallery create Family >/dev/null
+check "files dropped on a gallery are added to it" \
+  [ "$(namespace_test drop Family - "$(win d.jpg)" "$(win c.jpg)")" = "copy copied 0x00000000" ]
+check "... as the tool lists them" \
+  bash -c '[ "$(wine "$1" gallery list Family 2>/dev/null | tr -d "\r" | sed "s/.*\\\\//" | tr "\n" " ")" = "d.jpg c.jpg " ]' _ "$windir/lumeno.exe"
+check "a picture dragged to another gallery moves" \
+  [ "$(namespace_test drop 'Holidays\Lakes' Family d.jpg)" = "move moved 0x00000000" ]
+check "... out of the one and into the other" \
+  bash -c '[ "$(wine "$1" gallery list Family 2>/dev/null | tr -d "\r" | sed "s/.*\\\\//" | tr "\n" " ")" = "c.jpg " ] &&
+           wine "$1" gallery list Holidays/Lakes 2>/dev/null | tr -d "\r" | grep -q "d.jpg$"' _ "$windir/lumeno.exe"
+check "with Ctrl it is copied" [ "$(namespace_test drop Family ctrl 'Holidays\Lakes' a.jpg)" = "copy copied 0x00000000" ]
+check "... and stays where it was" \
+  bash -c 'wine "$1" gallery list Holidays/Lakes 2>/dev/null | tr -d "\r" | grep -q "a.jpg$" &&
+           wine "$1" gallery list Family 2>/dev/null | tr -d "\r" | grep -q "a.jpg$"' _ "$windir/lumeno.exe"
+check "dropped on their own gallery, nothing happens" [ "$(namespace_test drop Family Family a.jpg)" = "none nothing 0x00000000" ]
+check "dragged out, pictures are their files" \
+  [ "$(namespace_test out Family | tr '\n' ' ')" = "$(win c.jpg) $(win a.jpg) " ]
+
 # A gallery renamed in the folder is renamed in the store.
 check "SetNameOf renames a gallery" [ "$(namespace_test rename 'Holidays\Lakes' Ponds)" = "0x00000000 Ponds" ]
 check "... as the tool sees it" bash -c '[ "$(wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | head -n 1)" = "Holidays/Ponds/" ]' _ "$windir/lumeno.exe"

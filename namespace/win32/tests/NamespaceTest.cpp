@@ -6,6 +6,12 @@
 //                                      every column's text
 //   namespace-test sort PATH COLUMN    the items in the order CompareIDs gives for the column
 //   namespace-test rename PATH NAME    SetNameOf on the gallery at PATH
+//   namespace-test drop GALLERY [ctrl] FROM FILE...
+//                                      drops on the gallery at GALLERY either files (FROM "-": a
+//                                      data object of the file system's) or the named pictures
+//                                      of the gallery FROM, as dragged out of it; prints the
+//                                      effect
+//   namespace-test out PATH            the files a drag of every picture of PATH carries
 //   namespace-test check               the answers to damaged identifiers and bad calls
 //   namespace-test bench PATH          enumerating the folder and sorting it by date, timed
 #include "../../../shell/win32/tests/TestHost.h"
@@ -163,6 +169,122 @@ int renameGallery(const std::string& path, const std::string& name)
     return SUCCEEDED(hr) ? 0 : 1;
 }
 
+// The child at the last name of PATH, with its parent folder.
+PITEMID_CHILD childAt(const std::string& path, IShellFolder2** parent)
+{
+    const std::size_t slash = path.rfind('\\');
+    *parent = folderAt(slash == std::string::npos ? "" : path.substr(0, slash));
+    if (*parent == nullptr) {
+        return nullptr;
+    }
+    std::basic_string<WCHAR> last = wide(slash == std::string::npos ? path : path.substr(slash + 1));
+    PIDLIST_RELATIVE item = nullptr;
+    if (FAILED((*parent)->ParseDisplayName(nullptr, nullptr, &last[0], nullptr, &item, nullptr))) {
+        return nullptr;
+    }
+    return reinterpret_cast<PITEMID_CHILD>(item);
+}
+
+int drop(const std::string& gallery, bool control, const std::string& from, const std::vector<std::string>& names)
+{
+    IShellFolder2* parent = nullptr;
+    PITEMID_CHILD target = childAt(gallery, &parent);
+    IDropTarget* dropTarget = nullptr;
+    if (target == nullptr || FAILED(parent->GetUIObjectOf(nullptr, 1, const_cast<PCUITEMID_CHILD*>(&target), IID_IDropTarget,
+                                                          nullptr, reinterpret_cast<void**>(&dropTarget)))) {
+        std::printf("no drop target\n");
+        return 1;
+    }
+    IDataObject* data = nullptr;
+    if (from == "-") {
+        data = dataObjectFor(names); // files, as the file system's folder hands them out
+    } else {
+        IShellFolder2* source = folderAt(from);
+        std::vector<PITEMID_CHILD> chosen;
+        for (PITEMID_CHILD item : source != nullptr ? items(source) : std::vector<PITEMID_CHILD>{}) {
+            STRRET name = {};
+            source->GetDisplayNameOf(item, SHGDN_NORMAL, &name);
+            if (std::find(names.begin(), names.end(), strret(name, item)) != names.end()) {
+                chosen.push_back(item);
+            } else {
+                CoTaskMemFree(item);
+            }
+        }
+        if (source != nullptr && !chosen.empty()) {
+            source->GetUIObjectOf(nullptr, static_cast<UINT>(chosen.size()), const_cast<PCUITEMID_CHILD*>(chosen.data()),
+                                  IID_IDataObject, nullptr, reinterpret_cast<void**>(&data));
+        }
+        for (PITEMID_CHILD item : chosen) {
+            CoTaskMemFree(item);
+        }
+        if (source != nullptr) {
+            source->Release();
+        }
+    }
+    if (data == nullptr) {
+        std::printf("no data object\n");
+        return 1;
+    }
+    const DWORD keys = MK_LBUTTON | (control ? MK_CONTROL : 0);
+    POINTL at = {10, 10};
+    DWORD effect = DROPEFFECT_COPY | DROPEFFECT_MOVE | DROPEFFECT_LINK;
+    dropTarget->DragEnter(data, keys, at, &effect);
+    const DWORD entered = effect;
+    effect = DROPEFFECT_COPY | DROPEFFECT_MOVE | DROPEFFECT_LINK;
+    const HRESULT hr = dropTarget->Drop(data, keys & ~MK_LBUTTON, at, &effect);
+    std::printf("%s %s 0x%08lX\n", entered == DROPEFFECT_MOVE ? "move" : entered == DROPEFFECT_COPY ? "copy" : "none",
+                effect == DROPEFFECT_MOVE ? "moved" : effect == DROPEFFECT_COPY ? "copied" : "nothing",
+                static_cast<unsigned long>(hr));
+    data->Release();
+    dropTarget->Release();
+    CoTaskMemFree(target);
+    parent->Release();
+    return 0;
+}
+
+int out(const std::string& path)
+{
+    IShellFolder2* folder = folderAt(path);
+    if (folder == nullptr) {
+        return 1;
+    }
+    std::vector<PITEMID_CHILD> pictures;
+    for (PITEMID_CHILD item : items(folder)) {
+        SFGAOF attributes = SFGAO_FOLDER;
+        PCUITEMID_CHILD one = item;
+        folder->GetAttributesOf(1, &one, &attributes);
+        if ((attributes & SFGAO_FOLDER) == 0) {
+            pictures.push_back(item);
+        } else {
+            CoTaskMemFree(item);
+        }
+    }
+    IDataObject* data = nullptr;
+    if (!pictures.empty() &&
+        SUCCEEDED(folder->GetUIObjectOf(nullptr, static_cast<UINT>(pictures.size()), const_cast<PCUITEMID_CHILD*>(pictures.data()),
+                                        IID_IDataObject, nullptr, reinterpret_cast<void**>(&data)))) {
+        FORMATETC format = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+        STGMEDIUM medium = {};
+        if (SUCCEEDED(data->GetData(&format, &medium))) {
+            auto drop = static_cast<HDROP>(GlobalLock(medium.hGlobal));
+            const UINT n = DragQueryFileW(drop, 0xFFFFFFFF, nullptr, 0);
+            for (UINT i = 0; i < n; ++i) {
+                WCHAR file[MAX_PATH] = {};
+                DragQueryFileW(drop, i, file, MAX_PATH);
+                std::printf("%s\n", narrow(file).c_str());
+            }
+            GlobalUnlock(medium.hGlobal);
+            ReleaseStgMedium(&medium);
+        }
+        data->Release();
+    }
+    for (PITEMID_CHILD item : pictures) {
+        CoTaskMemFree(item);
+    }
+    folder->Release();
+    return 0;
+}
+
 int checks()
 {
     PIDLIST_ABSOLUTE top = nullptr;
@@ -310,6 +432,12 @@ int main(int argc, char** argv)
         status = sort(argv[2], std::atoi(argv[3]));
     } else if (mode == "rename" && argc == 4) {
         status = renameGallery(argv[2], argv[3]);
+    } else if (mode == "drop" && argc >= 5) {
+        const bool control = std::string(argv[3]) == "ctrl";
+        const int from = control ? 4 : 3;
+        status = from + 1 < argc ? drop(argv[2], control, argv[from], {argv + from + 1, argv + argc}) : 2;
+    } else if (mode == "out" && argc == 3) {
+        status = out(argv[2]);
     } else if (mode == "check") {
         status = checks();
     } else if (mode == "bench" && argc == 3) {
