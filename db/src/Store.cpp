@@ -1,5 +1,7 @@
 #include "Lumeno/DB/Store.h"
 
+#include "StoreLayouts.h"
+
 #include "Lumeno/DB/Serializer.h"
 #include "Lumeno/DB/Thumbnail.h"
 
@@ -24,64 +26,8 @@ namespace Lumeno::DB {
 
 namespace {
 
-FieldDefinition textField(const char* name, std::uint32_t size)
-{
-    return {name, FieldForm::Text, size};
-}
-FieldDefinition block(const char* name)
-{
-    return {name, FieldForm::Block, 0};
-}
-const FieldDefinition Flag = {"CTreeFlag", FieldForm::Bytes, 1};
-
-// The tree of galleries and their images: the store's own tables beside the catalogue's.
-class StoreGalleries : public StoreCTree {
-public:
-    std::vector<KeyDefinition> indexDefinitions() const override { return {{1, 261, false}, {2, 261, true}}; }
-    std::vector<FieldDefinition> fieldList() const override { return {Flag, textField("Name", 261), textField("Parent", 261)}; }
-    std::uint32_t fixedLength() const override { return 1; }
-    std::string fileName() const override { return "Galleries"; }
-};
-
-class StoreGalleryImages : public StoreCTree {
-public:
-    std::vector<KeyDefinition> indexDefinitions() const override { return {{1, 261, true}, {2, 261, true}}; }
-    std::vector<FieldDefinition> fieldList() const override { return {Flag, textField("Gallery", 261), textField("File", 261)}; }
-    std::uint32_t fixedLength() const override { return 1; }
-    std::string fileName() const override { return "GalleryImages"; }
-};
-
 const StoreGalleries Galleries;
 const StoreGalleryImages GalleryImages;
-
-std::string packList(const std::vector<std::string>& items)
-{
-    std::string out;
-    for (const std::string& item : items) {
-        out += item;
-        out += '\0';
-    }
-    return out;
-}
-
-std::vector<std::string> unpackList(const std::string& packed)
-{
-    std::vector<std::string> items;
-    std::size_t at = 0;
-    while (at < packed.size()) {
-        const std::size_t end = packed.find('\0', at);
-        items.push_back(packed.substr(at, end == std::string::npos ? std::string::npos : end - at));
-        at = end == std::string::npos ? packed.size() : end + 1;
-    }
-    return items;
-}
-
-// A text cut to a field of `size` bytes (terminator included).
-std::string fit(const std::string& text, std::size_t size)
-{
-    std::string t = text.substr(0, text.find('\0'));
-    return t.size() < size ? t : t.substr(0, size - 1);
-}
 
 // Names and paths are equal as the store's keys are: without regard to letter case.
 bool sameText(const std::string& a, const std::string& b)
@@ -124,129 +70,6 @@ std::string parentOf(const std::string& name)
 }
 
 } // namespace
-
-// ---- the catalogue's tables ------------------------------------------------------------------
-
-std::vector<FieldDefinition> _StoreImages::fieldList() const
-{
-    // IPTC maximum lengths plus the terminator; Caption is held to 265 characters, DateCreated to
-    // 10 and TimeCreated to 9, deliberately.
-    return {Flag,
-            {"LumenoFlags", FieldForm::Bytes, 4},
-            textField("FilePath", 261),
-            textField("ArchiveLabel", 65),
-            textField("ArchiveSerialNumber", 129),
-            textField("ArchivePath", 261),
-            textField("ObjectName", 65),
-            textField("SpecialInstructions", 257),
-            textField("DateCreated", 11),
-            textField("TimeCreated", 10),
-            textField("ByLine", 33),
-            textField("ByLineTitle", 33),
-            textField("City", 33),
-            textField("ProvinceState", 33),
-            textField("CountryName", 65),
-            textField("OriginalTransmissionReference", 33),
-            textField("Headline", 257),
-            textField("Credit", 33),
-            textField("Source", 33),
-            textField("CopyrightNotice", 129),
-            textField("Caption", 266),
-            textField("Category", 4),
-            block("SupplementalCategory"),
-            block("Keywords"),
-            block("Thumbnail")};
-}
-
-std::vector<KeyDefinition> _StoreImages::indexDefinitions() const
-{
-    return {{2, 261, false}}; // FilePath, unique
-}
-
-std::vector<FieldDefinition> _StoreKeywords::fieldList() const
-{
-    return {Flag, textField("Keyword", 65), textField("File", 261)};
-}
-
-std::vector<KeyDefinition> _StoreKeywords::indexDefinitions() const
-{
-    return {{1, 65, true}, {2, 261, true}}; // by keyword, by file; both with duplicates
-}
-
-std::vector<FieldDefinition> StoreThumbnails::fieldList() const
-{
-    return {Flag, textField("FilePath", 261), block("Thumbnail")};
-}
-
-std::vector<KeyDefinition> StoreThumbnails::indexDefinitions() const
-{
-    return {{1, 261, false}};
-}
-
-Record StoreImageEntry::toRecord() const
-{
-    std::string flagWord(4, '\0');
-    for (int i = 0; i < 4; ++i) {
-        flagWord[static_cast<std::size_t>(i)] = static_cast<char>((flags >> (8 * i)) & 0xFF);
-    }
-    return {std::string(1, '\0'),
-            flagWord,
-            filePath,
-            fit(archiveLabel, 65),
-            fit(archiveSerialNumber, 129),
-            fit(archivePath, 261),
-            fit(objectName, 65),
-            fit(specialInstructions, 257),
-            fit(dateCreated, 11),
-            fit(timeCreated, 10),
-            fit(byLine, 33),
-            fit(byLineTitle, 33),
-            fit(city, 33),
-            fit(provinceState, 33),
-            fit(countryName, 65),
-            fit(originalTransmissionReference, 33),
-            fit(headline, 257),
-            fit(credit, 33),
-            fit(source, 33),
-            fit(copyrightNotice, 129),
-            fit(caption, 266),
-            fit(category, 4),
-            packList(supplementalCategories),
-            packList(keywords),
-            thumbnail};
-}
-
-StoreImageEntry StoreImageEntry::fromRecord(const Record& r)
-{
-    StoreImageEntry e;
-    for (int i = 0; i < 4; ++i) {
-        e.flags |= static_cast<std::uint32_t>(static_cast<unsigned char>(r[1][static_cast<std::size_t>(i)])) << (8 * i);
-    }
-    e.filePath = r[2];
-    e.archiveLabel = r[3];
-    e.archiveSerialNumber = r[4];
-    e.archivePath = r[5];
-    e.objectName = r[6];
-    e.specialInstructions = r[7];
-    e.dateCreated = r[8];
-    e.timeCreated = r[9];
-    e.byLine = r[10];
-    e.byLineTitle = r[11];
-    e.city = r[12];
-    e.provinceState = r[13];
-    e.countryName = r[14];
-    e.originalTransmissionReference = r[15];
-    e.headline = r[16];
-    e.credit = r[17];
-    e.source = r[18];
-    e.copyrightNotice = r[19];
-    e.caption = r[20];
-    e.category = r[21];
-    e.supplementalCategories = unpackList(r[22]);
-    e.keywords = unpackList(r[23]);
-    e.thumbnail = r[24];
-    return e;
-}
 
 // ---- the store -------------------------------------------------------------------------------
 
@@ -683,7 +506,7 @@ void Store::write(const StoreImageEntry& entry, const std::string& jpeg, bool wi
     }
     for (const std::string& keyword : entry.keywords) {
         if (!keyword.empty()) {
-            keywords.add({std::string(1, '\0'), fit(keyword, 65), path});
+            keywords.add({std::string(1, '\0'), Schema::fit(keyword, 65), path});
         }
     }
 

@@ -45,7 +45,7 @@ class _StoreImages : public StoreCTree {
 public:
     std::vector<KeyDefinition> indexDefinitions() const override;
     std::vector<FieldDefinition> fieldList() const override;
-    std::uint32_t fixedLength() const override { return 5; }
+    std::uint32_t fixedLength() const override;
 };
 class StoreImages : public _StoreImages {
 public:
@@ -60,7 +60,7 @@ class _StoreKeywords : public StoreCTree {
 public:
     std::vector<KeyDefinition> indexDefinitions() const override;
     std::vector<FieldDefinition> fieldList() const override;
-    std::uint32_t fixedLength() const override { return 0; }
+    std::uint32_t fixedLength() const override;
     void setText(std::string text) { text_ = std::move(text); }
     const std::string& text() const noexcept { return text_; }
 
@@ -80,7 +80,7 @@ class StoreThumbnails : public StoreCTree {
 public:
     std::vector<KeyDefinition> indexDefinitions() const override;
     std::vector<FieldDefinition> fieldList() const override;
-    std::uint32_t fixedLength() const override { return 1; }
+    std::uint32_t fixedLength() const override;
     std::string fileName() const override { return "Thumbnails"; }
 };
 
