@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <type_traits>
 #include <utility>
