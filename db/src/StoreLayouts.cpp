@@ -77,8 +77,9 @@ const Schema::Layout<StoreKeywordEntry>& keywordLayout()
     using E = StoreKeywordEntry;
     using C = Schema::Column<E>;
     // The whole record is variable; by keyword and by file, both with duplicates.
-    static const Schema::Layout<E> layout({C::flag(), C::text("Keyword", 65, &E::keyword), C::wholeText("File", 261, &E::file)},
-                                          0, {{&E::keyword, true}, {&E::file, true}});
+    static const Schema::Layout<E> layout(
+        {C::flag(), C::text("Keyword", 65, &E::keyword), C::wholeText("File", 261, &E::file)}, 0,
+        {{&E::keyword, true}, {&E::file, true}});
     return layout;
 }
 
@@ -86,8 +87,9 @@ const Schema::Layout<StoreThumbnailEntry>& thumbnailLayout()
 {
     using E = StoreThumbnailEntry;
     using C = Schema::Column<E>;
-    static const Schema::Layout<E> layout({C::flag(), C::wholeText("FilePath", 261, &E::filePath), C::block("Thumbnail", &E::jpeg)},
-                                          1, {{&E::filePath, false}});
+    static const Schema::Layout<E> layout(
+        {C::flag(), C::wholeText("FilePath", 261, &E::filePath), C::block("Thumbnail", &E::jpeg)}, 1,
+        {{&E::filePath, false}});
     return layout;
 }
 
@@ -95,8 +97,9 @@ const Schema::Layout<GalleryEntry>& galleryLayout()
 {
     using E = GalleryEntry;
     using C = Schema::Column<E>;
-    static const Schema::Layout<E> layout({C::flag(), C::wholeText("Name", 261, &E::name), C::wholeText("Parent", 261, &E::parent)},
-                                          1, {{&E::name, false}, {&E::parent, true}});
+    static const Schema::Layout<E> layout(
+        {C::flag(), C::wholeText("Name", 261, &E::name), C::wholeText("Parent", 261, &E::parent)}, 1,
+        {{&E::name, false}, {&E::parent, true}});
     return layout;
 }
 
@@ -104,8 +107,9 @@ const Schema::Layout<GalleryMemberEntry>& galleryMemberLayout()
 {
     using E = GalleryMemberEntry;
     using C = Schema::Column<E>;
-    static const Schema::Layout<E> layout({C::flag(), C::wholeText("Gallery", 261, &E::gallery), C::wholeText("File", 261, &E::file)},
-                                          1, {{&E::gallery, true}, {&E::file, true}});
+    static const Schema::Layout<E> layout(
+        {C::flag(), C::wholeText("Gallery", 261, &E::gallery), C::wholeText("File", 261, &E::file)}, 1,
+        {{&E::gallery, true}, {&E::file, true}});
     return layout;
 }
 

@@ -92,7 +92,8 @@ StoreImageEntry fullImage()
     return e;
 }
 
-template <class Entry> std::string encoded(const Schema::Layout<Entry>& layout, const std::string& table, const Entry& entry)
+template <class Entry>
+std::string encoded(const Schema::Layout<Entry>& layout, const std::string& table, const Entry& entry)
 {
     return hex(encodeRecord(layout.definition(table), layout.record(entry)));
 }
@@ -105,8 +106,10 @@ TEST(StoreLayout, DefinitionsAreTheStoredOnes)
     EXPECT_EQ(describe(StoreTransporterImages().definition()), "TransporterGallery|" + ImagesLayout);
     EXPECT_EQ(describe(StoreKeywords().definition()), "TOC|" + KeywordsLayout);
     EXPECT_EQ(describe(StoreTransporterKeywords().definition()), "TransporterTOC|" + KeywordsLayout);
-    EXPECT_EQ(describe(StoreThumbnails().definition()), "Thumbnails|1|CTreeFlag:B1,FilePath:T261,Thumbnail:K0,|1:261u,");
-    EXPECT_EQ(describe(StoreGalleries().definition()), "Galleries|1|CTreeFlag:B1,Name:T261,Parent:T261,|1:261u,2:261d,");
+    EXPECT_EQ(describe(StoreThumbnails().definition()),
+              "Thumbnails|1|CTreeFlag:B1,FilePath:T261,Thumbnail:K0,|1:261u,");
+    EXPECT_EQ(describe(StoreGalleries().definition()),
+              "Galleries|1|CTreeFlag:B1,Name:T261,Parent:T261,|1:261u,2:261d,");
     EXPECT_EQ(describe(StoreGalleryImages().definition()),
               "GalleryImages|1|CTreeFlag:B1,Gallery:T261,File:T261,|1:261d,2:261d,");
 }
@@ -128,7 +131,8 @@ TEST(StoreLayout, ImageRecordsAreTheStoredBytes)
     EXPECT_EQ(bytes.substr(732, 266), std::string(265, 'c') + '\0');
     EXPECT_EQ(bytes.substr(998, 4), std::string("ABC\0", 4));
     // The lists and the thumbnail as blocks with their 32-bit lengths.
-    EXPECT_EQ(bytes.substr(1002), std::string("\x0b\0\0\0one\0\0three\0" "\x0a\0\0\0Lake\0Alps\0" "\x06\0\0\0", 33) + Jpeg);
+    EXPECT_EQ(bytes.substr(1002),
+              std::string("\x0b\0\0\0one\0\0three\0" "\x0a\0\0\0Lake\0Alps\0" "\x06\0\0\0", 33) + Jpeg);
 }
 
 TEST(StoreLayout, OtherRecordsAreTheStoredBytes)
@@ -139,7 +143,8 @@ TEST(StoreLayout, OtherRecordsAreTheStoredBytes)
               "00" + hex(std::string(64, 'k')) + "002f702f622e6a706700");
     EXPECT_EQ(encoded(thumbnailLayout(), "Thumbnails", StoreThumbnailEntry{"/p/a.jpg", Jpeg}),
               "002f702f612e6a70670006000000ffd80001ffd9");
-    EXPECT_EQ(encoded(thumbnailLayout(), "Thumbnails", StoreThumbnailEntry{"/p/a.jpg", ""}), "002f702f612e6a70670000000000");
+    EXPECT_EQ(encoded(thumbnailLayout(), "Thumbnails", StoreThumbnailEntry{"/p/a.jpg", ""}),
+              "002f702f612e6a70670000000000");
     EXPECT_EQ(encoded(galleryLayout(), "Galleries", GalleryEntry{"Travel", ""}), "0054726176656c0000");
     EXPECT_EQ(encoded(galleryLayout(), "Galleries", GalleryEntry{"Travel/Alps", "Travel"}),
               "0054726176656c2f416c70730054726176656c00");
