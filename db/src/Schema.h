@@ -91,7 +91,8 @@ public:
         return entry.*text_;
     }
 
-    void read(std::string&& value, Entry& entry) const
+    // `value` a string, moved from when it is an rvalue.
+    template <class Text> void read(Text&& value, Entry& entry) const
     {
         switch (kind_) {
         case Kind::Flag:
@@ -110,7 +111,7 @@ public:
         case Kind::Text:
         case Kind::WholeText:
         case Kind::Block:
-            entry.*text_ = std::move(value);
+            entry.*text_ = std::forward<Text>(value);
             return;
         }
     }
@@ -181,20 +182,27 @@ public:
         return record;
     }
 
-    Entry entry(Record record) const
+    Entry entry(const Record& record) const { return read(record); }
+    Entry entry(Record&& record) const { return read(std::move(record)); }
+
+private:
+    template <class Fields> Entry read(Fields&& record) const
     {
         if (record.size() != columns_.size()) {
             throw ErrorDb(EINVAL, "a record of " + std::to_string(record.size()) + " fields where " +
                                       std::to_string(columns_.size()) + " belong");
         }
-        Entry entry;
+        Entry result;
         for (std::size_t i = 0; i < columns_.size(); ++i) {
-            columns_[i].read(std::move(record[i]), entry);
+            if constexpr (std::is_lvalue_reference_v<Fields>) {
+                columns_[i].read(record[i], result);
+            } else {
+                columns_[i].read(std::move(record[i]), result);
+            }
         }
-        return entry;
+        return result;
     }
 
-private:
     std::size_t position(std::string Entry::*member) const
     {
         for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -250,9 +258,10 @@ public:
     // first among those that begin with `value` and together, so the first other one ends the walk.
     template <class Visit> void walkEqual(std::string Entry::*column, const std::string& value, Visit visit) const
     {
-        table_.range(layout_.key(column), value, [&](RecordId id, const Record& record) {
-            Entry entry = layout_.entry(record);
-            return sameKey(entry.*column, value) && goOn(visit, id, std::move(entry));
+        const int key = layout_.key(column);
+        const std::size_t field = layout_.keys()[static_cast<std::size_t>(key - 1)].field;
+        table_.range(key, value, [&](RecordId id, const Record& record) {
+            return sameKey(record.at(field), value) && goOn(visit, id, layout_.entry(record));
         });
     }
 
