@@ -24,12 +24,12 @@ std::string fit(const std::string& text, std::size_t size);
 template <class Entry> class Column {
 public:
     enum class Kind {
-        Flag,     // the engine's own byte: written as 0, never read
-        Number,   // 32-bit number, little-endian
-        Text,     // text cut to fit its field
+        Flag,      // the engine's own byte: written as 0, never read
+        Number,    // 32-bit number, little-endian
+        Text,      // text cut to fit its field
         WholeText, // text kept whole: the engine refuses one that does not fit
-        List,     // items packed into a block
-        Block,    // bytes as they are
+        List,      // items packed into a block
+        Block,     // bytes as they are
     };
 
     static Column flag() { return Column(Kind::Flag, {"CTreeFlag", FieldForm::Bytes, 1}); }
