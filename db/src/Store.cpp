@@ -1,20 +1,13 @@
 #include "Lumeno/DB/Store.h"
 
-#include "Lumeno/DB/Serializer.h"
-#include "Lumeno/DB/Thumbnail.h"
+#include "StoreCatalogue.h"
+#include "StoreExport.h"
+#include "StoreGalleries.h"
+#include "StoreTables.h"
 
 #include <Lumeno/Platform/Services.h>
-#include <Metadata/EXIF.h>
-#include <Metadata/Exceptions.h>
-#include <Metadata/ImageFactory.h>
-#include <Metadata/ImageStream.h>
-#include <Metadata/IPTC.h>
-#include <Metadata/MetadataValues.h>
-#include <Metadata/XMP.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -22,233 +15,12 @@ namespace fs = std::filesystem;
 
 namespace Lumeno::DB {
 
-namespace {
-
-FieldDefinition textField(const char* name, std::uint32_t size)
-{
-    return {name, FieldForm::Text, size};
-}
-FieldDefinition block(const char* name)
-{
-    return {name, FieldForm::Block, 0};
-}
-const FieldDefinition Flag = {"CTreeFlag", FieldForm::Bytes, 1};
-
-// The tree of galleries and their images: the store's own tables beside the catalogue's.
-class StoreGalleries : public StoreCTree {
-public:
-    std::vector<KeyDefinition> indexDefinitions() const override { return {{1, 261, false}, {2, 261, true}}; }
-    std::vector<FieldDefinition> fieldList() const override { return {Flag, textField("Name", 261), textField("Parent", 261)}; }
-    std::uint32_t fixedLength() const override { return 1; }
-    std::string fileName() const override { return "Galleries"; }
+struct Store::Parts {
+    StoreTables tables;
+    StoreCatalogue catalogue{tables};
+    StoreGalleryTree galleries{tables, catalogue};
+    StoreExport exporter{tables, galleries, catalogue};
 };
-
-class StoreGalleryImages : public StoreCTree {
-public:
-    std::vector<KeyDefinition> indexDefinitions() const override { return {{1, 261, true}, {2, 261, true}}; }
-    std::vector<FieldDefinition> fieldList() const override { return {Flag, textField("Gallery", 261), textField("File", 261)}; }
-    std::uint32_t fixedLength() const override { return 1; }
-    std::string fileName() const override { return "GalleryImages"; }
-};
-
-const StoreGalleries Galleries;
-const StoreGalleryImages GalleryImages;
-
-std::string packList(const std::vector<std::string>& items)
-{
-    std::string out;
-    for (const std::string& item : items) {
-        out += item;
-        out += '\0';
-    }
-    return out;
-}
-
-std::vector<std::string> unpackList(const std::string& packed)
-{
-    std::vector<std::string> items;
-    std::size_t at = 0;
-    while (at < packed.size()) {
-        const std::size_t end = packed.find('\0', at);
-        items.push_back(packed.substr(at, end == std::string::npos ? std::string::npos : end - at));
-        at = end == std::string::npos ? packed.size() : end + 1;
-    }
-    return items;
-}
-
-// A text cut to a field of `size` bytes (terminator included).
-std::string fit(const std::string& text, std::size_t size)
-{
-    std::string t = text.substr(0, text.find('\0'));
-    return t.size() < size ? t : t.substr(0, size - 1);
-}
-
-// Names and paths are equal as the store's keys are: without regard to letter case.
-bool sameText(const std::string& a, const std::string& b)
-{
-    return sameKey(a, b);
-}
-
-std::string fullPath(const std::string& path)
-{
-    std::error_code ec;
-    const fs::path full = fs::absolute(fs::u8path(path), ec);
-    return ec ? path : full.lexically_normal().u8string();
-}
-
-// A gallery's path: non-empty names joined by '/', none of them "." or "..", since each becomes
-// a folder of an export.
-bool validGalleryName(const std::string& name)
-{
-    if (name.empty() || name.size() > 260 || name.find('\\') != std::string::npos) {
-        return false;
-    }
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t slash = name.find('/', start);
-        const std::string part = name.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
-        if (part.empty() || part == "." || part == "..") {
-            return false;
-        }
-        if (slash == std::string::npos) {
-            return true;
-        }
-        start = slash + 1;
-    }
-}
-
-std::string parentOf(const std::string& name)
-{
-    const std::size_t slash = name.rfind('/');
-    return slash == std::string::npos ? std::string() : name.substr(0, slash);
-}
-
-} // namespace
-
-// ---- the catalogue's tables ------------------------------------------------------------------
-
-std::vector<FieldDefinition> _StoreImages::fieldList() const
-{
-    // IPTC maximum lengths plus the terminator; Caption is held to 265 characters, DateCreated to
-    // 10 and TimeCreated to 9, deliberately.
-    return {Flag,
-            {"LumenoFlags", FieldForm::Bytes, 4},
-            textField("FilePath", 261),
-            textField("ArchiveLabel", 65),
-            textField("ArchiveSerialNumber", 129),
-            textField("ArchivePath", 261),
-            textField("ObjectName", 65),
-            textField("SpecialInstructions", 257),
-            textField("DateCreated", 11),
-            textField("TimeCreated", 10),
-            textField("ByLine", 33),
-            textField("ByLineTitle", 33),
-            textField("City", 33),
-            textField("ProvinceState", 33),
-            textField("CountryName", 65),
-            textField("OriginalTransmissionReference", 33),
-            textField("Headline", 257),
-            textField("Credit", 33),
-            textField("Source", 33),
-            textField("CopyrightNotice", 129),
-            textField("Caption", 266),
-            textField("Category", 4),
-            block("SupplementalCategory"),
-            block("Keywords"),
-            block("Thumbnail")};
-}
-
-std::vector<KeyDefinition> _StoreImages::indexDefinitions() const
-{
-    return {{2, 261, false}}; // FilePath, unique
-}
-
-std::vector<FieldDefinition> _StoreKeywords::fieldList() const
-{
-    return {Flag, textField("Keyword", 65), textField("File", 261)};
-}
-
-std::vector<KeyDefinition> _StoreKeywords::indexDefinitions() const
-{
-    return {{1, 65, true}, {2, 261, true}}; // by keyword, by file; both with duplicates
-}
-
-std::vector<FieldDefinition> StoreThumbnails::fieldList() const
-{
-    return {Flag, textField("FilePath", 261), block("Thumbnail")};
-}
-
-std::vector<KeyDefinition> StoreThumbnails::indexDefinitions() const
-{
-    return {{1, 261, false}};
-}
-
-Record StoreImageEntry::toRecord() const
-{
-    std::string flagWord(4, '\0');
-    for (int i = 0; i < 4; ++i) {
-        flagWord[static_cast<std::size_t>(i)] = static_cast<char>((flags >> (8 * i)) & 0xFF);
-    }
-    return {std::string(1, '\0'),
-            flagWord,
-            filePath,
-            fit(archiveLabel, 65),
-            fit(archiveSerialNumber, 129),
-            fit(archivePath, 261),
-            fit(objectName, 65),
-            fit(specialInstructions, 257),
-            fit(dateCreated, 11),
-            fit(timeCreated, 10),
-            fit(byLine, 33),
-            fit(byLineTitle, 33),
-            fit(city, 33),
-            fit(provinceState, 33),
-            fit(countryName, 65),
-            fit(originalTransmissionReference, 33),
-            fit(headline, 257),
-            fit(credit, 33),
-            fit(source, 33),
-            fit(copyrightNotice, 129),
-            fit(caption, 266),
-            fit(category, 4),
-            packList(supplementalCategories),
-            packList(keywords),
-            thumbnail};
-}
-
-StoreImageEntry StoreImageEntry::fromRecord(const Record& r)
-{
-    StoreImageEntry e;
-    for (int i = 0; i < 4; ++i) {
-        e.flags |= static_cast<std::uint32_t>(static_cast<unsigned char>(r[1][static_cast<std::size_t>(i)])) << (8 * i);
-    }
-    e.filePath = r[2];
-    e.archiveLabel = r[3];
-    e.archiveSerialNumber = r[4];
-    e.archivePath = r[5];
-    e.objectName = r[6];
-    e.specialInstructions = r[7];
-    e.dateCreated = r[8];
-    e.timeCreated = r[9];
-    e.byLine = r[10];
-    e.byLineTitle = r[11];
-    e.city = r[12];
-    e.provinceState = r[13];
-    e.countryName = r[14];
-    e.originalTransmissionReference = r[15];
-    e.headline = r[16];
-    e.credit = r[17];
-    e.source = r[18];
-    e.copyrightNotice = r[19];
-    e.caption = r[20];
-    e.category = r[21];
-    e.supplementalCategories = unpackList(r[22]);
-    e.keywords = unpackList(r[23]);
-    e.thumbnail = r[24];
-    return e;
-}
-
-// ---- the store -------------------------------------------------------------------------------
 
 Store& Store::instance()
 {
@@ -276,597 +48,150 @@ void Store::removeTableFiles(const std::string& folder, const std::string& table
     }
 }
 
-Store::Store() = default;
+Store::Store() : parts_(std::make_unique<Parts>()) {}
 
-Store::~Store()
+Store::~Store() = default;
+
+void Store::useFolder(const std::string& folder)
 {
-    close();
+    parts_->tables.useFolder(folder);
 }
 
 void Store::open(const std::string& folder)
 {
-    Utility::CriticalSectionLock lock(section_);
-    close();
-    engine_ = Engine::open(folder);
-    folder_ = folder;
-    // Each table is looked up by its tree from now on: building a definition per access would
-    // cost more than the look-ups themselves.
-    for (StoreCTree* tree : std::initializer_list<StoreCTree*>{&images_, &keywords_, &thumbnails_, &transporterImages_,
-                                                                &transporterKeywords_}) {
-        tables_[tree] = &engine_->table(tree->definition());
-        tree->setOpen(true);
-    }
-    for (const StoreCTree* tree : std::initializer_list<const StoreCTree*>{&Galleries, &GalleryImages}) {
-        tables_[tree] = &engine_->table(tree->definition());
-    }
+    parts_->tables.open(folder);
 }
 
 void Store::close()
 {
-    Utility::CriticalSectionLock lock(section_);
-    tables_.clear();
-    if (engine_) {
-        engine_->close();
-        engine_.reset();
-    }
-    for (StoreCTree* tree : std::initializer_list<StoreCTree*>{&images_, &keywords_, &thumbnails_, &transporterImages_,
-                                                                &transporterKeywords_}) {
-        tree->setOpen(false);
-    }
+    parts_->tables.close();
 }
 
 bool Store::isOpen() const
 {
-    return engine_ != nullptr;
+    return parts_->tables.isOpen();
 }
 
-void Store::useFolder(const std::string& folder)
+const std::string& Store::folder() const noexcept
 {
-    Utility::CriticalSectionLock lock(section_);
-    chosenFolder_ = folder;
-}
-
-void Store::ensureOpen()
-{
-    if (!engine_) {
-        open(chosenFolder_.empty() ? defaultFolder() : chosenFolder_);
-    }
-}
-
-Table& Store::table(const StoreCTree& tree)
-{
-    ensureOpen();
-    return *tables_.at(&tree);
+    return parts_->tables.folder();
 }
 
 void Store::createGallery(const std::string& name)
 {
-    Utility::CriticalSectionLock lock(section_);
-    if (!validGalleryName(name)) {
-        throw ErrorDb(EINVAL, "'" + name + "' is not a gallery name");
-    }
-    const std::string parent = parentOf(name);
-    if (!parent.empty() && !galleryExists(parent)) {
-        throw ErrorDb(ENOENT, "there is no gallery '" + parent + "'");
-    }
-    if (galleryExists(name)) {
-        throw ErrorDb(EEXIST, "the gallery '" + name + "' exists already");
-    }
-    table(Galleries).add({std::string(1, '\0'), name, parent});
-}
-
-bool Store::galleryExists(const std::string& name)
-{
-    Utility::CriticalSectionLock lock(section_);
-    Record r;
-    RecordId id = 0;
-    return table(Galleries).find(1, name, r, id);
-}
-
-std::vector<std::string> Store::subGalleries(const std::string& parent)
-{
-    Utility::CriticalSectionLock lock(section_);
-    std::vector<std::string> names;
-    table(Galleries).range(2, parent, [&](RecordId, const Record& r) {
-        // Keys come in order: the first other parent ends the run.
-        if (!sameText(r[2], parent)) {
-            return false;
-        }
-        names.push_back(r[1]);
-        return true;
-    });
-    return names;
+    parts_->galleries.create(name);
 }
 
 void Store::renameGallery(const std::string& name, const std::string& newName)
 {
-    Utility::CriticalSectionLock lock(section_);
-    if (!galleryExists(name)) {
-        throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
-    }
-    if (!validGalleryName(newName)) {
-        throw ErrorDb(EINVAL, "'" + newName + "' is not a gallery name");
-    }
-    if (galleryExists(newName)) {
-        throw ErrorDb(EEXIST, "the gallery '" + newName + "' exists already");
-    }
-    const std::string newParent = parentOf(newName);
-    if (!newParent.empty() && !galleryExists(newParent)) {
-        throw ErrorDb(ENOENT, "there is no gallery '" + newParent + "'");
-    }
-    // The gallery and everything below it take the new name.
-    std::vector<std::pair<RecordId, Record>> moved;
-    table(Galleries).range(1, name, [&](RecordId id, const Record& r) {
-        if (sameText(r[1], name) || sameText(r[1].substr(0, name.size() + 1), name + "/")) {
-            moved.emplace_back(id, r);
-        }
-        return true;
-    });
-    ensureOpen();
-    engine_->transaction([&] { moveGalleries(name, newName, newParent, moved); });
-}
-
-void Store::moveGalleries(const std::string& name, const std::string& newName, const std::string& newParent,
-                          std::vector<std::pair<RecordId, Record>>& moved)
-{
-    for (auto& [id, r] : moved) {
-        const std::string rest = r[1].substr(name.size());
-        Record renamed = r;
-        renamed[1] = newName + rest;
-        renamed[2] = rest.empty() ? newParent : parentOf(newName + rest);
-        table(Galleries).rewrite(id, renamed);
-        std::vector<std::pair<RecordId, Record>> members;
-        table(GalleryImages).range(1, r[1], [&](RecordId m, const Record& member) {
-            if (!sameText(member[1], r[1])) {
-                return false;
-            }
-            members.emplace_back(m, member);
-            return true;
-        });
-        for (auto& [m, member] : members) {
-            member[1] = renamed[1];
-            table(GalleryImages).rewrite(m, member);
-        }
-    }
+    parts_->galleries.rename(name, newName);
 }
 
 void Store::removeGallery(const std::string& name)
 {
-    Utility::CriticalSectionLock lock(section_);
-    if (!galleryExists(name)) {
-        throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
-    }
-    std::vector<std::pair<RecordId, std::string>> doomed;
-    table(Galleries).range(1, name, [&](RecordId id, const Record& r) {
-        if (sameText(r[1], name) || sameText(r[1].substr(0, name.size() + 1), name + "/")) {
-            doomed.emplace_back(id, r[1]);
-        }
-        return true;
-    });
-    ensureOpen();
-    engine_->transaction([&] { dropGalleries(doomed); });
+    parts_->galleries.remove(name);
 }
 
-void Store::dropGalleries(const std::vector<std::pair<RecordId, std::string>>& doomed)
+bool Store::galleryExists(const std::string& name)
 {
-    for (const auto& [id, gallery] : doomed) {
-        std::vector<RecordId> members;
-        table(GalleryImages).range(1, gallery, [&](RecordId m, const Record& member) {
-            if (sameText(member[1], gallery)) {
-                members.push_back(m);
-            }
-            return true;
-        });
-        for (RecordId m : members) {
-            table(GalleryImages).remove(m);
-        }
-        table(Galleries).remove(id);
-    }
+    return parts_->galleries.exists(name);
 }
 
-bool Store::addImage(const std::string& gallery, const std::string& givenPath, bool thumbnail)
+std::vector<std::string> Store::subGalleries(const std::string& parent)
 {
-    {
-        Utility::CriticalSectionLock lock(section_);
-        if (!galleryExists(gallery)) {
-            throw ErrorDb(ENOENT, "there is no gallery '" + gallery + "'");
-        }
-    }
-    return addImage(gallery, prepare(givenPath, thumbnail));
+    return parts_->galleries.subGalleries(parent);
+}
+
+bool Store::addImage(const std::string& gallery, const std::string& path, bool thumbnail)
+{
+    // The gallery is asked for before the file is read, and again when the image is added.
+    parts_->galleries.mustExist(gallery);
+    return addImage(gallery, prepare(path, thumbnail));
 }
 
 bool Store::addImage(const std::string& gallery, const PreparedImage& prepared)
 {
-    const std::string& path = prepared.entry.filePath;
-    Utility::CriticalSectionLock lock(section_);
-    if (!galleryExists(gallery)) {
-        throw ErrorDb(ENOENT, "there is no gallery '" + gallery + "'");
-    }
-    commit(prepared);
-    // Looked up by the file (a picture is in a few galleries), not by walking the gallery's
-    // members: adding a card of thousands of pictures stays linear.
-    bool member = false;
-    table(GalleryImages).range(2, path, [&](RecordId, const Record& r) {
-        if (!sameText(r[2], path)) {
-            return false;
-        }
-        member = sameText(r[1], gallery);
-        return !member;
-    });
-    if (member) {
-        return false;
-    }
-    table(GalleryImages).add({std::string(1, '\0'), gallery, path});
-    return true;
+    return parts_->galleries.addImage(gallery, prepared);
 }
 
-bool Store::removeImage(const std::string& gallery, const std::string& givenPath)
+bool Store::removeImage(const std::string& gallery, const std::string& path)
 {
-    const std::string path = fullPath(givenPath);
-    Utility::CriticalSectionLock lock(section_);
-    std::vector<RecordId> found;
-    table(GalleryImages).range(1, gallery, [&](RecordId id, const Record& r) {
-        if (!sameText(r[1], gallery)) {
-            return false;
-        }
-        if (sameText(r[2], path)) {
-            found.push_back(id);
-        }
-        return true;
-    });
-    for (RecordId id : found) {
-        table(GalleryImages).remove(id);
-    }
-    return !found.empty();
+    return parts_->galleries.removeImage(gallery, path);
 }
 
 std::vector<std::string> Store::images(const std::string& gallery)
 {
-    Utility::CriticalSectionLock lock(section_);
-    // The index keeps a gallery's members in the byte order of their record numbers, which is
-    // not the order they came in from the 257th on: sorted by number, they are.
-    std::vector<std::pair<RecordId, std::string>> members;
-    table(GalleryImages).range(1, gallery, [&](RecordId id, const Record& r) {
-        if (!sameText(r[1], gallery)) {
-            return false;
-        }
-        members.emplace_back(id, r[2]);
-        return true;
-    });
-    std::sort(members.begin(), members.end(),
-              [](const auto& a, const auto& b) { return a.first < b.first; });
-    std::vector<std::string> files;
-    files.reserve(members.size());
-    for (auto& member : members) {
-        files.push_back(std::move(member.second));
-    }
-    return files;
+    return parts_->galleries.images(gallery);
 }
 
-namespace {
-
-// What the IPTC record lacks, taken from the photo's reconciled values (XMP, EXIF), so that a
-// photo whose editor wrote only XMP is listed and found by its title, people, place and
-// keywords too. The record's own datasets stay as they are.
-void fillFromReconciled(StoreImageEntry& entry, const Metadata::MetadataValues& values)
+void Store::update(const std::string& path, bool thumbnail)
 {
-    auto fill = [&values](std::string& field, const char* name) {
-        if (field.empty()) {
-            if (const Metadata::MetadataValues::Value* v = values.find(name)) {
-                field = v->text;
-            }
-        }
-    };
-    fill(entry.objectName, "Title");
-    fill(entry.caption, "Description");
-    fill(entry.byLine, "Creator");
-    fill(entry.copyrightNotice, "Copyright");
-    fill(entry.city, "City");
-    fill(entry.provinceState, "State");
-    fill(entry.countryName, "Country");
-    if (entry.keywords.empty()) {
-        entry.keywords = values.keywords();
-    }
-    // The date taken ("2004:02:26 06:27:51.5-05:00") as IPTC's date and time
-    // ("20040226", "062751-0500").
-    const Metadata::MetadataValues::Value* taken = values.find("DateTaken");
-    if (entry.dateCreated.empty() && taken != nullptr && taken->text.size() >= 10) {
-        const std::string& t = taken->text;
-        entry.dateCreated = t.substr(0, 4) + t.substr(5, 2) + t.substr(8, 2);
-        if (entry.timeCreated.empty() && t.size() >= 19) {
-            entry.timeCreated = t.substr(11, 2) + t.substr(14, 2) + t.substr(17, 2);
-            const std::size_t zone = t.find_first_of("+-", 19);
-            if (zone != std::string::npos && t.size() >= zone + 6) {
-                entry.timeCreated += t.substr(zone, 3) + t.substr(zone + 4, 2);
-            }
-        }
-    }
+    parts_->catalogue.update(path, thumbnail);
 }
 
-} // namespace
-
-void Store::update(const std::string& givenPath, bool withThumbnail)
+Store::PreparedImage Store::prepare(const std::string& path, bool thumbnail)
 {
-    commit(prepare(givenPath, withThumbnail));
-}
-
-Store::PreparedImage Store::prepare(const std::string& givenPath, bool withThumbnail)
-{
-    const std::string path = fullPath(givenPath);
-    if (path.size() > 260) {
-        throw ErrorDb(ENAMETOOLONG, "the path is longer than 260 characters: " + path);
-    }
-    PreparedImage prepared;
-    StoreImageEntry& entry = prepared.entry;
-    entry.filePath = path;
-    {
-        Metadata::ImageStreamT stream;
-        std::unique_ptr<Metadata::ImageMetadata> image;
-        try {
-            image = Metadata::openImage(path, stream);
-        } catch (const Metadata::IOOpenError& e) {
-            throw ErrorDb(ENOENT, e.reason().empty() ? std::string("cannot open the file") : e.reason());
-        } catch (const std::exception& e) {
-            throw ErrorDb(EIO, e.what());
-        }
-        const Metadata::IPTC& iptc = image->iptc();
-        auto first = [&iptc](std::uint8_t dataSet) {
-            std::string value;
-            iptc.get(dataSet, value);
-            return value;
-        };
-        entry.objectName = first(5);
-        entry.specialInstructions = first(40);
-        entry.dateCreated = first(55);
-        entry.timeCreated = first(60);
-        entry.byLine = first(80);
-        entry.byLineTitle = first(85);
-        entry.city = first(90);
-        entry.provinceState = first(95);
-        entry.countryName = first(101);
-        entry.originalTransmissionReference = first(103);
-        entry.headline = first(105);
-        entry.credit = first(110);
-        entry.source = first(115);
-        entry.copyrightNotice = first(116);
-        entry.caption = first(120);
-        entry.category = first(15);
-        entry.supplementalCategories = iptc.values(20);
-        entry.keywords = iptc.values(25);
-        fillFromReconciled(entry, Metadata::MetadataValues(*image));
-        entry.flags = (image->exif().empty() ? 0 : StoreImageEntry::HasEXIF) |
-                      (iptc.empty() ? 0 : StoreImageEntry::HasIPTC) |
-                      (image->xmp() && !image->xmp()->empty() ? StoreImageEntry::HasXMP : 0);
-        prepared.withThumbnail = withThumbnail;
-        if (withThumbnail) {
-            prepared.thumbnail = makeThumbnail(path, image.get());
-        }
-    }
-    return prepared;
+    return StoreCatalogue::prepare(path, thumbnail);
 }
 
 void Store::commit(const PreparedImage& prepared)
 {
-    Utility::CriticalSectionLock lock(section_);
-    // The record, its keywords and its thumbnail change together or not at all.
-    ensureOpen();
-    engine_->transaction([&] { write(prepared.entry, prepared.thumbnail, prepared.withThumbnail); });
+    parts_->catalogue.commit(prepared);
 }
 
-void Store::write(const StoreImageEntry& entry, const std::string& jpeg, bool withThumbnail)
+void Store::refresh(const std::string& path)
 {
-    const std::string& path = entry.filePath;
-    Table& images = table(images_);
-    Record stored;
-    RecordId id = 0;
-    if (images.find(1, path, stored, id)) {
-        if (stored[2] != path) {
-            throw ErrorDb(DuplicateKey, "a path differing only in letter case is stored already: " + stored[2]);
-        }
-        images.rewrite(id, entry.toRecord());
-    } else {
-        images.add(entry.toRecord());
-    }
-
-    // The keywords pointing at the image, anew.
-    Table& keywords = table(keywords_);
-    std::vector<RecordId> old;
-    keywords.range(2, path, [&](RecordId k, const Record& r) {
-        if (!sameText(r[2], path)) {
-            return false;
-        }
-        old.push_back(k);
-        return true;
-    });
-    for (RecordId k : old) {
-        keywords.remove(k);
-    }
-    for (const std::string& keyword : entry.keywords) {
-        if (!keyword.empty()) {
-            keywords.add({std::string(1, '\0'), fit(keyword, 65), path});
-        }
-    }
-
-    if (withThumbnail) {
-        Table& thumbnails = table(thumbnails_);
-        Record t;
-        RecordId tid = 0;
-        const Record fresh = {std::string(1, '\0'), path, jpeg};
-        if (thumbnails.find(1, path, t, tid)) {
-            thumbnails.rewrite(tid, fresh);
-        } else {
-            thumbnails.add(fresh);
-        }
-    }
+    parts_->catalogue.refresh(path);
 }
 
 bool Store::present()
 {
-    Utility::CriticalSectionLock lock(section_);
-    if (engine_) {
-        return true;
-    }
-    std::string folder = chosenFolder_;
-    if (folder.empty()) {
-        try {
-            folder = defaultFolder();
-        } catch (const ErrorDb&) {
-            return false; // no data folder, so no store
-        }
-    }
-    std::error_code ec;
-    return fs::exists(fs::u8path(folder) / "Gallery.GDB", ec);
+    return parts_->tables.present();
 }
 
-void Store::refresh(const std::string& givenPath)
+bool Store::image(const std::string& path, StoreImageEntry& entry)
 {
-    const std::string path = fullPath(givenPath);
-    Utility::CriticalSectionLock lock(section_);
-    if (!present()) {
-        return; // no store to refresh
-    }
-    StoreImageEntry entry;
-    if (image(path, entry)) {
-        update(path, true);
-    }
+    return parts_->catalogue.image(path, entry);
 }
 
-bool Store::image(const std::string& givenPath, StoreImageEntry& entry)
+bool Store::thumbnail(const std::string& path, std::string& jpeg)
 {
-    const std::string path = fullPath(givenPath);
-    Utility::CriticalSectionLock lock(section_);
-    Record r;
-    RecordId id = 0;
-    if (!table(images_).find(1, path, r, id)) {
-        return false;
-    }
-    entry = StoreImageEntry::fromRecord(r);
-    return true;
-}
-
-bool Store::thumbnail(const std::string& givenPath, std::string& jpeg)
-{
-    const std::string path = fullPath(givenPath);
-    Utility::CriticalSectionLock lock(section_);
-    Record r;
-    RecordId id = 0;
-    if (!table(thumbnails_).find(1, path, r, id)) {
-        return false;
-    }
-    jpeg = r[2];
-    return true;
+    return parts_->catalogue.thumbnail(path, jpeg);
 }
 
 std::vector<std::string> Store::filesWithKeyword(const std::string& keyword)
 {
-    Utility::CriticalSectionLock lock(section_);
-    std::vector<std::string> files;
-    table(keywords_).range(1, keyword, [&](RecordId, const Record& r) {
-        if (!sameText(r[1], keyword)) {
-            return false;
-        }
-        files.push_back(r[2]);
-        return true;
-    });
-    return files;
+    return parts_->catalogue.filesWithKeyword(keyword);
 }
 
 std::vector<StoreKeywordEntry> Store::keywordsWithPrefix(const std::string& prefix)
 {
-    Utility::CriticalSectionLock lock(section_);
-    std::vector<StoreKeywordEntry> found;
-    table(keywords_).range(1, prefix, [&](RecordId, const Record& r) {
-        found.push_back({r[1], r[2]});
-        return true;
-    });
-    return found;
+    return parts_->catalogue.keywordsWithPrefix(prefix);
 }
 
 std::size_t Store::imageCount()
 {
-    Utility::CriticalSectionLock lock(section_);
-    return table(images_).count();
-}
-
-std::vector<TableDefinition> Store::definitions() const
-{
-    std::vector<TableDefinition> all;
-    for (const StoreCTree* tree : std::initializer_list<const StoreCTree*>{
-             &images_, &keywords_, &thumbnails_, &transporterImages_, &transporterKeywords_, &Galleries, &GalleryImages}) {
-        all.push_back(tree->definition());
-    }
-    return all;
-}
-
-// The store's folder, with the store closed: checking and mending work on the files alone.
-std::string Store::closedFolder()
-{
-    close();
-    const std::string folder = chosenFolder_.empty() ? defaultFolder() : chosenFolder_;
-    std::error_code ec;
-    if (!fs::exists(fs::u8path(folder) / "Gallery.GDB", ec)) {
-        throw ErrorDb(ENOENT, "there is no gallery store in " + folder);
-    }
-    folder_ = folder;
-    return folder;
+    return parts_->catalogue.imageCount();
 }
 
 std::vector<StoreProblem> Store::check()
 {
-    Utility::CriticalSectionLock lock(section_);
-    return Engine::check(closedFolder(), definitions());
+    StoreTables& tables = parts_->tables;
+    Utility::CriticalSectionLock lock(tables.section());
+    return Engine::check(tables.closedFolder(), tables.definitions());
 }
 
 RepairReport Store::repair()
 {
-    Utility::CriticalSectionLock lock(section_);
-    RepairReport report = Engine::repair(closedFolder(), definitions());
+    StoreTables& tables = parts_->tables;
+    Utility::CriticalSectionLock lock(tables.section());
+    RepairReport report = Engine::repair(tables.closedFolder(), tables.definitions());
     // What the saved records still tell of lost ones: galleries named by their members, and
     // pictures named by galleries, keywords or thumbnails, whose records are read again from
     // the pictures themselves.
-    std::vector<std::string> named;
     std::vector<std::string> paths;
-    table(GalleryImages).range(1, "", [&](RecordId, const Record& r) {
-        named.push_back(r[1]);
-        paths.push_back(r[2]);
-        return true;
-    });
-    table(keywords_).range(1, "", [&](RecordId, const Record& r) {
-        paths.push_back(r[2]);
-        return true;
-    });
-    table(thumbnails_).range(1, "", [&](RecordId, const Record& r) {
-        paths.push_back(r[1]);
-        return true;
-    });
-    std::size_t galleries = 0;
-    for (const std::string& gallery : named) {
-        // Its parents first, each made when missing.
-        for (std::size_t slash = gallery.find('/'); ; slash = gallery.find('/', slash + 1)) {
-            const std::string part = gallery.substr(0, slash);
-            if (validGalleryName(part) && !galleryExists(part)) {
-                table(Galleries).add({std::string(1, '\0'), part, parentOf(part)});
-                ++galleries;
-            }
-            if (slash == std::string::npos) {
-                break;
-            }
-        }
-    }
-    std::size_t pictures = 0;
-    std::size_t missing = 0;
-    for (const std::string& path : paths) {
-        StoreImageEntry entry;
-        if (image(path, entry)) {
-            continue;
-        }
-        try {
-            update(path, false);
-            ++pictures;
-        } catch (const ErrorDb&) {
-            ++missing; // gone or unreadable: its keywords and thumbnail stay as they were
-        }
-    }
+    const std::size_t galleries = parts_->galleries.restoreFromMembers(paths);
+    const auto [pictures, missing] = parts_->catalogue.readAgain(std::move(paths));
     if (galleries > 0) {
         report.lines.push_back(std::to_string(galleries) + " galleries made anew from their pictures");
     }
@@ -877,68 +202,9 @@ RepairReport Store::repair()
     return report;
 }
 
-void Store::exportGallery(const std::string& name, const std::string& givenFolder)
+void Store::exportGallery(const std::string& name, const std::string& folder)
 {
-    // The page links by full file addresses.
-    const std::string folder = fullPath(givenFolder);
-    Utility::CriticalSectionLock lock(section_);
-    if (!galleryExists(name)) {
-        throw ErrorDb(ENOENT, "there is no gallery '" + name + "'");
-    }
-    GalleryDocument document;
-    document.name = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
-    const fs::path target = fs::u8path(folder);
-    for (const std::string& sub : subGalleries(name)) {
-        const std::string subName = sub.substr(sub.rfind('/') + 1);
-        // The folders of sub-galleries are the export's own: a symbolic link found under such a
-        // name would lead the export outside the folder it was given.
-        std::error_code ec;
-        if (fs::is_symlink(fs::symlink_status(target / fs::u8path(subName), ec))) {
-            throw ErrorDb(EEXIST, "Failed to export to: " + (target / fs::u8path(subName)).u8string() +
-                                      " (a symbolic link is in the way)");
-        }
-        exportGallery(sub, (target / fs::u8path(subName)).u8string());
-        document.subGalleries.push_back({subName, (target / fs::u8path(subName) / "LumenoGallery.XML").u8string()});
-    }
-    for (const std::string& path : images(name)) {
-        StoreImageEntry entry;
-        if (!image(path, entry)) {
-            continue;
-        }
-        GalleryImage img;
-        img.path = path;
-        img.name = fs::u8path(path).filename().u8string();
-        img.entry = entry;
-        // Title and rights: the image's XMP when it has them, else the IPTC object name and
-        // copyright notice kept in the record.
-        img.title = entry.objectName;
-        img.rights = entry.copyrightNotice;
-        if (entry.flags & StoreImageEntry::HasXMP) { // only then is the file worth opening
-            try {
-                Metadata::ImageStreamT stream;
-                const auto metadata = Metadata::openImage(path, stream);
-                if (const auto& xmp = metadata->xmp(); xmp && !xmp->empty()) {
-                    if (const std::string t = xmp->title(); !t.empty()) {
-                        img.title = t;
-                    }
-                    if (const std::string r = xmp->rights(); !r.empty()) {
-                        img.rights = r;
-                    }
-                }
-            } catch (const std::exception&) {
-                // An image that moved or broke since it was stored is exported from its record.
-            }
-        }
-        if (!thumbnail(path, img.thumbnail)) {
-            try {
-                img.thumbnail = makeThumbnail(path);
-            } catch (const ErrorDb&) {
-                // Shown without a picture.
-            }
-        }
-        document.images.push_back(std::move(img));
-    }
-    Serializer::writeGallery(document, folder);
+    parts_->exporter.exportGallery(name, folder);
 }
 
 } // namespace Lumeno::DB

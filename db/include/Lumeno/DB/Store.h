@@ -10,10 +10,7 @@
 
 #include "Lumeno/DB/Engine.h"
 
-#include <Lumeno/Utility/CriticalSection.h>
-
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -45,7 +42,7 @@ class _StoreImages : public StoreCTree {
 public:
     std::vector<KeyDefinition> indexDefinitions() const override;
     std::vector<FieldDefinition> fieldList() const override;
-    std::uint32_t fixedLength() const override { return 5; }
+    std::uint32_t fixedLength() const override;
 };
 class StoreImages : public _StoreImages {
 public:
@@ -60,7 +57,7 @@ class _StoreKeywords : public StoreCTree {
 public:
     std::vector<KeyDefinition> indexDefinitions() const override;
     std::vector<FieldDefinition> fieldList() const override;
-    std::uint32_t fixedLength() const override { return 0; }
+    std::uint32_t fixedLength() const override;
     void setText(std::string text) { text_ = std::move(text); }
     const std::string& text() const noexcept { return text_; }
 
@@ -80,7 +77,7 @@ class StoreThumbnails : public StoreCTree {
 public:
     std::vector<KeyDefinition> indexDefinitions() const override;
     std::vector<FieldDefinition> fieldList() const override;
-    std::uint32_t fixedLength() const override { return 1; }
+    std::uint32_t fixedLength() const override;
     std::string fileName() const override { return "Thumbnails"; }
 };
 
@@ -113,6 +110,9 @@ struct StoreThumbnailEntry {
     std::string jpeg;
 };
 
+// The process's store, made of parts of its own: the catalogue's records (images, keywords,
+// thumbnails), the galleries (the tree and its members) and the export of galleries, on one
+// engine under one lock.
 class Store {
 public:
     // The process's store, opened in the user's data folder on first use.
@@ -130,7 +130,7 @@ public:
     void open(const std::string& folder);
     void close();
     bool isOpen() const;
-    const std::string& folder() const noexcept { return folder_; }
+    const std::string& folder() const noexcept;
 
     // Galleries, named by their path in the tree; a new gallery's parent must exist.
     void createGallery(const std::string& name);
@@ -186,25 +186,9 @@ public:
     void exportGallery(const std::string& name, const std::string& folder);
 
 private:
-    Table& table(const StoreCTree& tree);
-    std::vector<TableDefinition> definitions() const;
-    std::string closedFolder();
-    void write(const StoreImageEntry& entry, const std::string& jpeg, bool withThumbnail);
-    void moveGalleries(const std::string& name, const std::string& newName, const std::string& newParent,
-                       std::vector<std::pair<RecordId, Record>>& moved);
-    void dropGalleries(const std::vector<std::pair<RecordId, std::string>>& doomed);
-    void ensureOpen();
-
-    Utility::CriticalSection section_;
-    std::string folder_;
-    std::string chosenFolder_;
-    std::unique_ptr<Engine> engine_;
-    std::map<const StoreCTree*, Table*> tables_; // every table, once open
-    StoreImages images_;
-    StoreKeywords keywords_;
-    StoreThumbnails thumbnails_;
-    StoreTransporterImages transporterImages_;
-    StoreTransporterKeywords transporterKeywords_;
+    // The tables with their lock, the catalogue, the galleries and the export, which share them.
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
 };
 
 } // namespace Lumeno::DB
