@@ -124,6 +124,11 @@ std::vector<std::string> Store::images(const std::string& gallery)
     return parts_->galleries.images(gallery);
 }
 
+std::vector<StoreImageEntry> Store::galleryEntries(const std::string& gallery)
+{
+    return parts_->catalogue.entries(parts_->galleries.images(gallery));
+}
+
 void Store::update(const std::string& path, bool thumbnail)
 {
     parts_->catalogue.update(path, thumbnail);

@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <unordered_map>
 
 namespace Lumeno::DB {
 
@@ -175,6 +176,37 @@ bool StoreCatalogue::image(const std::string& givenPath, StoreImageEntry& entry)
     Utility::CriticalSectionLock lock(tables_.section());
     RecordId id = 0;
     return tables_.images().find(&StoreImageEntry::filePath, path, entry, id);
+}
+
+std::vector<StoreImageEntry> StoreCatalogue::entries(const std::vector<std::string>& paths)
+{
+    Utility::CriticalSectionLock lock(tables_.section());
+    Schema::Rows<StoreImageEntry> images = tables_.images();
+    std::vector<StoreImageEntry> out(paths.size());
+    // Many of the catalogue's records: one walk through all of them costs less than a look-up
+    // each (a look-up is a descent of the index and a read of its record).
+    if (paths.size() >= 64 && paths.size() * 4 >= images.count()) {
+        std::unordered_map<std::string, std::size_t> wanted;
+        for (std::size_t i = 0; i < paths.size(); ++i) {
+            wanted.emplace(paths[i], i);
+            out[i].filePath = paths[i];
+        }
+        images.walkPrefix(&StoreImageEntry::filePath, std::string(), [&](RecordId, StoreImageEntry&& entry) {
+            const auto found = wanted.find(entry.filePath);
+            if (found != wanted.end()) {
+                out[found->second] = std::move(entry);
+            }
+        });
+        return out;
+    }
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        RecordId id = 0;
+        if (!images.find(&StoreImageEntry::filePath, paths[i], out[i], id)) {
+            out[i] = StoreImageEntry{};
+            out[i].filePath = paths[i];
+        }
+    }
+    return out;
 }
 
 bool StoreCatalogue::thumbnail(const std::string& givenPath, std::string& jpeg)

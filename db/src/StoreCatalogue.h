@@ -24,6 +24,9 @@ public:
     void refresh(const std::string& path);
 
     bool image(const std::string& path, StoreImageEntry& entry);
+    // The records of `paths` (stored full), in their order; a path without one gets an entry
+    // with the path alone.
+    std::vector<StoreImageEntry> entries(const std::vector<std::string>& paths);
     bool thumbnail(const std::string& path, std::string& jpeg);
     std::vector<std::string> filesWithKeyword(const std::string& keyword);
     std::vector<StoreKeywordEntry> keywordsWithPrefix(const std::string& prefix);

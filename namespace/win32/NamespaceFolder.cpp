@@ -55,6 +55,15 @@ std::optional<ItemId> itemOf(PCUIDLIST_RELATIVE pidl)
     return decodeItem(pidl->mkid.abID, pidl->mkid.cb - sizeof(USHORT));
 }
 
+// The same, its texts left in the list (for comparisons).
+std::optional<ItemView> viewOf(PCUIDLIST_RELATIVE pidl)
+{
+    if (pidl == nullptr || pidl->mkid.cb < sizeof(USHORT) + 1) {
+        return std::nullopt;
+    }
+    return viewItem(pidl->mkid.abID, pidl->mkid.cb - sizeof(USHORT));
+}
+
 // Every level of a relative list; nothing when one of them is not ours.
 std::optional<std::vector<ItemId>> itemsOf(PCUIDLIST_RELATIVE pidl)
 {
@@ -324,8 +333,8 @@ public:
 
     HRESULT STDMETHODCALLTYPE CompareIDs(LPARAM parameter, PCUIDLIST_RELATIVE one, PCUIDLIST_RELATIVE two) override
     {
-        const std::optional<ItemId> a = itemOf(one);
-        const std::optional<ItemId> b = itemOf(two);
+        const std::optional<ItemView> a = viewOf(one);
+        const std::optional<ItemView> b = viewOf(two);
         if (!a || !b) {
             return E_INVALIDARG;
         }

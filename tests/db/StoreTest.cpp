@@ -344,6 +344,34 @@ TEST_F(StoreFolder, GalleriesFormATree)
     EXPECT_EQ(s.imageCount(), 2u); // the catalogue keeps its records
 }
 
+TEST_F(StoreFolder, AGallerysRecordsComeInItsOrderWhetherLookedUpOrWalked)
+{
+    Store s;
+    s.open(store());
+    s.createGallery("Few");
+    s.createGallery("Many");
+    std::vector<std::string> many;
+    for (int i = 0; i < 80; ++i) {
+        // Numbered so that the gallery's order is not the catalogue's (by path).
+        many.push_back(photo("p" + std::to_string((i * 37) % 80) + ".jpg", {{5, {"title " + std::to_string(i)}}}));
+        s.addImage("Many", many.back(), false);
+    }
+    s.addImage("Few", many[5], false);
+    s.addImage("Few", many[2], false);
+    // 80 of 80 records: one walk through the catalogue; 2 of 80: a look-up each.
+    const std::vector<StoreImageEntry> all = s.galleryEntries("Many");
+    ASSERT_EQ(all.size(), 80u);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(all[i].filePath, fs::absolute(many[i]).lexically_normal().string());
+        EXPECT_EQ(all[i].objectName, "title " + std::to_string(i));
+    }
+    const std::vector<StoreImageEntry> few = s.galleryEntries("Few");
+    ASSERT_EQ(few.size(), 2u);
+    EXPECT_EQ(few[0].objectName, "title 5");
+    EXPECT_EQ(few[1].objectName, "title 2");
+    EXPECT_TRUE(s.galleryEntries("Nowhere").empty());
+}
+
 TEST_F(StoreFolder, AnotherProcessSeesWhatWasStored)
 {
     const std::string path = photo("a.jpg", {{25, {"Shared"}}});

@@ -21,7 +21,7 @@ const ColumnInfo Columns[ColumnCount] = {
 };
 
 // Names compare as the store's keys do: without regard to letter case (ASCII).
-int compareText(const std::string& a, const std::string& b)
+int compareText(std::string_view a, std::string_view b)
 {
     const std::size_t n = std::min(a.size(), b.size());
     for (std::size_t i = 0; i < n; ++i) {
@@ -34,10 +34,10 @@ int compareText(const std::string& a, const std::string& b)
     return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
-std::string lastName(const std::string& path)
+std::string_view lastName(std::string_view path)
 {
     const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
 std::string joined(const std::vector<std::string>& items)
@@ -111,33 +111,44 @@ void GalleryFolder::remember(const DB::StoreImageEntry& entry)
     }
     d.title = entry.objectName.empty() ? entry.headline : entry.objectName;
     d.keywords = joined(entry.keywords);
-    details_[entry.filePath] = std::move(d);
+    auto found = details_.find(entry.filePath);
+    if (found != details_.end()) {
+        found->second = std::move(d);
+    } else {
+        details_.emplace(keep(entry.filePath), std::move(d));
+    }
 }
 
-const PictureDetails& GalleryFolder::details(const std::string& path)
+std::string_view GalleryFolder::keep(std::string_view path)
+{
+    paths_.emplace_front(path);
+    return paths_.front();
+}
+
+const PictureDetails& GalleryFolder::details(std::string_view path)
 {
     auto found = details_.find(path);
     if (found == details_.end()) {
         DB::StoreImageEntry entry;
-        if (store_.image(path, entry)) {
-            entry.filePath = path;
+        if (store_.image(std::string(path), entry)) {
+            entry.filePath = std::string(path);
             remember(entry);
         } else {
-            details_[path] = PictureDetails{};
+            details_.emplace(keep(path), PictureDetails{});
         }
         found = details_.find(path);
     }
     return found->second;
 }
 
-const PictureDetails& GalleryFolder::sized(const std::string& path)
+const PictureDetails& GalleryFolder::sized(std::string_view path)
 {
     PictureDetails& d = const_cast<PictureDetails&>(details(path));
     if (!d.sizeKnown) {
         // Asked of the file only when the size is shown or sorted by: a folder of thousands
         // opens without touching its files.
         std::error_code ec;
-        const auto size = fs::file_size(fs::u8path(path), ec);
+        const auto size = fs::file_size(fs::u8path(std::string(path)), ec);
         d.found = !ec;
         d.size = ec ? 0 : static_cast<std::uint64_t>(size);
         d.sizeKnown = true;
@@ -160,13 +171,9 @@ std::vector<ItemId> GalleryFolder::children(const ItemId* folder)
         for (const std::string& gallery : store_.subGalleries(folder->name)) {
             items.push_back(ItemId::gallery(gallery));
         }
-        for (const std::string& file : store_.images(folder->name)) {
-            DB::StoreImageEntry entry;
-            if (store_.image(file, entry)) {
-                entry.filePath = file;
-                remember(entry);
-            }
-            items.push_back(ItemId::pictureInGallery(folder->name, file));
+        for (const DB::StoreImageEntry& entry : store_.galleryEntries(folder->name)) {
+            remember(entry);
+            items.push_back(ItemId::pictureInGallery(folder->name, entry.filePath));
         }
         break;
     case ItemKind::KeywordsFolder: {
@@ -191,6 +198,11 @@ std::vector<ItemId> GalleryFolder::children(const ItemId* folder)
 }
 
 std::string GalleryFolder::displayName(const ItemId& item)
+{
+    return std::string(displayName(viewOf(item)));
+}
+
+std::string_view GalleryFolder::displayName(const ItemView& item)
 {
     switch (item.kind) {
     case ItemKind::Gallery: return lastName(item.name);
@@ -261,7 +273,7 @@ bool GalleryFolder::exists(const ItemId& item)
     return false;
 }
 
-std::string GalleryFolder::camera(const std::string& path)
+std::string GalleryFolder::camera(std::string_view path)
 {
     auto found = cameras_.find(path);
     if (found != cameras_.end()) {
@@ -271,7 +283,7 @@ std::string GalleryFolder::camera(const std::string& path)
     std::string text;
     try {
         Metadata::ImageStreamT stream;
-        const auto image = Metadata::openImage(path, stream);
+        const auto image = Metadata::openImage(std::string(path), stream);
         const Metadata::MetadataValues values(*image);
         const auto* make = values.find("Make");
         const auto* model = values.find("Model");
@@ -281,7 +293,7 @@ std::string GalleryFolder::camera(const std::string& path)
     } catch (const std::exception&) {
         text.clear();
     }
-    return cameras_[path] = text;
+    return cameras_.emplace(keep(path), text).first->second;
 }
 
 std::string GalleryFolder::text(const ItemId& item, Column column)
@@ -309,6 +321,11 @@ std::string GalleryFolder::text(const ItemId& item, Column column)
 
 int GalleryFolder::compare(const ItemId& a, const ItemId& b, Column column)
 {
+    return compare(viewOf(a), viewOf(b), column);
+}
+
+int GalleryFolder::compare(const ItemView& a, const ItemView& b, Column column)
+{
     if (a.isFolder() != b.isFolder()) {
         return a.isFolder() ? -1 : 1;
     }
@@ -316,6 +333,9 @@ int GalleryFolder::compare(const ItemId& a, const ItemId& b, Column column)
     if (!a.isFolder() && column != Column::Name) {
         switch (column) {
         case Column::DateTaken: order = details(a.name).sortDate.compare(details(b.name).sortDate); break;
+        case Column::Title: order = compareText(details(a.name).title, details(b.name).title); break;
+        case Column::Keywords: order = compareText(details(a.name).keywords, details(b.name).keywords); break;
+        case Column::Camera: order = compareText(camera(a.name), camera(b.name)); break;
         case Column::Size: {
             const std::uint64_t x = sized(a.name).size;
             const std::uint64_t y = sized(b.name).size;
@@ -323,7 +343,7 @@ int GalleryFolder::compare(const ItemId& a, const ItemId& b, Column column)
             break;
         }
         case Column::Path: order = compareText(a.name, b.name); break;
-        default: order = compareText(text(a, column), text(b, column)); break;
+        case Column::Name: break;
         }
     }
     if (order == 0) {
@@ -331,6 +351,9 @@ int GalleryFolder::compare(const ItemId& a, const ItemId& b, Column column)
     }
     if (order == 0) {
         order = compareText(a.name, b.name); // same file name in two folders
+    }
+    if (order == 0 && (a.underKeyword != b.underKeyword || a.container != b.container)) {
+        order = a.underKeyword != b.underKeyword ? (a.underKeyword ? 1 : -1) : compareText(a.container, b.container);
     }
     return order < 0 ? -1 : (order > 0 ? 1 : 0);
 }

@@ -33,7 +33,7 @@ void putText(std::string& out, const std::string& text)
     out.append(text, 0, n);
 }
 
-bool getText(const unsigned char* data, std::size_t size, std::size_t& at, std::string& text)
+bool getText(const unsigned char* data, std::size_t size, std::size_t& at, std::string_view& text)
 {
     if (size - at < 2) {
         return false;
@@ -43,26 +43,26 @@ bool getText(const unsigned char* data, std::size_t size, std::size_t& at, std::
     if (n > MostItemText || size - at < n) {
         return false;
     }
-    text.assign(reinterpret_cast<const char*>(data + at), n);
+    text = std::string_view(reinterpret_cast<const char*>(data + at), n);
     at += n;
-    return text.find('\0') == std::string::npos;
+    return text.find('\0') == std::string_view::npos;
 }
 
 } // namespace
 
-bool validGalleryPath(const std::string& path)
+bool validGalleryPath(std::string_view path)
 {
-    if (path.empty() || path.size() > 260 || path.find('\\') != std::string::npos) {
+    if (path.empty() || path.size() > 260 || path.find('\\') != std::string_view::npos) {
         return false;
     }
     std::size_t start = 0;
     for (;;) {
         const std::size_t slash = path.find('/', start);
-        const std::string part = path.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
+        const std::string_view part = path.substr(start, slash == std::string_view::npos ? std::string_view::npos : slash - start);
         if (part.empty() || part == "." || part == "..") {
             return false;
         }
-        if (slash == std::string::npos) {
+        if (slash == std::string_view::npos) {
             return true;
         }
         start = slash + 1;
@@ -83,7 +83,7 @@ std::string encodeItem(const ItemId& item)
     return out;
 }
 
-std::optional<ItemId> decodeItem(const void* bytes, std::size_t size)
+std::optional<ItemView> viewItem(const void* bytes, std::size_t size)
 {
     const auto* data = static_cast<const unsigned char*>(bytes);
     if (data == nullptr || size < 4 + 2 + 2 + 4 || std::memcmp(data, Signature, sizeof Signature) != 0 ||
@@ -97,7 +97,7 @@ std::optional<ItemId> decodeItem(const void* bytes, std::size_t size)
     if (stored != checkSum(data, size - 4)) {
         return std::nullopt;
     }
-    ItemId item;
+    ItemView item;
     const std::uint8_t kind = data[3] & ~UnderKeyword;
     item.underKeyword = (data[3] & UnderKeyword) != 0;
     if (kind < static_cast<std::uint8_t>(ItemKind::Gallery) || kind > static_cast<std::uint8_t>(ItemKind::Keyword)) {
@@ -133,6 +133,20 @@ std::optional<ItemId> decodeItem(const void* bytes, std::size_t size)
         break;
     }
     return item;
+}
+
+std::optional<ItemId> decodeItem(const void* bytes, std::size_t size)
+{
+    const std::optional<ItemView> view = viewItem(bytes, size);
+    if (!view) {
+        return std::nullopt;
+    }
+    return ItemId{view->kind, std::string(view->name), std::string(view->container), view->underKeyword};
+}
+
+ItemView viewOf(const ItemId& item)
+{
+    return ItemView{item.kind, item.name, item.container, item.underKeyword};
 }
 
 } // namespace Lumeno::Namespace

@@ -144,6 +144,9 @@ public:
     bool addImage(const std::string& gallery, const std::string& path, bool thumbnail = true);
     bool removeImage(const std::string& gallery, const std::string& path);
     std::vector<std::string> images(const std::string& gallery);
+    // The records of a gallery's images, in the gallery's order (an image the catalogue lost is
+    // an entry with its path alone): what a view of the gallery shows, read in one pass.
+    std::vector<StoreImageEntry> galleryEntries(const std::string& gallery);
 
     // Paths are kept in full: a relative one is taken from the current folder.
     // Brings the image's record and keyword records (and, with `thumbnail`, its thumbnail) up to

@@ -8,8 +8,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <forward_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -59,6 +61,7 @@ public:
     // The name the user sees: a gallery's last name, a picture's file name, "Keywords", a
     // keyword.
     static std::string displayName(const ItemId& item);
+    static std::string_view displayName(const ItemView& item);
     // The child of `folder` the user names so (letter case aside, as the store compares names).
     std::optional<ItemId> child(const ItemId* folder, const std::string& name);
     // The items on a path of display names below `folder`, separated by '\' or '/'
@@ -71,17 +74,21 @@ public:
     std::string text(const ItemId& item, Column column);
     // Below zero, zero, above zero: folders before pictures, then by the column, then by name.
     int compare(const ItemId& a, const ItemId& b, Column column);
-    const PictureDetails& details(const std::string& path);
+    int compare(const ItemView& a, const ItemView& b, Column column);
+    const PictureDetails& details(std::string_view path);
     // The same with the file's size, which is read from the file on first use.
-    const PictureDetails& sized(const std::string& path);
+    const PictureDetails& sized(std::string_view path);
 
 private:
     void remember(const DB::StoreImageEntry& entry);
-    std::string camera(const std::string& path);
+    std::string camera(std::string_view path);
+    // The details' own copy of a path, which their map's keys point into.
+    std::string_view keep(std::string_view path);
 
     DB::Store& store_;
-    std::unordered_map<std::string, PictureDetails> details_;
-    std::unordered_map<std::string, std::string> cameras_;
+    std::forward_list<std::string> paths_;
+    std::unordered_map<std::string_view, PictureDetails> details_;
+    std::unordered_map<std::string_view, std::string> cameras_;
 };
 
 } // namespace Lumeno::Namespace

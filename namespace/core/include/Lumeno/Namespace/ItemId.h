@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace Lumeno::Namespace {
 
@@ -56,8 +57,20 @@ std::string encodeItem(const ItemId& item);
 // The identifier those bytes stand for; nothing when they are not one of ours, whole and sound.
 std::optional<ItemId> decodeItem(const void* data, std::size_t size);
 
+// The same, checked as whole, its texts left where they are (for a view's many comparisons,
+// which would otherwise copy them each time). Valid while the bytes are.
+struct ItemView {
+    ItemKind kind = ItemKind::Gallery;
+    std::string_view name;
+    std::string_view container;
+    bool underKeyword = false;
+    bool isFolder() const noexcept { return kind != ItemKind::Picture; }
+};
+std::optional<ItemView> viewItem(const void* data, std::size_t size);
+ItemView viewOf(const ItemId& item);
+
 // Whether a gallery's path is one the store takes: names joined by '/', none empty, "." or
 // "..", no '\', at most 260 bytes.
-bool validGalleryPath(const std::string& path);
+bool validGalleryPath(std::string_view path);
 
 } // namespace Lumeno::Namespace
