@@ -3,6 +3,7 @@
 #include "../metadata/ContainerHelpers.h"
 
 #include <Lumeno/DB/Store.h>
+#include <Lumeno/Namespace/Commands.h>
 #include <Lumeno/Namespace/Folder.h>
 
 #include <Metadata/ImageFactory.h>
@@ -152,4 +153,56 @@ TEST(GalleryFolderColumns, OrderAndVisibilityFollowTheStoredTitles)
                                    Column::Camera, Column::Path}));
     EXPECT_TRUE(isNamed({"Name", "CAMERA"}, Column::Camera));
     EXPECT_FALSE(isNamed({"Name", "CAMERA"}, Column::Path));
+}
+
+TEST(FolderMenu, EntriesFollowTheSelection)
+{
+    auto verbs = [](const std::vector<FolderMenuEntry>& menu) {
+        std::string out;
+        for (const FolderMenuEntry& entry : menu) {
+            out += std::string(out.empty() ? "" : " ") + entry.verb;
+        }
+        return out;
+    };
+    const ItemId gallery = ItemId::gallery("Holidays");
+    const ItemId inGallery = ItemId::pictureInGallery("Holidays", "/p/a.jpg");
+    const ItemId underKeyword = ItemId::pictureUnderKeyword("Lake", "/p/b.jpg");
+    EXPECT_EQ(verbs(folderMenu({inGallery}, &gallery)), "open preview remove");
+    EXPECT_EQ(verbs(folderMenu({inGallery, underKeyword}, &gallery)), "open preview") << "not all in a gallery";
+    EXPECT_EQ(verbs(folderMenu({gallery}, nullptr)), "open newgallery delete export synchronize");
+    EXPECT_EQ(verbs(folderMenu({gallery, ItemId::gallery("Family")}, nullptr)), "delete");
+    EXPECT_EQ(verbs(folderMenu({gallery, inGallery}, nullptr)), "");
+    EXPECT_EQ(verbs(folderMenu({ItemId::keywords()}, nullptr)), "open");
+    EXPECT_EQ(verbs(folderMenu({}, &gallery)), "newgallery");
+    EXPECT_EQ(verbs(folderMenu({}, nullptr)), "newgallery");
+    const ItemId keyword = ItemId::keyword("Lake");
+    EXPECT_EQ(verbs(folderMenu({}, &keyword)), "");
+    const auto menu = folderMenu({gallery}, nullptr);
+    EXPECT_EQ(commandForVerb(menu, "EXPORT"), FolderCommand::Export);
+    EXPECT_FALSE(commandForVerb(menu, "remove"));
+}
+
+TEST_F(GalleryFolderTest, CommandsChangeTheStore)
+{
+    EXPECT_EQ(createNewGallery(store_, "Holidays"), "Holidays/New Gallery");
+    EXPECT_EQ(createNewGallery(store_, "Holidays"), "Holidays/New Gallery (2)");
+    EXPECT_EQ(createNewGallery(store_, ""), "New Gallery");
+    EXPECT_TRUE(store_.galleryExists("Holidays/New Gallery (2)"));
+
+    // Out of the gallery, not out of the catalogue; a picture under a keyword is in no gallery.
+    EXPECT_EQ(removeFromGalleries(store_, {ItemId::pictureInGallery("Holidays/Lakes", a_),
+                                           ItemId::pictureUnderKeyword("Lake", b_)}),
+              1u);
+    EXPECT_EQ(store_.images("Holidays/Lakes"), std::vector<std::string>{b_});
+    DB::StoreImageEntry entry;
+    EXPECT_TRUE(store_.image(a_, entry));
+
+    // Synchronized: the records follow the files; a file gone is named, its record kept.
+    photo("b.jpg", {{5, {"Renamed"}}});
+    std::filesystem::remove(c_);
+    EXPECT_TRUE(synchronizeGallery(store_, "Holidays/Lakes").empty());
+    ASSERT_TRUE(store_.image(b_, entry));
+    EXPECT_EQ(entry.objectName, "Renamed");
+    EXPECT_EQ(synchronizeGallery(store_, "Holidays"), std::vector<std::string>{c_});
+    EXPECT_TRUE(store_.image(c_, entry));
 }
