@@ -4,6 +4,7 @@
 #include "NamespaceFolder.h"
 
 #include "DragDrop.h"
+#include "ItemMenu.h"
 
 #include "Server.h"
 
@@ -390,6 +391,9 @@ public:
             *out = view;
             return S_OK;
         }
+        if (IsEqualIID(riid, IID_IContextMenu)) {
+            return createItemMenu({}, here(), riid, out); // the folder's background
+        }
         if (IsEqualIID(riid, IID_IDropTarget) && here() != nullptr && here()->kind == ItemKind::Gallery) {
             return createGalleryDropTarget(here()->name, riid, out); // dropped into the open gallery
         }
@@ -438,6 +442,9 @@ public:
                     return E_NOINTERFACE;
                 }
                 return createGalleryDropTarget(items[0].name, riid, out);
+            }
+            if (IsEqualIID(riid, IID_IContextMenu)) {
+                return createItemMenu(items, here(), riid, out);
             }
             if (IsEqualIID(riid, IID_IDataObject)) {
                 // Pictures, dragged or copied out: the files, and the gallery they are in.

@@ -101,6 +101,31 @@ check "dropped on their own gallery, nothing happens" [ "$(namespace_test drop F
 check "dragged out, pictures are their files" \
   [ "$(namespace_test out Family | tr '\n' ' ')" = "$(win c.jpg) $(win a.jpg) " ]
 
+# Context menus: of a gallery, of pictures (the folder's entries, then the file manager's Lumeno
+# menu on their files), of a folder's background; and what their entries do to the store.
+check "a gallery's menu" bash -c '[ "$(wine "$1" menu "" Holidays 2>/dev/null | tr -d "\r" | tr "\t\n" ": ")" = \
+  "entries: 5 Open:open New gallery:newgallery Delete:delete Export as web page...:export Synchronize:synchronize " ]' _ "$host"
+namespace_test menu 'Holidays\Lakes' a.jpg >"$work/picture.menu"
+check "a picture's menu: open, preview, remove from gallery, then the Lumeno menu" \
+  bash -c 'head -n 5 "$1" | tr "\t\n" ": " | grep -qx "entries: [0-9]* Open:open Preview:preview Remove from gallery:remove Lumeno >: " &&
+           [ "$(head -n 1 "$1" | cut -d" " -f2)" -gt 10 ]' _ "$work/picture.menu"
+check "under a keyword a picture is in no gallery to be removed from" \
+  bash -c '! wine "$1" menu Keywords\\Lake b.jpg 2>/dev/null | grep -q remove' _ "$host"
+check "the background of a gallery offers a new gallery" \
+  [ "$(namespace_test menu 'Holidays' | tr '\t\n' ': ')" = "entries: 1 New gallery:newgallery " ]
+check "New gallery makes one inside" [ "$(namespace_test invoke 'Holidays' newgallery '')" = 0x00000000 ]
+check "... named New Gallery" bash -c 'wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | grep -qx "Holidays/New Gallery/"' _ "$windir/lumeno.exe"
+check "Delete takes it away" [ "$(namespace_test invoke 'Holidays' delete '' 'New Gallery')" = 0x00000000 ]
+check "... as the tool sees" bash -c '! wine "$1" gallery list Holidays 2>/dev/null | grep -q "New Gallery"' _ "$windir/lumeno.exe"
+check "Export as web page writes the gallery's page" \
+  bash -c '[ "$(wine "$1" invoke "" export "$2" Holidays 2>/dev/null | tr -d "\r")" = 0x00000000 ] && [ -s "$3/index.html" ]' \
+  _ "$host" "$(windows "$work/web")" "$work/web"
+check "Synchronize brings the records up to date" [ "$(namespace_test invoke '' synchronize '' Holidays)" = 0x00000000 ]
+check "Remove from gallery takes a picture out" [ "$(namespace_test invoke Family remove '' c.jpg)" = 0x00000000 ]
+check "... of that gallery only" \
+  bash -c '! wine "$1" gallery list Family 2>/dev/null | grep -q "c.jpg" && wine "$1" gallery list Holidays 2>/dev/null | grep -q "c.jpg"' \
+  _ "$windir/lumeno.exe"
+
 # A gallery renamed in the folder is renamed in the store.
 check "SetNameOf renames a gallery" [ "$(namespace_test rename 'Holidays\Lakes' Ponds)" = "0x00000000 Ponds" ]
 check "... as the tool sees it" bash -c '[ "$(wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | head -n 1)" = "Holidays/Ponds/" ]' _ "$windir/lumeno.exe"

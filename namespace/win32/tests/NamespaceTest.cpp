@@ -12,6 +12,10 @@
 //                                      of the gallery FROM, as dragged out of it; prints the
 //                                      effect
 //   namespace-test out PATH            the files a drag of every picture of PATH carries
+//   namespace-test menu PATH [NAME...]   the context menu of the named items of PATH (none: the
+//                                      folder's background): text, verb and help of each entry
+//   namespace-test invoke PATH VERB PARAMETERS [NAME...]
+//                                      runs an entry of that menu by its verb
 //   namespace-test check               the answers to damaged identifiers and bad calls
 //   namespace-test bench PATH          enumerating the folder and sorting it by date, timed
 #include "../../../shell/win32/tests/TestHost.h"
@@ -285,6 +289,96 @@ int out(const std::string& path)
     return 0;
 }
 
+// The context menu of the named items of the folder at PATH, or of its background.
+IContextMenu* menuOf(const std::string& path, const std::vector<std::string>& names, IShellFolder2** folder)
+{
+    *folder = folderAt(path);
+    if (*folder == nullptr) {
+        return nullptr;
+    }
+    IContextMenu* menu = nullptr;
+    if (names.empty()) {
+        (*folder)->CreateViewObject(nullptr, IID_IContextMenu, reinterpret_cast<void**>(&menu));
+        return menu;
+    }
+    std::vector<PITEMID_CHILD> chosen;
+    for (PITEMID_CHILD item : items(*folder)) {
+        STRRET name = {};
+        (*folder)->GetDisplayNameOf(item, SHGDN_NORMAL, &name);
+        if (std::find(names.begin(), names.end(), strret(name, item)) != names.end()) {
+            chosen.push_back(item);
+        } else {
+            CoTaskMemFree(item);
+        }
+    }
+    if (!chosen.empty()) {
+        (*folder)->GetUIObjectOf(nullptr, static_cast<UINT>(chosen.size()), const_cast<PCUITEMID_CHILD*>(chosen.data()),
+                                 IID_IContextMenu, nullptr, reinterpret_cast<void**>(&menu));
+    }
+    for (PITEMID_CHILD item : chosen) {
+        CoTaskMemFree(item);
+    }
+    return menu;
+}
+
+int showMenu(const std::string& path, const std::vector<std::string>& names)
+{
+    IShellFolder2* folder = nullptr;
+    IContextMenu* menu = menuOf(path, names, &folder);
+    if (menu == nullptr) {
+        std::printf("no menu\n");
+        return 1;
+    }
+    HMENU popup = CreatePopupMenu();
+    const HRESULT hr = menu->QueryContextMenu(popup, 0, 1, 0x7FFF, CMF_NORMAL);
+    std::printf("entries: %ld\n", static_cast<long>(HRESULT_CODE(hr)));
+    for (int i = 0, n = GetMenuItemCount(popup); i < n; ++i) {
+        WCHAR text[256] = {};
+        MENUITEMINFOW info = {};
+        info.cbSize = sizeof info;
+        info.fMask = MIIM_ID | MIIM_STRING | MIIM_SUBMENU | MIIM_FTYPE;
+        info.dwTypeData = text;
+        info.cch = 255;
+        GetMenuItemInfoW(popup, static_cast<UINT>(i), TRUE, &info);
+        if ((info.fType & MFT_SEPARATOR) != 0) {
+            std::printf("-\n");
+            continue;
+        }
+        char verb[128] = {};
+        if (info.hSubMenu == nullptr) {
+            menu->GetCommandString(info.wID - 1, GCS_VERBA, nullptr, verb, sizeof verb);
+        }
+        std::printf("%s%s\t%s\n", narrow(text).c_str(), info.hSubMenu != nullptr ? " >" : "", verb);
+    }
+    DestroyMenu(popup);
+    menu->Release();
+    folder->Release();
+    return 0;
+}
+
+int invoke(const std::string& path, const std::string& verb, const std::string& parameters,
+           const std::vector<std::string>& names)
+{
+    IShellFolder2* folder = nullptr;
+    IContextMenu* menu = menuOf(path, names, &folder);
+    if (menu == nullptr) {
+        std::printf("no menu\n");
+        return 1;
+    }
+    HMENU popup = CreatePopupMenu();
+    menu->QueryContextMenu(popup, 0, 1, 0x7FFF, CMF_NORMAL);
+    CMINVOKECOMMANDINFO info = {};
+    info.cbSize = sizeof info;
+    info.lpVerb = verb.c_str();
+    info.lpParameters = parameters.empty() ? nullptr : parameters.c_str();
+    info.nShow = SW_SHOWNORMAL;
+    std::printf("0x%08lX\n", static_cast<unsigned long>(menu->InvokeCommand(&info)));
+    DestroyMenu(popup);
+    menu->Release();
+    folder->Release();
+    return 0;
+}
+
 int checks()
 {
     PIDLIST_ABSOLUTE top = nullptr;
@@ -443,6 +537,10 @@ int main(int argc, char** argv)
         status = from + 1 < argc ? drop(argv[2], control, argv[from], {argv + from + 1, argv + argc}) : 2;
     } else if (mode == "out" && argc == 3) {
         status = out(argv[2]);
+    } else if (mode == "menu" && argc >= 3) {
+        status = showMenu(argv[2], {argv + 3, argv + argc});
+    } else if (mode == "invoke" && argc >= 5) {
+        status = invoke(argv[2], argv[3], argv[4], {argv + 5, argv + argc});
     } else if (mode == "check") {
         status = checks();
     } else if (mode == "bench" && argc == 3) {
