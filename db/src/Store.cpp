@@ -129,6 +129,11 @@ std::vector<StoreImageEntry> Store::galleryEntries(const std::string& gallery)
     return parts_->catalogue.entries(parts_->galleries.images(gallery));
 }
 
+std::vector<std::string> Store::findImages(const std::function<bool(const StoreImageEntry&)>& match)
+{
+    return parts_->catalogue.find(match);
+}
+
 void Store::update(const std::string& path, bool thumbnail)
 {
     parts_->catalogue.update(path, thumbnail);

@@ -209,6 +209,18 @@ std::vector<StoreImageEntry> StoreCatalogue::entries(const std::vector<std::stri
     return out;
 }
 
+std::vector<std::string> StoreCatalogue::find(const std::function<bool(const StoreImageEntry&)>& match)
+{
+    Utility::CriticalSectionLock lock(tables_.section());
+    std::vector<std::string> found;
+    tables_.images().walkPrefix(&StoreImageEntry::filePath, std::string(), [&](RecordId, StoreImageEntry&& entry) {
+        if (match(entry)) {
+            found.push_back(std::move(entry.filePath));
+        }
+    });
+    return found;
+}
+
 bool StoreCatalogue::thumbnail(const std::string& givenPath, std::string& jpeg)
 {
     const std::string path = fullPath(givenPath);

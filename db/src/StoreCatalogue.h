@@ -7,6 +7,7 @@
 #include "Lumeno/DB/Store.h"
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ public:
     // The records of `paths` (stored full), in their order; a path without one gets an entry
     // with the path alone.
     std::vector<StoreImageEntry> entries(const std::vector<std::string>& paths);
+    std::vector<std::string> find(const std::function<bool(const StoreImageEntry&)>& match);
     bool thumbnail(const std::string& path, std::string& jpeg);
     std::vector<std::string> filesWithKeyword(const std::string& keyword);
     std::vector<StoreKeywordEntry> keywordsWithPrefix(const std::string& prefix);

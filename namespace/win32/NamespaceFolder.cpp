@@ -104,6 +104,18 @@ LPITEMIDLIST makeList(const std::vector<ItemId>& items)
     return reinterpret_cast<LPITEMIDLIST>(bytes);
 }
 
+// A search the user made, first in the history the find box offers again (SearchTermHistory).
+void rememberTerm(const std::string& term)
+{
+    try {
+        UI::Settings settings;
+        const UI::SettingInfo& row = UI::settingInfo(UI::Setting::SearchTermHistory);
+        settings.accessor().writeList(row.section, row.name, rememberSearch(settings.getSearchTermHistory(), term));
+    } catch (...) {
+        // Not remembered: the search is still made.
+    }
+}
+
 HRESULT putString(const std::string& text, STRRET* out)
 {
     out->uType = STRRET_WSTR;
@@ -255,6 +267,9 @@ public:
             *out = makeList(*items);
             if (*out == nullptr) {
                 return E_OUTOFMEMORY;
+            }
+            if (items->front().kind == ItemKind::Search) {
+                rememberTerm(items->front().name);
             }
             if (eaten != nullptr) {
                 *eaten = static_cast<ULONG>(lstrlenW(name));
@@ -619,6 +634,7 @@ private:
         case ItemKind::KeywordsFolder:
             return SFGAO_FOLDER | SFGAO_HASSUBFOLDER | SFGAO_BROWSABLE;
         case ItemKind::Keyword:
+        case ItemKind::Search:
             return SFGAO_FOLDER | SFGAO_BROWSABLE;
         case ItemKind::Picture:
             return SFGAO_CANCOPY | (item.underKeyword ? 0 : SFGAO_CANMOVE | SFGAO_CANDELETE);

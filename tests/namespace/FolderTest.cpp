@@ -206,3 +206,26 @@ TEST_F(GalleryFolderTest, CommandsChangeTheStore)
     EXPECT_EQ(synchronizeGallery(store_, "Holidays"), std::vector<std::string>{c_});
     EXPECT_TRUE(store_.image(c_, entry));
 }
+
+TEST_F(GalleryFolderTest, SearchesFindByKeywordPrefixOrByEveryWordAndAreRemembered)
+{
+    // (c's keywords come from the sample's XMP: sunrise, lake.)
+    EXPECT_EQ(searchPictures(store_, "*sun"), (std::vector<std::string>{a_, c_}));
+    EXPECT_EQ(searchPictures(store_, "*LA").size(), 3u);
+    EXPECT_TRUE(searchPictures(store_, "*snow").empty());
+    // Caption, headline and title words, every one of them, letter case aside.
+    EXPECT_EQ(searchPictures(store_, "DAWN"), std::vector<std::string>{a_});
+    EXPECT_EQ(searchPictures(store_, "lake SUNRISE").size(), 3u) << "the sample's caption, in every copy";
+    EXPECT_TRUE(searchPictures(store_, "sunrise desert").empty());
+    EXPECT_TRUE(searchPictures(store_, "  ").empty());
+
+    GalleryFolder folder(store_);
+    const auto found = folder.parse(nullptr, "?dawn");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->back(), ItemId::search("dawn"));
+    EXPECT_EQ(names(folder.children(&found->back())), std::vector<std::string>{"a.jpg"});
+    EXPECT_EQ(folder.parse(nullptr, "?dawn\\a.jpg")->back(), ItemId::pictureUnderKeyword("dawn", a_));
+
+    EXPECT_EQ(rememberSearch({"b", "a", "c"}, "a"), (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_EQ(rememberSearch({"b", "c"}, "a", 2), (std::vector<std::string>{"a", "b"}));
+}

@@ -101,6 +101,12 @@ check "dropped on their own gallery, nothing happens" [ "$(namespace_test drop F
 check "dragged out, pictures are their files" \
   [ "$(namespace_test out Family | tr '\n' ' ')" = "$(win c.jpg) $(win a.jpg) " ]
 
+# Find: "?words" finds the pictures whose caption, headline or title has every word, "?*prefix"
+# those with a keyword so beginning; each search is remembered (SearchTermHistory).
+check "a search by words" [ "$(namespace_test list '?dusk' | sed -n '2,$ s/ .*//p' | tr '\n' ' ')" = "c.jpg " ]
+check "a search by keyword prefix (d.jpg, dropped in, has the sample's keywords)" [ "$(namespace_test list '?*sun' | sed -n '2,$ s/ .*//p' | sort | tr '\n' ' ')" = "a.jpg d.jpg " ]
+check "... both remembered, the last first" [ "$(tool settings get Namespace SearchTermHistory)" = "*sun; dusk" ]
+
 # Context menus: of a gallery, of pictures (the folder's entries, then the file manager's Lumeno
 # menu on their files), of a folder's background; and what their entries do to the store.
 check "a gallery's menu" bash -c '[ "$(wine "$1" menu "" Holidays 2>/dev/null | tr -d "\r" | tr "\t\n" ": ")" = \

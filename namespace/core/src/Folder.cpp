@@ -66,6 +66,69 @@ const ColumnInfo& columnInfo(Column column)
     return Columns[static_cast<std::size_t>(column)];
 }
 
+namespace {
+
+std::string lower(std::string text)
+{
+    for (char& c : text) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return text;
+}
+
+std::vector<std::string> wordsOf(const std::string& text)
+{
+    std::vector<std::string> words;
+    std::string word;
+    for (char c : text + " ") {
+        if (std::isspace(static_cast<unsigned char>(c)) || c == ',' || c == ';') {
+            if (!word.empty()) {
+                words.push_back(lower(word));
+                word.clear();
+            }
+        } else {
+            word += c;
+        }
+    }
+    return words;
+}
+
+} // namespace
+
+std::vector<std::string> searchPictures(DB::Store& store, const std::string& term)
+{
+    std::vector<std::string> found;
+    if (!term.empty() && term[0] == '*') {
+        for (const DB::StoreKeywordEntry& keyword : store.keywordsWithPrefix(term.substr(1))) {
+            if (std::find(found.begin(), found.end(), keyword.file) == found.end()) {
+                found.push_back(keyword.file);
+            }
+        }
+        return found;
+    }
+    const std::vector<std::string> words = wordsOf(term);
+    if (words.empty()) {
+        return found;
+    }
+    return store.findImages([&words](const DB::StoreImageEntry& entry) {
+        const std::string text = lower(entry.caption + " " + entry.headline + " " + entry.objectName);
+        const std::vector<std::string> has = wordsOf(text);
+        return std::all_of(words.begin(), words.end(), [&has](const std::string& word) {
+            return std::find(has.begin(), has.end(), word) != has.end();
+        });
+    });
+}
+
+std::vector<std::string> rememberSearch(std::vector<std::string> history, const std::string& term, std::size_t most)
+{
+    history.erase(std::remove(history.begin(), history.end(), term), history.end());
+    history.insert(history.begin(), term);
+    if (history.size() > most) {
+        history.resize(most);
+    }
+    return history;
+}
+
 bool isNamed(const std::vector<std::string>& titles, Column column)
 {
     return std::any_of(titles.begin(), titles.end(),
@@ -191,6 +254,11 @@ std::vector<ItemId> GalleryFolder::children(const ItemId* folder)
             items.push_back(ItemId::pictureUnderKeyword(folder->name, file));
         }
         break;
+    case ItemKind::Search:
+        for (const std::string& file : searchPictures(store_, folder->name)) {
+            items.push_back(ItemId::pictureUnderKeyword(folder->name, file));
+        }
+        break;
     case ItemKind::Picture:
         break;
     }
@@ -209,12 +277,16 @@ std::string_view GalleryFolder::displayName(const ItemView& item)
     case ItemKind::Picture: return lastName(item.name);
     case ItemKind::KeywordsFolder: return KeywordsFolderName;
     case ItemKind::Keyword: return item.name;
+    case ItemKind::Search: return item.name;
     }
     return item.name;
 }
 
 std::optional<ItemId> GalleryFolder::child(const ItemId* folder, const std::string& name)
 {
+    if (folder == nullptr && name.size() > 1 && name[0] == SearchMark) {
+        return ItemId::search(name.substr(1)); // a search, found wherever the user stands
+    }
     if (folder == nullptr || folder->kind == ItemKind::Gallery) {
         // Galleries are found by their path without listing the others.
         const std::string path = folder == nullptr ? name : folder->name + "/" + name;
@@ -265,6 +337,7 @@ bool GalleryFolder::exists(const ItemId& item)
     case ItemKind::Gallery: return store_.galleryExists(item.name);
     case ItemKind::KeywordsFolder: return true;
     case ItemKind::Keyword: return !store_.filesWithKeyword(item.name).empty();
+    case ItemKind::Search: return true;
     case ItemKind::Picture: {
         DB::StoreImageEntry entry;
         return store_.image(item.name, entry);

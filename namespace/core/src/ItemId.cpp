@@ -100,7 +100,7 @@ std::optional<ItemView> viewItem(const void* bytes, std::size_t size)
     ItemView item;
     const std::uint8_t kind = data[3] & ~UnderKeyword;
     item.underKeyword = (data[3] & UnderKeyword) != 0;
-    if (kind < static_cast<std::uint8_t>(ItemKind::Gallery) || kind > static_cast<std::uint8_t>(ItemKind::Keyword)) {
+    if (kind < static_cast<std::uint8_t>(ItemKind::Gallery) || kind > static_cast<std::uint8_t>(ItemKind::Search)) {
         return std::nullopt;
     }
     item.kind = static_cast<ItemKind>(kind);
@@ -127,6 +127,7 @@ std::optional<ItemView> viewItem(const void* bytes, std::size_t size)
         }
         break;
     case ItemKind::Keyword:
+    case ItemKind::Search:
         if (item.name.empty() || !item.container.empty() || item.underKeyword) {
             return std::nullopt;
         }

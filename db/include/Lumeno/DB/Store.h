@@ -11,6 +11,7 @@
 #include "Lumeno/DB/Engine.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -147,6 +148,8 @@ public:
     // The records of a gallery's images, in the gallery's order (an image the catalogue lost is
     // an entry with its path alone): what a view of the gallery shows, read in one pass.
     std::vector<StoreImageEntry> galleryEntries(const std::string& gallery);
+    // The paths of the catalogue's images whose records `match` takes, in the catalogue's order.
+    std::vector<std::string> findImages(const std::function<bool(const StoreImageEntry&)>& match);
 
     // Paths are kept in full: a relative one is taken from the current folder.
     // Brings the image's record and keyword records (and, with `thumbnail`, its thumbnail) up to

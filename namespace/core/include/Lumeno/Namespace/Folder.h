@@ -39,6 +39,15 @@ bool isNamed(const std::vector<std::string>& titles, Column column);
 
 // The title of the folder's "Keywords" folder.
 constexpr const char* KeywordsFolderName = "Keywords";
+// A name that begins so is a search ("?sunrise lake", "?*sun"): see searchPictures.
+constexpr char SearchMark = '?';
+
+// The pictures a search finds: with a term "*PREFIX" those carrying a keyword that begins so;
+// otherwise those whose caption, headline or title holds every word of the term (letter case
+// aside). In the catalogue's order.
+std::vector<std::string> searchPictures(DB::Store& store, const std::string& term);
+// The search history with `term` first, each term once, at most `most` kept.
+std::vector<std::string> rememberSearch(std::vector<std::string> history, const std::string& term, std::size_t most = 20);
 
 // A picture as the folder shows it; kept while the folder object lives.
 struct PictureDetails {

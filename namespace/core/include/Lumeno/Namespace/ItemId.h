@@ -19,18 +19,21 @@ enum class ItemKind : std::uint8_t {
     Picture = 2,        // name: the file's full path; container: the gallery's path, or the keyword
     KeywordsFolder = 3, // the folder of the store's keywords
     Keyword = 4,        // name: the keyword
+    Search = 5,         // name: the search term ("*sun" for keywords beginning so, else words)
 };
 
 struct ItemId {
     ItemKind kind = ItemKind::Gallery;
     std::string name;
-    // A picture's place: the gallery it is listed in, or the keyword (under the Keywords folder).
+    // A picture's place: the gallery it is listed in, or the keyword (under the Keywords folder)
+    // or search term that found it (then `underKeyword`: it is in no gallery there).
     std::string container;
     bool underKeyword = false;
 
     static ItemId gallery(const std::string& path) { return {ItemKind::Gallery, path, {}, false}; }
     static ItemId keywords() { return {ItemKind::KeywordsFolder, {}, {}, false}; }
     static ItemId keyword(const std::string& keyword) { return {ItemKind::Keyword, keyword, {}, false}; }
+    static ItemId search(const std::string& term) { return {ItemKind::Search, term, {}, false}; }
     static ItemId pictureInGallery(const std::string& gallery, const std::string& file)
     {
         return {ItemKind::Picture, file, gallery, false};
