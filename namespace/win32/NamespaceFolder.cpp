@@ -79,14 +79,18 @@ std::optional<std::vector<ItemId>> itemsOf(PCUIDLIST_RELATIVE pidl)
     return items;
 }
 
-// A list of the items given, one level each.
-LPITEMIDLIST makeList(const std::vector<ItemId>& items)
+// A list of the items given, one level each; null when it cannot be made.
+LPITEMIDLIST makeList(const std::vector<ItemId>& items) noexcept
 {
     std::vector<std::string> levels;
     std::size_t total = sizeof(USHORT);
-    for (const ItemId& item : items) {
-        levels.push_back(encodeItem(item));
-        total += sizeof(USHORT) + levels.back().size();
+    try {
+        for (const ItemId& item : items) {
+            levels.push_back(encodeItem(item));
+            total += sizeof(USHORT) + levels.back().size();
+        }
+    } catch (const std::exception&) {
+        return nullptr; // no memory, or a name no identifier holds
     }
     auto* bytes = static_cast<BYTE*>(CoTaskMemAlloc(total));
     if (bytes == nullptr) {
