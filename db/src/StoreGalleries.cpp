@@ -7,27 +7,6 @@ namespace Lumeno::DB {
 
 namespace {
 
-// A gallery's path: non-empty names joined by '/', none of them "." or "..", since each becomes
-// a folder of an export.
-bool validGalleryName(const std::string& name)
-{
-    if (name.empty() || name.size() > 260 || name.find('\\') != std::string::npos) {
-        return false;
-    }
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t slash = name.find('/', start);
-        const std::string part = name.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
-        if (part.empty() || part == "." || part == "..") {
-            return false;
-        }
-        if (slash == std::string::npos) {
-            return true;
-        }
-        start = slash + 1;
-    }
-}
-
 std::string parentOf(const std::string& name)
 {
     const std::size_t slash = name.rfind('/');
@@ -35,6 +14,25 @@ std::string parentOf(const std::string& name)
 }
 
 } // namespace
+
+bool Store::validGalleryName(std::string_view name)
+{
+    if (name.empty() || name.size() > 260 || name.find('\\') != std::string_view::npos) {
+        return false;
+    }
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t slash = name.find('/', start);
+        const std::string_view part = name.substr(start, slash == std::string_view::npos ? std::string_view::npos : slash - start);
+        if (part.empty() || part == "." || part == "..") {
+            return false;
+        }
+        if (slash == std::string_view::npos) {
+            return true;
+        }
+        start = slash + 1;
+    }
+}
 
 bool StoreGalleryTree::exists(const std::string& name)
 {
@@ -52,7 +50,7 @@ void StoreGalleryTree::mustExist(const std::string& gallery)
 void StoreGalleryTree::create(const std::string& name)
 {
     Utility::CriticalSectionLock lock(tables_.section());
-    if (!validGalleryName(name)) {
+    if (!Store::validGalleryName(name)) {
         throw ErrorDb(EINVAL, "'" + name + "' is not a gallery name");
     }
     const std::string parent = parentOf(name);
@@ -92,7 +90,7 @@ void StoreGalleryTree::rename(const std::string& name, const std::string& newNam
 {
     Utility::CriticalSectionLock lock(tables_.section());
     mustExist(name);
-    if (!validGalleryName(newName)) {
+    if (!Store::validGalleryName(newName)) {
         throw ErrorDb(EINVAL, "'" + newName + "' is not a gallery name");
     }
     if (exists(newName)) {
@@ -212,7 +210,7 @@ std::size_t StoreGalleryTree::restoreFromMembers(std::vector<std::string>& files
         // Its parents first, each made when missing.
         for (std::size_t slash = gallery.find('/');; slash = gallery.find('/', slash + 1)) {
             const std::string part = gallery.substr(0, slash);
-            if (validGalleryName(part) && !exists(part)) {
+            if (Store::validGalleryName(part) && !exists(part)) {
                 tables_.galleries().add({part, parentOf(part)});
                 ++made;
             }

@@ -279,24 +279,12 @@ private:
 
 HRESULT createGalleryDropTarget(const std::string& gallery, REFIID riid, void** out)
 {
-    auto* made = new (std::nothrow) GalleryDropTarget(gallery, nullptr);
-    if (made == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    const HRESULT result = made->innerUnknown()->QueryInterface(riid, out);
-    made->innerUnknown()->Release();
-    return result;
+    return Shell::createInterface<GalleryDropTarget>(riid, out, gallery);
 }
 
 HRESULT createPicturesData(const std::string& gallery, const std::vector<std::string>& files, REFIID riid, void** out)
 {
-    auto* made = new (std::nothrow) PicturesData(gallery, files, nullptr);
-    if (made == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    const HRESULT result = made->innerUnknown()->QueryInterface(riid, out);
-    made->innerUnknown()->Release();
-    return result;
+    return Shell::createInterface<PicturesData>(riid, out, gallery, files);
 }
 
 } // namespace Lumeno::Namespace

@@ -264,14 +264,8 @@ private:
 
 HRESULT createItemMenu(const std::vector<ItemId>& selection, const ItemId* folder, REFIID riid, void** out)
 {
-    auto* made = new (std::nothrow) ItemMenu(selection, folder != nullptr ? std::optional<ItemId>(*folder) : std::nullopt,
-                                             nullptr);
-    if (made == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    const HRESULT result = made->innerUnknown()->QueryInterface(riid, out);
-    made->innerUnknown()->Release();
-    return result;
+    return Shell::createInterface<ItemMenu>(riid, out, selection,
+                                            folder != nullptr ? std::optional<ItemId>(*folder) : std::nullopt);
 }
 
 } // namespace Lumeno::Namespace

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Lumeno::Shell {
@@ -81,6 +82,19 @@ template <class T, class... Arguments> HRESULT createObject(IUnknown** inner, IU
     }
     *inner = object->innerUnknown();
     return S_OK;
+}
+
+// Makes an object of class T, not aggregated, and answers its interface `riid` (the object goes
+// when that is released).
+template <class T, class... Arguments> HRESULT createInterface(REFIID riid, void** out, Arguments&&... arguments)
+{
+    T* made = new (std::nothrow) T(std::forward<Arguments>(arguments)..., nullptr);
+    if (made == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    const HRESULT result = made->innerUnknown()->QueryInterface(riid, out);
+    made->innerUnknown()->Release();
+    return result;
 }
 
 // The classes' creators, for the class table: each makes an object (aggregated when `outer`

@@ -268,37 +268,14 @@ template <class T> HRESULT createViewer(T** singleton, typename T::Open open, IU
 }
 
 // The selected paths as a string enumerator, the hand-over the viewer classes take.
-class StringEnumerator final : public IEnumString {
+class StringEnumerator final : public ComObject, public IEnumString {
 public:
-    StringEnumerator(std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings, std::size_t next)
-        : strings_(std::move(strings)), next_(next)
+    StringEnumerator(std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings, std::size_t next,
+                     IUnknown* outer)
+        : ComObject(outer), strings_(std::move(strings)), next_(next)
     {
-        lockModule();
     }
-    ~StringEnumerator() { unlockModule(); }
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override
-    {
-        if (ppv == nullptr) {
-            return E_POINTER;
-        }
-        if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IEnumString)) {
-            *ppv = static_cast<IEnumString*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references_)); }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const LONG left = InterlockedDecrement(&references_);
-        if (left == 0) {
-            delete this;
-        }
-        return static_cast<ULONG>(left);
-    }
+    LUMENO_DELEGATING_UNKNOWN
 
     HRESULT STDMETHODCALLTYPE Next(ULONG count, LPOLESTR* out, ULONG* fetched) override
     {
@@ -339,14 +316,19 @@ public:
         if (copy == nullptr) {
             return E_POINTER;
         }
-        *copy = new (std::nothrow) StringEnumerator(strings_, next_);
-        return *copy != nullptr ? S_OK : E_OUTOFMEMORY;
+        *copy = nullptr;
+        return createInterface<StringEnumerator>(IID_IEnumString, reinterpret_cast<void**>(copy), strings_, next_);
+    }
+
+protected:
+    void* interfaceFor(REFIID riid) override
+    {
+        return IsEqualIID(riid, IID_IEnumString) ? static_cast<IEnumString*>(this) : nullptr;
     }
 
 private:
     std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings_;
     std::size_t next_;
-    LONG references_ = 1;
 };
 
 // Hands the pictures to a viewer object in place of any it had, and shows them.
@@ -378,10 +360,12 @@ HRESULT showPictures(bool slideShow, const std::vector<std::string>& files)
     if (FAILED(result)) {
         return result;
     }
-    IEnumString* enumerator = new (std::nothrow) StringEnumerator(strings, 0);
-    if (enumerator == nullptr) {
+    IEnumString* enumerator = nullptr;
+    result = createInterface<StringEnumerator>(IID_IEnumString, reinterpret_cast<void**>(&enumerator), strings,
+                                               std::size_t{0});
+    if (FAILED(result)) {
         inner->Release();
-        return E_OUTOFMEMORY;
+        return result;
     }
     result = slideShow ? handOver<ILumenoSlideShow>(inner, enumerator) : handOver<ILumenoPreview>(inner, enumerator);
     enumerator->Release();

@@ -1,5 +1,7 @@
 #include "Lumeno/Namespace/ItemId.h"
 
+#include <Lumeno/DB/Store.h>
+
 #include <cstring>
 #include <stdexcept>
 
@@ -52,21 +54,7 @@ bool getText(const unsigned char* data, std::size_t size, std::size_t& at, std::
 
 bool validGalleryPath(std::string_view path)
 {
-    if (path.empty() || path.size() > 260 || path.find('\\') != std::string_view::npos) {
-        return false;
-    }
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t slash = path.find('/', start);
-        const std::string_view part = path.substr(start, slash == std::string_view::npos ? std::string_view::npos : slash - start);
-        if (part.empty() || part == "." || part == "..") {
-            return false;
-        }
-        if (slash == std::string_view::npos) {
-            return true;
-        }
-        start = slash + 1;
-    }
+    return DB::Store::validGalleryName(path);
 }
 
 std::string encodeItem(const ItemId& item)

@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -120,6 +121,9 @@ public:
     static Store& instance();
     // %APPDATA%\LumenoWorks\Lumeno on Windows, $XDG_DATA_HOME/LumenoWorks/Lumeno elsewhere.
     static std::string defaultFolder();
+    // A gallery's path: non-empty names joined by '/', none of them "." or ".." (each becomes a
+    // folder of an export), no '\', at most 260 bytes.
+    static bool validGalleryName(std::string_view name);
     // Deletes a table's two files in `folder`; a missing file is no error.
     static void removeTableFiles(const std::string& folder, const std::string& tableName);
 
