@@ -152,69 +152,13 @@ struct ColumnLayout {
 
 // ---- the enumerator ------------------------------------------------------------------------------
 
-class ItemEnumerator final : public ComObject, public IEnumIDList {
-public:
-    explicit ItemEnumerator(std::vector<ItemId> items, std::size_t next = 0)
-        : ComObject(nullptr), items_(std::make_shared<std::vector<ItemId>>(std::move(items))), next_(next)
-    {
-    }
-    ItemEnumerator(std::shared_ptr<std::vector<ItemId>> items, std::size_t next)
-        : ComObject(nullptr), items_(std::move(items)), next_(next)
-    {
-    }
-    LUMENO_DELEGATING_UNKNOWN
+// One item of the folder, as its enumerator hands it out.
+PITEMID_CHILD childOf(const ItemId& item)
+{
+    return reinterpret_cast<PITEMID_CHILD>(makeList({item}));
+}
 
-    HRESULT STDMETHODCALLTYPE Next(ULONG count, PITEMID_CHILD* out, ULONG* fetched) override
-    {
-        if (out == nullptr || (count > 1 && fetched == nullptr)) {
-            return E_POINTER;
-        }
-        ULONG given = 0;
-        for (; given < count && next_ < items_->size(); ++given, ++next_) {
-            out[given] = reinterpret_cast<PITEMID_CHILD>(makeList({(*items_)[next_]}));
-            if (out[given] == nullptr) {
-                for (ULONG i = 0; i < given; ++i) {
-                    CoTaskMemFree(out[i]);
-                }
-                return E_OUTOFMEMORY;
-            }
-        }
-        if (fetched != nullptr) {
-            *fetched = given;
-        }
-        return given == count ? S_OK : S_FALSE;
-    }
-    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override
-    {
-        const std::size_t left = items_->size() - next_;
-        next_ += count < left ? count : left;
-        return count <= left ? S_OK : S_FALSE;
-    }
-    HRESULT STDMETHODCALLTYPE Reset() override
-    {
-        next_ = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Clone(IEnumIDList** copy) override
-    {
-        if (copy == nullptr) {
-            return E_POINTER;
-        }
-        auto* made = new (std::nothrow) ItemEnumerator(items_, next_);
-        *copy = made;
-        return made != nullptr ? S_OK : E_OUTOFMEMORY;
-    }
-
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        return IsEqualIID(riid, IID_IEnumIDList) ? static_cast<IEnumIDList*>(this) : nullptr;
-    }
-
-private:
-    std::shared_ptr<std::vector<ItemId>> items_;
-    std::size_t next_;
-};
+using ItemEnumerator = Shell::ListEnumerator<IEnumIDList, ItemId, PITEMID_CHILD, childOf>;
 
 // ---- the folder ----------------------------------------------------------------------------------
 
@@ -304,12 +248,10 @@ public:
                     items.push_back(std::move(item));
                 }
             }
-            auto* made = new (std::nothrow) ItemEnumerator(std::move(items));
-            if (made == nullptr) {
-                return E_OUTOFMEMORY;
-            }
-            *out = made;
-            return S_OK;
+            return Shell::createInterface<ItemEnumerator>(
+                IID_IEnumIDList, reinterpret_cast<void**>(out),
+                std::shared_ptr<const std::vector<ItemId>>(std::make_shared<std::vector<ItemId>>(std::move(items))),
+                std::size_t{0});
         } catch (const std::exception&) {
             return E_FAIL; // no store to read
         }

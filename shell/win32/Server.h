@@ -5,6 +5,7 @@
 #include "Text.h"
 
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -96,6 +97,69 @@ template <class T, class... Arguments> HRESULT createInterface(REFIID riid, void
     made->innerUnknown()->Release();
     return result;
 }
+
+// An enumerator (IEnumString, IEnumIDList: the same four calls) over a list that its clones
+// share; each item handed out is made by `Make` in memory from CoTaskMemAlloc (null when there is
+// none to be had).
+template <class Interface, class Element, class Out, Out (*Make)(const Element&)>
+class ListEnumerator final : public ComObject, public Interface {
+public:
+    ListEnumerator(std::shared_ptr<const std::vector<Element>> items, std::size_t next, IUnknown* outer)
+        : ComObject(outer), items_(std::move(items)), next_(next)
+    {
+    }
+    LUMENO_DELEGATING_UNKNOWN
+
+    HRESULT STDMETHODCALLTYPE Next(ULONG count, Out* out, ULONG* fetched) override
+    {
+        if (out == nullptr || (count > 1 && fetched == nullptr)) {
+            return E_POINTER;
+        }
+        ULONG given = 0;
+        for (; given < count && next_ < items_->size(); ++given, ++next_) {
+            out[given] = Make((*items_)[next_]);
+            if (out[given] == nullptr) {
+                for (ULONG i = 0; i < given; ++i) {
+                    CoTaskMemFree(out[i]);
+                }
+                return E_OUTOFMEMORY;
+            }
+        }
+        if (fetched != nullptr) {
+            *fetched = given;
+        }
+        return given == count ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override
+    {
+        const std::size_t left = items_->size() - next_;
+        next_ += count < left ? count : left;
+        return count <= left ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE Reset() override
+    {
+        next_ = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Clone(Interface** copy) override
+    {
+        if (copy == nullptr) {
+            return E_POINTER;
+        }
+        *copy = nullptr;
+        return createInterface<ListEnumerator>(__uuidof(Interface), reinterpret_cast<void**>(copy), items_, next_);
+    }
+
+protected:
+    void* interfaceFor(REFIID riid) override
+    {
+        return IsEqualIID(riid, __uuidof(Interface)) ? static_cast<Interface*>(this) : nullptr;
+    }
+
+private:
+    std::shared_ptr<const std::vector<Element>> items_;
+    std::size_t next_;
+};
 
 // The classes' creators, for the class table: each makes an object (aggregated when `outer`
 // is given) and answers its inner unknown with one reference.

@@ -267,69 +267,18 @@ template <class T> HRESULT createViewer(T** singleton, typename T::Open open, IU
     return S_OK;
 }
 
-// The selected paths as a string enumerator, the hand-over the viewer classes take.
-class StringEnumerator final : public ComObject, public IEnumString {
-public:
-    StringEnumerator(std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings, std::size_t next,
-                     IUnknown* outer)
-        : ComObject(outer), strings_(std::move(strings)), next_(next)
-    {
+// A path handed out by the selection's string enumerator, the hand-over the viewer classes take.
+LPOLESTR copyOf(const std::basic_string<WCHAR>& text)
+{
+    const std::size_t bytes = (text.size() + 1) * sizeof(WCHAR);
+    auto* copy = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
+    if (copy != nullptr) {
+        std::memcpy(copy, text.c_str(), bytes);
     }
-    LUMENO_DELEGATING_UNKNOWN
+    return copy;
+}
 
-    HRESULT STDMETHODCALLTYPE Next(ULONG count, LPOLESTR* out, ULONG* fetched) override
-    {
-        if (out == nullptr || (count > 1 && fetched == nullptr)) {
-            return E_POINTER;
-        }
-        ULONG given = 0;
-        for (; given < count && next_ < strings_->size(); ++given, ++next_) {
-            const std::basic_string<WCHAR>& text = (*strings_)[next_];
-            const std::size_t bytes = (text.size() + 1) * sizeof(WCHAR);
-            out[given] = static_cast<LPOLESTR>(CoTaskMemAlloc(bytes));
-            if (out[given] == nullptr) {
-                for (ULONG i = 0; i < given; ++i) {
-                    CoTaskMemFree(out[i]);
-                }
-                return E_OUTOFMEMORY;
-            }
-            std::memcpy(out[given], text.c_str(), bytes);
-        }
-        if (fetched != nullptr) {
-            *fetched = given;
-        }
-        return given == count ? S_OK : S_FALSE;
-    }
-    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override
-    {
-        const std::size_t left = strings_->size() - next_;
-        next_ += count < left ? count : left;
-        return count <= left ? S_OK : S_FALSE;
-    }
-    HRESULT STDMETHODCALLTYPE Reset() override
-    {
-        next_ = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Clone(IEnumString** copy) override
-    {
-        if (copy == nullptr) {
-            return E_POINTER;
-        }
-        *copy = nullptr;
-        return createInterface<StringEnumerator>(IID_IEnumString, reinterpret_cast<void**>(copy), strings_, next_);
-    }
-
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        return IsEqualIID(riid, IID_IEnumString) ? static_cast<IEnumString*>(this) : nullptr;
-    }
-
-private:
-    std::shared_ptr<const std::vector<std::basic_string<WCHAR>>> strings_;
-    std::size_t next_;
-};
+using StringEnumerator = ListEnumerator<IEnumString, std::basic_string<WCHAR>, LPOLESTR, copyOf>;
 
 // Hands the pictures to a viewer object in place of any it had, and shows them.
 template <class Interface> HRESULT handOver(IUnknown* object, IEnumString* pictures)
@@ -361,7 +310,8 @@ HRESULT showPictures(bool slideShow, const std::vector<std::string>& files)
         return result;
     }
     IEnumString* enumerator = nullptr;
-    result = createInterface<StringEnumerator>(IID_IEnumString, reinterpret_cast<void**>(&enumerator), strings,
+    result = createInterface<StringEnumerator>(IID_IEnumString, reinterpret_cast<void**>(&enumerator),
+                                               std::shared_ptr<const std::vector<std::basic_string<WCHAR>>>(strings),
                                                std::size_t{0});
     if (FAILED(result)) {
         inner->Release();

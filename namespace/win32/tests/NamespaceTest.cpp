@@ -440,6 +440,40 @@ int checks()
     STRRET name = {};
     check(folder->GetDisplayNameOf(cut, SHGDN_NORMAL, &name) == E_INVALIDARG, "a cut identifier is refused");
 
+    // The enumerator: Next, Skip, Reset, and a clone that goes on from where it was made.
+    IEnumIDList* list = nullptr;
+    if (SUCCEEDED(folder->EnumObjects(nullptr, SHCONTF_FOLDERS | SHCONTF_NONFOLDERS, &list)) && list != nullptr) {
+        auto nameOf = [&](PITEMID_CHILD item) {
+            STRRET text = {};
+            folder->GetDisplayNameOf(item, SHGDN_NORMAL, &text);
+            const std::string shown = strret(text, item);
+            CoTaskMemFree(item);
+            return shown;
+        };
+        PITEMID_CHILD two[2] = {};
+        check(list->Next(2, two, nullptr) == E_POINTER, "Next of two without a count is refused");
+        check(list->Skip(1) == S_OK, "Skip passes an item");
+        IEnumIDList* clone = nullptr;
+        check(list->Clone(&clone) == S_OK && clone != nullptr, "the enumerator clones");
+        PITEMID_CHILD item = nullptr;
+        ULONG got = 0;
+        const bool nextOk = list->Next(1, &item, &got) == S_OK && got == 1;
+        const std::string second = nextOk ? nameOf(item) : std::string();
+        check(nextOk && second == "Keywords", "... then Next gives the second (" + second + ")");
+        got = 0;
+        item = nullptr;
+        check(clone != nullptr && clone->Next(1, &item, &got) == S_OK && got == 1 && nameOf(item) == second,
+              "the clone goes on from where it was made");
+        check(list->Next(1, &item, &got) == S_FALSE && got == 0, "past the end, nothing");
+        check(list->Skip(5) == S_FALSE, "skipping past the end is told");
+        check(list->Reset() == S_OK && list->Next(1, &item, &got) == S_OK && nameOf(item) == "Holidays",
+              "Reset starts again");
+        if (clone != nullptr) {
+            clone->Release();
+        }
+        list->Release();
+    }
+
     SHELLDETAILS details = {};
     check(folder->GetDetailsOf(nullptr, 99, &details) == E_FAIL, "past the last column there is none");
     check(folder->CompareIDs(99, first, first) == E_INVALIDARG, "nor a column 99 to sort by");
