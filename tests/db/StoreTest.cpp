@@ -372,6 +372,31 @@ TEST_F(StoreFolder, AGallerysRecordsComeInItsOrderWhetherLookedUpOrWalked)
     EXPECT_TRUE(s.galleryEntries("Nowhere").empty());
 }
 
+TEST_F(StoreFolder, FindingWalksTheCatalogueAndAViewerNeverMakesAStore)
+{
+    {
+        Store none;
+        none.useFolder(file("nowhere"));
+        EXPECT_FALSE(none.present());
+        EXPECT_FALSE(fs::exists(file("nowhere"))) << "asking made no store";
+    }
+    Store s;
+    s.useFolder(store());
+    EXPECT_FALSE(s.present()) << "the folder exists, the store not yet";
+    s.update(photo("dawn.jpg", {{120, {"Dawn at the lake"}}}), false);
+    s.update(photo("dusk.jpg", {{120, {"Dusk"}}}), false);
+    EXPECT_TRUE(s.present());
+    const std::vector<std::string> found =
+        s.findImages([](const StoreImageEntry& e) { return e.caption.find("lake") != std::string::npos; });
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(fs::path(found[0]).filename(), "dawn.jpg");
+    EXPECT_EQ(s.findImages([](const StoreImageEntry&) { return true; }).size(), 2u);
+    s.close();
+    Store again;
+    again.useFolder(store());
+    EXPECT_TRUE(again.present()) << "a store on disk, not yet opened";
+}
+
 TEST_F(StoreFolder, AnotherProcessSeesWhatWasStored)
 {
     const std::string path = photo("a.jpg", {{25, {"Shared"}}});

@@ -210,6 +210,17 @@ TEST(Thumbnail, AViewersPictureIsFittedIntoItsBoxAsSeenInEitherByteOrder)
     EXPECT_THROW(fittedPicture(path, 10, 10, 1), std::runtime_error);
 }
 
+TEST(Thumbnail, AViewersPictureOfATiffComesFromTheImageService)
+{
+    // The sample TIFF is a single pixel: kept as it is, never enlarged to the box.
+    const auto tiff = Lumeno::Platform::fittedPicture(LUMENO_TEST_DATA "/sample.tif", 64, 64, 1, true);
+    EXPECT_EQ(tiff.width, 1);
+    EXPECT_EQ(tiff.height, 1);
+    EXPECT_EQ(tiff.pixels.size(), 3u);
+    EXPECT_TRUE(tiff.bgr);
+    EXPECT_THROW(Lumeno::Platform::fittedPicture(LUMENO_TEST_DATA "/../CMakeLists.txt", 64, 64, 1), std::runtime_error);
+}
+
 TEST(Thumbnail, AThumbnailInMemoryIsDecodedWhole)
 {
     const std::vector<std::uint8_t> photo = halves(320, 200, Red, Blue);

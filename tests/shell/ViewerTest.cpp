@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <set>
@@ -235,4 +236,54 @@ TEST(AheadLoader, StopsWhileAnItemIsMade)
         }
     } // joins after the item in hand, without making the others
     EXPECT_EQ(calls.load(), 1);
+}
+
+TEST(ViewerTexts, TheOverlayAndCaptionsComeFromThePhotosReconciledValues)
+{
+    const std::string sample = LUMENO_TEST_DATA "/sample.jpg";
+    EXPECT_EQ(overlayLinesForFile(sample),
+              (std::vector<std::string>{"sample.jpg", "Title: Morning light", "Taken: 2024-05-06 07:08:09",
+                                        "Camera: Acme Roadrunner 7", "Exposure: 1/250 s  f/5.6  ISO 400  35 mm",
+                                        "Flash: Fired", "Size: 64 x 48"}));
+    const Captions captions = captionsForFile(sample);
+    EXPECT_EQ(captions.caption, "Sunrise over the lake");
+    EXPECT_EQ(captions.dateTime, "2024-05-06 07:08:09");
+    EXPECT_EQ(orientationForFile(sample), 1);
+
+    // A camera whose model repeats its maker is named once; a file that is no picture says nothing.
+    const std::string canon = LUMENO_TEST_DATA "/camera/Canon.jpg";
+    const std::vector<std::string> lines = overlayLinesForFile(canon);
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Camera: Canon EOS DIGITAL REBEL"), lines.end());
+    const std::string notPicture = LUMENO_TEST_DATA "/../CMakeLists.txt";
+    EXPECT_TRUE(overlayLinesForFile(notPicture).empty());
+    EXPECT_TRUE(captionsForFile(notPicture).caption.empty());
+    EXPECT_EQ(orientationForFile(notPicture), 1);
+}
+
+TEST(AheadLoader, AnItemForgottenWhileItIsMadeIsMadeAgain)
+{
+    // The window resized while a picture was being decoded for the old size: that picture must
+    // not be kept, the next ask makes it anew.
+    std::atomic<int> version{1};
+    std::atomic<bool> inside{false};
+    std::atomic<bool> release{false};
+    AheadLoader<Item> loader(
+        [&](std::size_t) {
+            const int made = version.load();
+            inside = true;
+            while (!release) {
+                std::this_thread::yield();
+            }
+            return std::make_shared<const Item>(Item{static_cast<std::size_t>(made)});
+        },
+        2);
+    loader.get(0);
+    while (!inside) {
+        std::this_thread::yield();
+    }
+    version = 2;
+    loader.forgetAll();
+    release = true;
+    EXPECT_EQ(loader.wait(0)->index, 2u);
 }
