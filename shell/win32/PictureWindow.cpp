@@ -238,9 +238,8 @@ std::shared_ptr<const Bitmap> PictureWindow::currentPicture()
     return order_.empty() ? nullptr : pictures_->get(order_.current());
 }
 
-void PictureWindow::paintFitted(HDC dc, const Rect& client, const Rect& area)
+void PictureWindow::paintFitted(HDC dc, const Rect& area)
 {
-    (void)client;
     const std::shared_ptr<const Bitmap> picture = currentPicture();
     if (!picture) {
         painted_ = -1;

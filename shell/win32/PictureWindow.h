@@ -50,7 +50,7 @@ protected:
     // The picture shown, when decoded (asked for otherwise).
     std::shared_ptr<const Bitmap> currentPicture();
     // The frame's picture, fitted into `area` (in the background colour around it).
-    void paintFitted(HDC dc, const Rect& client, const Rect& area);
+    void paintFitted(HDC dc, const Rect& area);
     // The controls' band at the bottom of the client area, with the buttons laid out.
     Rect controlsBand(HDC dc, const Rect& client, int extraHeight);
     void setTitle();

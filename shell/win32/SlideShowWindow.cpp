@@ -124,7 +124,7 @@ protected:
 
     void paint(HDC dc, const Rect& client) override
     {
-        paintFitted(dc, client, client);
+        paintFitted(dc, client);
         if (painted_ < 0 && !order_.empty()) {
             bool failed = false;
             pictures_->get(order_.current(), &failed);

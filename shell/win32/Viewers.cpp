@@ -2,7 +2,7 @@
 // windows. Each is handed the pictures (a string enumerator from the menu, paths one by one from
 // a script) and shows them; the window keeps its object while it is open.
 #include "Server.h"
-#include "ViewerWindows.h"
+#include "ViewerParts.h"
 
 #include "lumeno_h.h"
 
@@ -205,7 +205,7 @@ public:
         }
         HWND open = window_.load();
         *index = open == nullptr ? -1
-                                 : static_cast<LONG>(LOWORD(SendMessageW(open, RegisterWindowMessageA(ViewerStateMessage), 0, 0)));
+                                 : static_cast<LONG>(LOWORD(SendMessageW(open, viewerStateMessage(), 0, 0)));
         return S_OK;
     }
 
