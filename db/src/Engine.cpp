@@ -381,39 +381,64 @@ public:
             });
             return;
         }
-        // Outside a transaction of ours the walk goes a batch of records at a time, each batch
-        // read in a transaction of its own and handed out after it ended: a reader holds no
-        // page while the caller works, and when the engine undoes a batch (a writer and the
-        // reader waited for each other) it is read again from where the last one ended, with
-        // no record handed out twice.
-        constexpr std::size_t Batch = 256;
-        struct Taken {
-            RecordId id;
-            std::string key;
-            std::string bytes;
-        };
-        std::optional<Position> after;
-        for (;;) {
-            std::vector<Taken> batch;
-            bool more = false;
-            reading([&](DbTxn* txn) {
-                batch.clear();
-                more = walk(index, txn, start, after ? &*after : nullptr,
-                            [&](RecordId id, const std::string& key, const std::string& bytes) {
-                                batch.push_back({id, key, bytes});
-                                return batch.size() < Batch;
-                            });
-            });
-            for (const Taken& taken : batch) {
-                if (!visit(taken.id, decodeRecord(definition_, taken.bytes))) {
-                    return;
+        batched(visit, [&](DbTxn* txn, const Taken* last, const std::function<bool(Taken&&)>& take) {
+            const std::optional<Position> after =
+                last != nullptr ? std::optional<Position>(Position{last->key, static_cast<db_recno_t>(last->id)}) : std::nullopt;
+            return walk(index, txn, start, after ? &*after : nullptr,
+                        [&](RecordId id, const std::string& key, const std::string& bytes) {
+                            return take(Taken{id, key, bytes});
+                        });
+        });
+    }
+
+    void scan(const std::function<bool(RecordId, const Record&)>& visit) const override
+    {
+        auto read = [&](DbTxn* txn, const Taken* last, const std::function<bool(Taken&&)>& take) {
+            Dbc* cursor = nullptr;
+            succeed(primary_->cursor(txn, &cursor, 0), "cannot read " + describe());
+            db_recno_t number = last != nullptr ? static_cast<db_recno_t>(last->id) : 0;
+            Dbt key = recordNumber(number);
+            Dbt data;
+            data.set_flags(DB_DBT_MALLOC);
+            // Resuming at the record last handed out; when it went meanwhile, from the first
+            // one, passing over those already handed out (record numbers only grow).
+            int flag = last != nullptr ? DB_SET : DB_FIRST;
+            bool stopped = false;
+            try {
+                for (;;) {
+                    const int r = cursor->get(&key, &data, flag);
+                    if ((r == DB_NOTFOUND || r == DB_KEYEMPTY) && flag == DB_SET) {
+                        flag = DB_FIRST;
+                        continue;
+                    }
+                    flag = DB_NEXT;
+                    if (r == DB_NOTFOUND) {
+                        break;
+                    }
+                    succeed(r, "cannot read " + describe());
+                    std::string bytes(static_cast<const char*>(data.get_data()), data.get_size());
+                    std::free(data.get_data());
+                    data.set_data(nullptr);
+                    if (last != nullptr && number <= last->id) {
+                        continue;
+                    }
+                    if (!take(Taken{number, std::string(), std::move(bytes)})) {
+                        stopped = true;
+                        break;
+                    }
                 }
+            } catch (...) {
+                cursor->close();
+                throw;
             }
-            if (!more || batch.empty()) {
-                return;
-            }
-            after = Position{std::move(batch.back().key), static_cast<db_recno_t>(batch.back().id)};
+            succeed(cursor->close(), "cannot read " + describe());
+            return stopped;
+        };
+        if (current_ != nullptr) {
+            read(current_, nullptr, [&](Taken&& taken) { return visit(taken.id, decodeRecord(definition_, taken.bytes)); });
+            return;
         }
+        batched(visit, read);
     }
 
     void rewrite(RecordId id, const Record& record) override
@@ -555,6 +580,46 @@ private:
         std::string key;
         db_recno_t number;
     };
+
+    // A record read, with the key it was found by (none for the data file's own order).
+    struct Taken {
+        RecordId id;
+        std::string key;
+        std::string bytes;
+    };
+
+    // Outside a transaction of ours a walk goes a batch of records at a time, each batch read in
+    // a transaction of its own and handed out after it ended: a reader holds no page while the
+    // caller works, and when the engine undoes a batch (a writer and the reader waited for each
+    // other) it is read again from where the last one ended, with no record handed out twice.
+    // read(txn, last, take) hands records after `last` (from the first when null) to take until
+    // it answers false, and says whether take stopped it.
+    template <class Read>
+    void batched(const std::function<bool(RecordId, const Record&)>& visit, Read read) const
+    {
+        constexpr std::size_t Batch = 256;
+        std::optional<Taken> last;
+        for (;;) {
+            std::vector<Taken> batch;
+            bool more = false;
+            reading([&](DbTxn* txn) {
+                batch.clear();
+                more = read(txn, last ? &*last : nullptr, [&](Taken&& taken) {
+                    batch.push_back(std::move(taken));
+                    return batch.size() < Batch;
+                });
+            });
+            for (const Taken& taken : batch) {
+                if (!visit(taken.id, decodeRecord(definition_, taken.bytes))) {
+                    return;
+                }
+            }
+            if (!more || batch.empty()) {
+                return;
+            }
+            last = std::move(batch.back());
+        }
+    }
 
     // Walks `index` in `txn` from the first key at or after `start` (or from just after
     // `after`), handing each record whose key begins with `start` to take(id, key, bytes) until

@@ -254,6 +254,13 @@ public:
                      [&](RecordId id, const Record& record) { return goOn(visit, id, layout_.entry(record)); });
     }
 
+    // Every entry in the order of their positions (the order they were added, unless a removed
+    // one's place was taken), read without an index: the quickest way through most of a table.
+    template <class Visit> void walkAll(Visit visit) const
+    {
+        table_.scan([&](RecordId id, const Record& record) { return goOn(visit, id, layout_.entry(record)); });
+    }
+
     // Every entry whose key over `column` equals `value` (letter case aside). Equal keys come
     // first among those that begin with `value` and together, so the first other one ends the walk.
     template <class Visit> void walkEqual(std::string Entry::*column, const std::string& value, Visit visit) const

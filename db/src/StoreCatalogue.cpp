@@ -183,15 +183,15 @@ std::vector<StoreImageEntry> StoreCatalogue::entries(const std::vector<std::stri
     Utility::CriticalSectionLock lock(tables_.section());
     Schema::Rows<StoreImageEntry> images = tables_.images();
     std::vector<StoreImageEntry> out(paths.size());
-    // Many of the catalogue's records: one walk through all of them costs less than a look-up
-    // each (a look-up is a descent of the index and a read of its record).
+    // Many of the catalogue's records: one walk through the data file costs less than a look-up
+    // each (a descent of the index and a read of its record).
     if (paths.size() >= 64 && paths.size() * 4 >= images.count()) {
         std::unordered_map<std::string, std::size_t> wanted;
         for (std::size_t i = 0; i < paths.size(); ++i) {
             wanted.emplace(paths[i], i);
             out[i].filePath = paths[i];
         }
-        images.walkPrefix(&StoreImageEntry::filePath, std::string(), [&](RecordId, StoreImageEntry&& entry) {
+        images.walkAll([&](RecordId, StoreImageEntry&& entry) {
             const auto found = wanted.find(entry.filePath);
             if (found != wanted.end()) {
                 out[found->second] = std::move(entry);

@@ -344,6 +344,42 @@ TEST_F(StoreFolder, GalleriesFormATree)
     EXPECT_EQ(s.imageCount(), 2u); // the catalogue keeps its records
 }
 
+TEST_F(StoreFolder, AScanHandsOutEveryRecordOnceInTheOrderOfTheirPositions)
+{
+    // The scan reads the data file a few hundred records at a time too, resuming at the record
+    // that ended the last batch: here the caller deletes that record (the scan starts again
+    // from the first and passes over what it handed out) and one not yet reached.
+    auto engine = Engine::open(store());
+    Table& keywords = engine->table(StoreKeywords().definition());
+    std::vector<RecordId> added;
+    for (int i = 0; i < 600; ++i) {
+        // Keys in the opposite order to the positions: the scan must not follow an index.
+        added.push_back(keywords.add({std::string(1, '\0'), "k" + std::to_string(1000 - i), "/" + std::to_string(i)}));
+    }
+    std::vector<RecordId> seen;
+    keywords.scan([&](RecordId id, const Record& r) {
+        EXPECT_EQ(r[2], "/" + std::to_string(seen.size() + (seen.size() >= 400 ? 1 : 0)));
+        seen.push_back(id);
+        if (seen.size() == 256) {
+            keywords.remove(id);
+            keywords.remove(added[400]);
+        }
+        return true;
+    });
+    std::vector<RecordId> expected = added;
+    expected.erase(expected.begin() + 400);
+    EXPECT_EQ(seen, expected);
+    std::size_t visits = 0;
+    keywords.scan([&](RecordId, const Record&) { return ++visits < 3; });
+    EXPECT_EQ(visits, 3u) << "a visit answering false ends the scan";
+    engine->transaction([&] {
+        keywords.add({std::string(1, '\0'), "new", "/new"});
+        std::size_t inside = 0;
+        keywords.scan([&](RecordId, const Record&) { return ++inside, true; });
+        EXPECT_EQ(inside, 599u) << "a scan inside a transaction sees its writes";
+    });
+}
+
 TEST_F(StoreFolder, AGallerysRecordsComeInItsOrderWhetherLookedUpOrWalked)
 {
     Store s;

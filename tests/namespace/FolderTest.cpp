@@ -140,6 +140,17 @@ TEST_F(GalleryFolderTest, ColumnsShowTheRecordsAndSortFoldersFirstThenByValue)
     EXPECT_LT(folder.compare(a, b, Column::Title), 0) << "'Dawn' before 'Morning light'";
     EXPECT_EQ(folder.compare(a, a, Column::Size), 0);
     EXPECT_NE(folder.compare(a, ItemId::pictureUnderKeyword("Lake", b_), Column::Name), 0);
+
+    // A listing's identifiers carry the capture dates, and sort by them without the catalogue.
+    const std::vector<ItemId> listed = folder.children(&lakes);
+    ASSERT_EQ(listed.size(), 2u);
+    EXPECT_EQ(listed[0].sortDate, std::optional<std::string>("20040226062751"));
+    EXPECT_EQ(listed[1].sortDate, std::optional<std::string>("20030101070809"));
+    ItemId early = ItemId::pictureInGallery("Holidays", "/nowhere/late.jpg", "19990101000000");
+    ItemId late = ItemId::pictureInGallery("Holidays", "/nowhere/early.jpg", "20200101000000");
+    EXPECT_LT(folder.compare(early, late, Column::DateTaken), 0) << "not in the catalogue, yet dated";
+    late.sortDate.reset();
+    EXPECT_GT(folder.compare(early, late, Column::DateTaken), 0) << "one undated: both looked up (neither has a date), then by name";
     EXPECT_STREQ(columnInfo(Column::Size).title, "Size");
     EXPECT_TRUE(columnInfo(Column::Size).rightAligned);
 }

@@ -158,7 +158,7 @@ std::vector<Column> columnOrder(const std::vector<std::string>& titles)
 
 GalleryFolder::GalleryFolder(DB::Store& store) : store_(store) {}
 
-void GalleryFolder::remember(const DB::StoreImageEntry& entry)
+const PictureDetails& GalleryFolder::remember(const DB::StoreImageEntry& entry)
 {
     PictureDetails d;
     // IPTC's "20040226" and "062751-0500" as "2004-02-26 06:27:51".
@@ -177,9 +177,9 @@ void GalleryFolder::remember(const DB::StoreImageEntry& entry)
     auto found = details_.find(entry.filePath);
     if (found != details_.end()) {
         found->second = std::move(d);
-    } else {
-        details_.emplace(keep(entry.filePath), std::move(d));
+        return found->second;
     }
+    return details_.emplace(keep(entry.filePath), std::move(d)).first->second;
 }
 
 std::string_view GalleryFolder::keep(std::string_view path)
@@ -235,8 +235,7 @@ std::vector<ItemId> GalleryFolder::children(const ItemId* folder)
             items.push_back(ItemId::gallery(gallery));
         }
         for (const DB::StoreImageEntry& entry : store_.galleryEntries(folder->name)) {
-            remember(entry);
-            items.push_back(ItemId::pictureInGallery(folder->name, entry.filePath));
+            items.push_back(ItemId::pictureInGallery(folder->name, entry.filePath, remember(entry).sortDate));
         }
         break;
     case ItemKind::KeywordsFolder: {
@@ -405,7 +404,11 @@ int GalleryFolder::compare(const ItemView& a, const ItemView& b, Column column)
     int order = 0;
     if (!a.isFolder() && column != Column::Name) {
         switch (column) {
-        case Column::DateTaken: order = details(a.name).sortDate.compare(details(b.name).sortDate); break;
+        case Column::DateTaken:
+            // The dates the identifiers carry when both do (a listing's own), else the catalogue's.
+            order = a.sortDate && b.sortDate ? a.sortDate->compare(*b.sortDate)
+                                             : details(a.name).sortDate.compare(details(b.name).sortDate);
+            break;
         case Column::Title: order = compareText(details(a.name).title, details(b.name).title); break;
         case Column::Keywords: order = compareText(details(a.name).keywords, details(b.name).keywords); break;
         case Column::Camera: order = compareText(camera(a.name), camera(b.name)); break;

@@ -78,6 +78,9 @@ public:
     // answers false to stop.
     virtual void range(int key, const std::string& prefix,
                        const std::function<bool(RecordId, const Record&)>& visit) const = 0;
+    // Every record in the order of their positions (the data file's own order, read without
+    // going through an index); `visit` answers false to stop.
+    virtual void scan(const std::function<bool(RecordId, const Record&)>& visit) const = 0;
     virtual void rewrite(RecordId id, const Record& record) = 0;
     virtual void remove(RecordId id) = 0;
     virtual std::size_t count() const = 0;

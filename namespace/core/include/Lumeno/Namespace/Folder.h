@@ -89,7 +89,7 @@ public:
     const PictureDetails& sized(std::string_view path);
 
 private:
-    void remember(const DB::StoreImageEntry& entry);
+    const PictureDetails& remember(const DB::StoreImageEntry& entry);
     std::string camera(std::string_view path);
     // The details' own copy of a path, which their map's keys point into.
     std::string_view keep(std::string_view path);

@@ -29,21 +29,29 @@ struct ItemId {
     // or search term that found it (then `underKeyword`: it is in no gallery there).
     std::string container;
     bool underKeyword = false;
+    // A picture's capture date as the catalogue had it when the folder listed it
+    // ("20040226062751", "20040226", or "" for none), when known: the view sorts thousands of
+    // pictures by it without looking each one up, as the file system's own identifiers carry a
+    // file's size and time. Not part of what names the picture.
+    std::optional<std::string> sortDate;
 
-    static ItemId gallery(const std::string& path) { return {ItemKind::Gallery, path, {}, false}; }
-    static ItemId keywords() { return {ItemKind::KeywordsFolder, {}, {}, false}; }
-    static ItemId keyword(const std::string& keyword) { return {ItemKind::Keyword, keyword, {}, false}; }
-    static ItemId search(const std::string& term) { return {ItemKind::Search, term, {}, false}; }
-    static ItemId pictureInGallery(const std::string& gallery, const std::string& file)
+    static ItemId gallery(const std::string& path) { return {ItemKind::Gallery, path, {}, false, {}}; }
+    static ItemId keywords() { return {ItemKind::KeywordsFolder, {}, {}, false, {}}; }
+    static ItemId keyword(const std::string& keyword) { return {ItemKind::Keyword, keyword, {}, false, {}}; }
+    static ItemId search(const std::string& term) { return {ItemKind::Search, term, {}, false, {}}; }
+    static ItemId pictureInGallery(const std::string& gallery, const std::string& file,
+                                   std::optional<std::string> sortDate = std::nullopt)
     {
-        return {ItemKind::Picture, file, gallery, false};
+        return {ItemKind::Picture, file, gallery, false, std::move(sortDate)};
     }
-    static ItemId pictureUnderKeyword(const std::string& keyword, const std::string& file)
+    static ItemId pictureUnderKeyword(const std::string& keyword, const std::string& file,
+                                      std::optional<std::string> sortDate = std::nullopt)
     {
-        return {ItemKind::Picture, file, keyword, true};
+        return {ItemKind::Picture, file, keyword, true, std::move(sortDate)};
     }
 
     bool isFolder() const noexcept { return kind != ItemKind::Picture; }
+    // The same item (whatever date each carries).
     bool operator==(const ItemId& o) const
     {
         return kind == o.kind && name == o.name && container == o.container && underKeyword == o.underKeyword;
@@ -53,10 +61,12 @@ struct ItemId {
 // The longest text an identifier holds (a path of the store is at most 260 bytes; a keyword 64).
 constexpr std::size_t MostItemText = 1024;
 
-// The identifier's bytes: a signature, the version, the kind, the texts with their lengths, and
-// a check sum over all of it. Throws std::invalid_argument for a text longer than MostItemText
+// The identifier's bytes: a signature, the version, the kind, the texts with their lengths (the
+// sort date last, when known), and a check sum over all of it. Throws std::invalid_argument for a text longer than MostItemText
 // or holding a NUL.
 std::string encodeItem(const ItemId& item);
+// The check sum that ends an identifier, over the bytes before it (exposed for tests).
+std::uint32_t itemCheckSum(const void* data, std::size_t size);
 // The identifier those bytes stand for; nothing when they are not one of ours, whole and sound.
 std::optional<ItemId> decodeItem(const void* data, std::size_t size);
 
@@ -67,6 +77,7 @@ struct ItemView {
     std::string_view name;
     std::string_view container;
     bool underKeyword = false;
+    std::optional<std::string_view> sortDate;
     bool isFolder() const noexcept { return kind != ItemKind::Picture; }
 };
 std::optional<ItemView> viewItem(const void* data, std::size_t size);
