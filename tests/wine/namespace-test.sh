@@ -3,9 +3,11 @@
 # (namespace-test.exe): the galleries, keywords and pictures of a store made by the Windows tool,
 # their names, attributes and columns, the order CompareIDs gives per column, a gallery renamed
 # through SetNameOf and seen so by the tool, and the answers to damaged identifiers.
-# Usage: namespace-test.sh WINDOWS-DIR DATA-DIR
+# The system's view over the folder is pictured into ARTIFACTS-DIR.
+# Usage: namespace-test.sh WINDOWS-DIR DATA-DIR ARTIFACTS-DIR
 set -u
 windir=$(cd "$1" && pwd) data=$(cd "$2" && pwd)
+mkdir -p "$3" && artifacts=$(cd "$3" && pwd)
 . "$(dirname "$0")/prefix.sh"
 
 host=$windir/namespace-test.exe
@@ -68,6 +70,21 @@ check "sorted by name" [ "$(namespace_test sort 'Holidays\Lakes' 0 | tr '\n' ' '
 check "sorted by date taken" [ "$(namespace_test sort 'Holidays\Lakes' 1 | tr '\n' ' ')" = "b.jpg a.jpg " ]
 check "sorted by title, folders first" [ "$(namespace_test sort 'Holidays' 2 | tr '\n' ' ')" = "Lakes c.jpg " ]
 check "sorted by date under a keyword" [ "$(namespace_test sort 'Keywords\Lake' 1 | tr '\n' ' ')" = "b.jpg c.jpg " ]
+
+# The system's own view over the folder (SHCreateShellFolderView through CreateViewObject), in a
+# browser of the test host's: the list holds the pictures, named and with every column, in the
+# order CompareIDs gives by name; the window is pictured for the README.
+namespace_test view 'Holidays\Lakes' "$(windows "$artifacts/galleries.bmp")" >"$work/view.out"
+cat >"$work/view.expected" <<END
+view: 0x00000000
+window: 0x00000000
+columns: Name|Date taken|Title|Keywords|Camera|Size|Path
+row: a.jpg|2004-02-26 06:27:51|Dawn|Sunrise|Acme Roadrunner 7|5 KB|${files}a.jpg
+row: b.jpg|2003-01-01 12:00:00|Noon|Lake|Acme Roadrunner 7|5 KB|${files}b.jpg
+picture: drawn
+END
+same "the system's view lists the folder's pictures with their columns" "$work/view.expected" "$work/view.out"
+check "the view's picture is kept" convert "$artifacts/galleries.bmp" "$artifacts/galleries.png"
 
 # The columns the user chose, in the order left (Namespace settings), the others hidden.
 tool settings set Namespace ColumnOrder 'Date taken; Name' >/dev/null

@@ -17,9 +17,13 @@
 //   namespace-test invoke PATH VERB PARAMETERS [NAME...]
 //                                      runs an entry of that menu by its verb
 //   namespace-test check               the answers to damaged identifiers and bad calls
+//   namespace-test view PATH [PICTURE] the folder in the system's view (details) in a browser
+//                                      of our own: its columns and rows; the window pictured
+//                                      into PICTURE (a BMP file)
 //   namespace-test bench PATH          enumerating the folder and sorting it by date, timed
 #include "../../../shell/win32/tests/TestHost.h"
 
+#include <commctrl.h>
 #include <shlobj.h>
 #include <shlwapi.h>
 
@@ -527,6 +531,189 @@ int checks()
 // Binds to the folder, enumerates it and sorts it by date taken, as a view does, timed: the
 // first time in the process (the server loaded, the store opened) and twice again with both
 // there, as in the file manager, which keeps them.
+// ---- the folder's own view, in a browser of the least kind ----------------------------------------
+
+// What the view asks of the window that holds it: its frame, and a place for menus, tool bars and
+// status texts, which this one does without.
+class Browser final : public IShellBrowser {
+public:
+    explicit Browser(HWND frame) : frame_(frame) {}
+    IShellView* active = nullptr;
+    int browsed = 0;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override
+    {
+        if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IOleWindow) || IsEqualIID(riid, IID_IShellBrowser)) {
+            *out = static_cast<IShellBrowser*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references_; } // lives on the stack
+    HRESULT STDMETHODCALLTYPE GetWindow(HWND* window) override
+    {
+        *window = frame_;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE InsertMenusSB(HMENU, LPOLEMENUGROUPWIDTHS) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE SetMenuSB(HMENU, HOLEMENU, HWND) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE RemoveMenusSB(HMENU) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE SetStatusTextSB(LPCWSTR) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE EnableModelessSB(BOOL) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE TranslateAcceleratorSB(MSG*, WORD) override { return S_FALSE; }
+    HRESULT STDMETHODCALLTYPE BrowseObject(PCUIDLIST_RELATIVE, UINT) override
+    {
+        ++browsed;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetViewStateStream(DWORD, IStream** stream) override
+    {
+        *stream = nullptr;
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetControlWindow(UINT, HWND* window) override
+    {
+        *window = nullptr;
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE SendControlMsg(UINT, UINT, WPARAM, LPARAM, LRESULT* result) override
+    {
+        if (result != nullptr) {
+            *result = 0;
+        }
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE QueryActiveShellView(IShellView** view) override
+    {
+        *view = active;
+        if (active != nullptr) {
+            active->AddRef();
+        }
+        return active != nullptr ? S_OK : E_FAIL;
+    }
+    HRESULT STDMETHODCALLTYPE OnViewWindowActive(IShellView*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE SetToolbarItems(LPTBBUTTONSB, UINT, UINT) override { return S_OK; }
+
+private:
+    HWND frame_;
+    ULONG references_ = 1;
+};
+
+void pump(int milliseconds)
+{
+    const DWORD until = GetTickCount() + static_cast<DWORD>(milliseconds);
+    MSG message;
+    while (GetTickCount() < until) {
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        Sleep(10);
+    }
+}
+
+// The list view's columns and rows, as the user reads them: "title|title..." and a line a row.
+std::vector<std::string> rowsOf(HWND list, std::string& header)
+{
+    HWND headerControl = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
+    const int columns = headerControl != nullptr ? static_cast<int>(SendMessageW(headerControl, HDM_GETITEMCOUNT, 0, 0)) : 0;
+    std::vector<int> order(static_cast<std::size_t>(std::max(columns, 1)));
+    SendMessageW(list, LVM_GETCOLUMNORDERARRAY, static_cast<WPARAM>(columns), reinterpret_cast<LPARAM>(order.data()));
+    header.clear();
+    for (int c = 0; c < columns; ++c) {
+        WCHAR text[256] = {};
+        LVCOLUMNW column = {};
+        column.mask = LVCF_TEXT;
+        column.pszText = text;
+        column.cchTextMax = 256;
+        SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(order[static_cast<std::size_t>(c)]), reinterpret_cast<LPARAM>(&column));
+        header += (c == 0 ? "" : "|") + narrow(text);
+    }
+    std::vector<std::string> rows;
+    const int count = static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0));
+    for (int i = 0; i < count; ++i) {
+        std::string row;
+        for (int c = 0; c < columns; ++c) {
+            WCHAR text[512] = {};
+            LVITEMW item = {};
+            item.iSubItem = order[static_cast<std::size_t>(c)];
+            item.pszText = text;
+            item.cchTextMax = 512;
+            SendMessageW(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(&item));
+            row += (c == 0 ? "" : "|") + narrow(text);
+        }
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+// The folder at PATH in the system's view as the file manager shows it (details), in a window of
+// our own: its columns and rows; the window pictured into PICTURE.
+int view(const std::string& path, const std::string& picturePath)
+{
+    IShellFolder2* folder = folderAt(path);
+    if (folder == nullptr) {
+        return 1;
+    }
+    WNDCLASSW frameClass = {};
+    frameClass.lpfnWndProc = DefWindowProcW;
+    frameClass.hInstance = GetModuleHandleW(nullptr);
+    frameClass.lpszClassName = L"LumenoTestBrowser";
+    frameClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
+    RegisterClassW(&frameClass);
+    HWND frame = CreateWindowExW(0, frameClass.lpszClassName, L"My Galleries", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0,
+                                 860, 300, nullptr, nullptr, frameClass.hInstance, nullptr);
+    Browser browser(frame);
+    IShellView* shellView = nullptr;
+    HRESULT hr = folder->CreateViewObject(frame, IID_IShellView, reinterpret_cast<void**>(&shellView));
+    std::printf("view: 0x%08lX\n", static_cast<unsigned long>(hr));
+    if (FAILED(hr) || shellView == nullptr) {
+        DestroyWindow(frame);
+        folder->Release();
+        return 1;
+    }
+    browser.active = shellView;
+    FOLDERSETTINGS settings = {FVM_DETAILS, 0};
+    RECT client;
+    GetClientRect(frame, &client);
+    HWND viewWindow = nullptr;
+    hr = shellView->CreateViewWindow(nullptr, &settings, &browser, &client, &viewWindow);
+    std::printf("window: 0x%08lX\n", static_cast<unsigned long>(hr));
+    int status = 1;
+    if (SUCCEEDED(hr) && viewWindow != nullptr) {
+        shellView->UIActivate(SVUIA_ACTIVATE_NOFOCUS);
+        pump(300);
+        HWND list = FindWindowExW(viewWindow, nullptr, WC_LISTVIEWW, nullptr);
+        if (list != nullptr) {
+            std::string header;
+            const std::vector<std::string> rows = rowsOf(list, header);
+            std::printf("columns: %s\n", header.c_str());
+            for (const std::string& row : rows) {
+                std::printf("row: %s\n", row.c_str());
+            }
+            if (!picturePath.empty()) {
+                int width = 0, height = 0;
+                const std::size_t colours = picture(frame, picturePath, width, height);
+                std::printf("picture: %s\n", colours > 2 ? "drawn" : "blank");
+            }
+            status = 0;
+        } else {
+            std::printf("no list in the view\n");
+        }
+        shellView->UIActivate(SVUIA_DEACTIVATE);
+        shellView->DestroyViewWindow();
+    }
+    browser.active = nullptr;
+    shellView->Release();
+    DestroyWindow(frame);
+    folder->Release();
+    return status;
+}
+
 int bench(const std::string& path)
 {
     auto ms = [](auto a, auto b) { return std::chrono::duration<double, std::milli>(b - a).count(); };
@@ -577,6 +764,8 @@ int main(int argc, char** argv)
         status = invoke(argv[2], argv[3], argv[4], {argv + 5, argv + argc});
     } else if (mode == "check") {
         status = checks();
+    } else if (mode == "view" && argc >= 3) {
+        status = view(argv[2], argc > 3 ? argv[3] : "");
     } else if (mode == "bench" && argc == 3) {
         status = bench(argv[2]);
     } else {
