@@ -5,6 +5,7 @@
 
 #include "DragDrop.h"
 #include "ItemMenu.h"
+#include "PictureImage.h"
 
 #include "Server.h"
 
@@ -406,6 +407,13 @@ public:
             }
             if (IsEqualIID(riid, IID_IContextMenu)) {
                 return createItemMenu(items, here(), riid, out);
+            }
+            if (IsEqualIID(riid, IID_IExtractImage) || IsEqualIID(riid, IID_IExtractImage2)) {
+                // A picture's thumbnail, from the store.
+                if (count != 1 || items[0].kind != ItemKind::Picture) {
+                    return E_NOINTERFACE;
+                }
+                return createPictureImage(items[0].name, riid, out);
             }
             if (IsEqualIID(riid, IID_IDataObject)) {
                 // Pictures, dragged or copied out: the files, and the gallery they are in.

@@ -100,6 +100,29 @@ void drawBitmap(HDC dc, const Bitmap& bitmap, const Rect& target)
     DeleteDC(source);
 }
 
+HBITMAP copyBitmap(const Bitmap& bitmap, int width, int height)
+{
+    BITMAPINFO info = {};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height;
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 24;
+    info.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    HBITMAP made = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    if (made == nullptr) {
+        return nullptr;
+    }
+    HDC dc = CreateCompatibleDC(nullptr);
+    HGDIOBJ old = SelectObject(dc, made);
+    drawBitmap(dc, bitmap, Rect{0, 0, width, height});
+    SelectObject(dc, old);
+    DeleteDC(dc);
+    GdiFlush();
+    return made;
+}
+
 RECT toRECT(const Rect& r)
 {
     return RECT{r.left, r.top, r.left + r.width, r.top + r.height};

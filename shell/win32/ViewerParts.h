@@ -35,6 +35,9 @@ std::shared_ptr<const Bitmap> thumbnailBitmap(const std::string& path);
 
 // Draws a bitmap into `target` (stretched as needed, smoothed when made smaller).
 void drawBitmap(HDC dc, const Bitmap& bitmap, const Rect& target);
+// A bitmap of its own (the caller's to delete) with `bitmap` drawn into `width` x `height`;
+// null when there is no memory for it.
+HBITMAP copyBitmap(const Bitmap& bitmap, int width, int height);
 
 RECT toRECT(const Rect& r);
 Rect fromRECT(const RECT& r);

@@ -154,4 +154,22 @@ check "SetNameOf renames a gallery" [ "$(namespace_test rename 'Holidays\Lakes' 
 check "... as the tool sees it" bash -c '[ "$(wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | head -n 1)" = "Holidays/Ponds/" ]' _ "$windir/lumeno.exe"
 check "a name with a separator is refused" [ "$(namespace_test rename 'Holidays\Ponds' 'a/b' | cut -c1-10)" = 0x80070057 ]
 
+# Thumbnails in the view (IExtractImage): fitted into the box asked for, made on the view's
+# background thread when it offers one; the store's, so shown even when the file can no longer
+# be read. A gallery has none.
+namespace_test thumbnail 'Holidays\Ponds' a.jpg 32 >"$work/thumbnail.out"
+cat >"$work/thumbnail.expected" <<END
+before its size: 0x8000FFFF
+in the background: 0x8000000A
+location: 0x00000000 ${files}a.jpg
+bitmap: 32x24 drawn
+date stamp: 0x00000000 set
+END
+same "a picture's thumbnail, fitted" "$work/thumbnail.expected" "$work/thumbnail.out"
+check "... never enlarged" [ "$(namespace_test thumbnail 'Holidays\Ponds' a.jpg 200 | grep bitmap)" = "bitmap: 64x48 drawn" ]
+head -c 300 /dev/urandom >"$work/files/a.jpg"
+check "... and from the store when the file is damaged" \
+  [ "$(namespace_test thumbnail 'Holidays\Ponds' a.jpg 32 | grep bitmap)" = "bitmap: 32x24 drawn" ]
+check "a gallery has no thumbnail" [ "$(namespace_test thumbnail Holidays Ponds 32)" = "no thumbnail" ]
+
 finish

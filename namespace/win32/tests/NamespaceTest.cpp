@@ -17,6 +17,9 @@
 //   namespace-test invoke PATH VERB PARAMETERS [NAME...]
 //                                      runs an entry of that menu by its verb
 //   namespace-test check               the answers to damaged identifiers and bad calls
+//   namespace-test thumbnail PATH NAME SIZE
+//                                      the thumbnail of the picture NAME of PATH, as the view
+//                                      asks for it in a box of SIZE x SIZE
 //   namespace-test view PATH [PICTURE] the folder in the system's view (details) in a browser
 //                                      of our own: its columns and rows; the window pictured
 //                                      into PICTURE (a BMP file)
@@ -31,6 +34,7 @@
 #include <chrono>
 #include <cstring>
 #include <functional>
+#include <set>
 
 namespace {
 
@@ -294,16 +298,18 @@ int out(const std::string& path)
 }
 
 // The context menu of the named items of the folder at PATH, or of its background.
-IContextMenu* menuOf(const std::string& path, const std::vector<std::string>& names, IShellFolder2** folder)
+// GetUIObjectOf for the named items of the folder at PATH (none: the folder's background, through
+// CreateViewObject); the folder is handed back too, for the caller to release.
+void* objectOf(const std::string& path, const std::vector<std::string>& names, REFIID riid, IShellFolder2** folder)
 {
     *folder = folderAt(path);
     if (*folder == nullptr) {
         return nullptr;
     }
-    IContextMenu* menu = nullptr;
+    void* object = nullptr;
     if (names.empty()) {
-        (*folder)->CreateViewObject(nullptr, IID_IContextMenu, reinterpret_cast<void**>(&menu));
-        return menu;
+        (*folder)->CreateViewObject(nullptr, riid, &object);
+        return object;
     }
     std::vector<PITEMID_CHILD> chosen;
     for (PITEMID_CHILD item : items(*folder)) {
@@ -317,12 +323,74 @@ IContextMenu* menuOf(const std::string& path, const std::vector<std::string>& na
     }
     if (!chosen.empty()) {
         (*folder)->GetUIObjectOf(nullptr, static_cast<UINT>(chosen.size()), const_cast<PCUITEMID_CHILD*>(chosen.data()),
-                                 IID_IContextMenu, nullptr, reinterpret_cast<void**>(&menu));
+                                 riid, nullptr, &object);
     }
     for (PITEMID_CHILD item : chosen) {
         CoTaskMemFree(item);
     }
-    return menu;
+    return object;
+}
+
+IContextMenu* menuOf(const std::string& path, const std::vector<std::string>& names, IShellFolder2** folder)
+{
+    return static_cast<IContextMenu*>(objectOf(path, names, IID_IContextMenu, folder));
+}
+
+// The thumbnail of the picture NAME of PATH as the view asks for it (IExtractImage): where it is,
+// whether it would be made on the view's background thread, the bitmap's size and whether it
+// shows something, the date stamp.
+int thumbnail(const std::string& path, const std::string& name, int size)
+{
+    IShellFolder2* folder = nullptr;
+    auto* image = static_cast<IExtractImage*>(objectOf(path, {name}, IID_IExtractImage, &folder));
+    if (image == nullptr) {
+        std::printf("no thumbnail\n");
+        if (folder != nullptr) {
+            folder->Release();
+        }
+        return 1;
+    }
+    HBITMAP early = nullptr;
+    std::printf("before its size: 0x%08lX\n", static_cast<unsigned long>(image->Extract(&early)));
+    WCHAR location[MAX_PATH] = {};
+    const SIZE wanted = {size, size};
+    DWORD priority = 0, flags = IEIFLAG_ASYNC;
+    HRESULT hr = image->GetLocation(location, MAX_PATH, &priority, &wanted, 24, &flags);
+    std::printf("in the background: 0x%08lX\n", static_cast<unsigned long>(hr));
+    flags = 0;
+    hr = image->GetLocation(location, MAX_PATH, &priority, &wanted, 24, &flags);
+    std::printf("location: 0x%08lX %s\n", static_cast<unsigned long>(hr), narrow(location).c_str());
+    HBITMAP bitmap = nullptr;
+    hr = image->Extract(&bitmap);
+    BITMAP info = {};
+    if (SUCCEEDED(hr) && bitmap != nullptr && GetObjectW(bitmap, sizeof info, &info) != 0) {
+        // Its colours, read back from the bitmap: a thumbnail shows many, a blank one one.
+        std::set<DWORD> colours;
+        if (info.bmBits != nullptr && info.bmBitsPixel == 24) {
+            const auto* pixels = static_cast<const unsigned char*>(info.bmBits);
+            for (int y = 0; y < info.bmHeight; ++y) {
+                for (int x = 0; x < info.bmWidth; ++x) {
+                    const unsigned char* p = pixels + static_cast<std::size_t>(y) * info.bmWidthBytes + x * 3;
+                    colours.insert(static_cast<DWORD>(p[0] | p[1] << 8 | p[2] << 16));
+                }
+            }
+        }
+        std::printf("bitmap: %ldx%ld %s\n", static_cast<long>(info.bmWidth), static_cast<long>(info.bmHeight),
+                    colours.size() > 16 ? "drawn" : "blank");
+        DeleteObject(bitmap);
+    } else {
+        std::printf("bitmap: 0x%08lX\n", static_cast<unsigned long>(hr));
+    }
+    IExtractImage2* second = nullptr;
+    if (SUCCEEDED(image->QueryInterface(IID_IExtractImage2, reinterpret_cast<void**>(&second)))) {
+        FILETIME stamp = {};
+        const HRESULT stamped = second->GetDateStamp(&stamp);
+        std::printf("date stamp: 0x%08lX %s\n", static_cast<unsigned long>(stamped), stamp.dwHighDateTime != 0 ? "set" : "none");
+        second->Release();
+    }
+    image->Release();
+    folder->Release();
+    return 0;
 }
 
 int showMenu(const std::string& path, const std::vector<std::string>& names)
@@ -764,6 +832,8 @@ int main(int argc, char** argv)
         status = invoke(argv[2], argv[3], argv[4], {argv + 5, argv + argc});
     } else if (mode == "check") {
         status = checks();
+    } else if (mode == "thumbnail" && argc == 5) {
+        status = thumbnail(argv[2], argv[3], std::atoi(argv[4]));
     } else if (mode == "view" && argc >= 3) {
         status = view(argv[2], argc > 3 ? argv[3] : "");
     } else if (mode == "bench" && argc == 3) {
