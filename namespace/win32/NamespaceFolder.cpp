@@ -9,6 +9,7 @@
 
 #include "Server.h"
 
+#include <commctrl.h>
 #include <shlwapi.h>
 
 #include <Lumeno/DB/Store.h>
@@ -121,6 +122,76 @@ void rememberTerm(const std::string& term)
     }
 }
 
+// ---- columns the user leaves in a view -------------------------------------------------------------
+
+// The titles of the columns a list view shows, in the order it shows them.
+std::vector<std::string> shownColumns(HWND list)
+{
+    std::vector<std::string> titles;
+    HWND header = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
+    const int count = header != nullptr ? static_cast<int>(SendMessageW(header, HDM_GETITEMCOUNT, 0, 0)) : 0;
+    if (count <= 0) {
+        return titles;
+    }
+    std::vector<int> order(static_cast<std::size_t>(count));
+    if (!SendMessageW(list, LVM_GETCOLUMNORDERARRAY, static_cast<WPARAM>(count), reinterpret_cast<LPARAM>(order.data()))) {
+        return titles;
+    }
+    for (int index : order) {
+        WCHAR text[256] = {};
+        LVCOLUMNW column = {};
+        column.mask = LVCF_TEXT;
+        column.pszText = text;
+        column.cchTextMax = 256;
+        if (SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(&column))) {
+            titles.push_back(toUtf8(text));
+        }
+    }
+    return titles;
+}
+
+// Kept as VisibleColumns and ColumnOrder when they differ from what the settings give already (a
+// view left as it opened writes nothing, so defaults stay defaults).
+void rememberColumns(const std::vector<std::string>& shown)
+{
+    if (shown.empty()) {
+        return;
+    }
+    try {
+        UI::Settings settings;
+        const std::vector<std::string> storedOrder = settings.getColumnOrder();
+        const std::vector<std::string> storedVisible = settings.getVisibleColumns();
+        const std::vector<Column> before = columnOrder(storedOrder);
+        std::vector<std::string> showing; // what the settings make a view show
+        for (Column column : before) {
+            if (storedVisible.empty() || isNamed(storedVisible, column) || column == Column::Name) {
+                showing.emplace_back(columnInfo(column).title);
+            }
+        }
+        const ColumnChoice left = columnsLeft(shown, before);
+        if (left.visible == showing) {
+            return;
+        }
+        const UI::SettingInfo& order = UI::settingInfo(UI::Setting::ColumnOrder);
+        const UI::SettingInfo& visible = UI::settingInfo(UI::Setting::VisibleColumns);
+        settings.accessor().writeList(order.section, order.name, left.order);
+        settings.accessor().writeList(visible.section, visible.name, left.visible);
+    } catch (...) {
+        // Not remembered: the view closes all the same.
+    }
+}
+
+// On the view's list: what it shows is read as it goes (its header still there).
+LRESULT CALLBACK columnsWatcher(HWND list, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id, DWORD_PTR)
+{
+    if (message == WM_DESTROY) {
+        rememberColumns(shownColumns(list));
+    } else if (message == WM_NCDESTROY) {
+        RemoveWindowSubclass(list, columnsWatcher, id);
+    }
+    return DefSubclassProc(list, message, wParam, lParam);
+}
+
 HRESULT putString(const std::string& text, STRRET* out)
 {
     out->uType = STRRET_WSTR;
@@ -163,7 +234,7 @@ using ItemEnumerator = Shell::ListEnumerator<IEnumIDList, ItemId, PITEMID_CHILD,
 
 // ---- the folder ----------------------------------------------------------------------------------
 
-class Folder final : public ComObject, public IShellFolder2, public IPersistFolder2 {
+class Folder final : public ComObject, public IShellFolder2, public IPersistFolder2, public IShellFolderViewCB {
 public:
     Folder(std::vector<ItemId> path, PIDLIST_ABSOLUTE root, IUnknown* outer)
         : ComObject(outer), path_(std::move(path)), root_(root)
@@ -345,6 +416,7 @@ public:
             SFV_CREATE create = {};
             create.cbSize = sizeof create;
             create.pshf = this;
+            create.psfvcb = this; // told when the view's window is made, to keep its columns
             IShellView* view = nullptr;
             const HRESULT made = SHCreateShellFolderView(&create, &view);
             if (FAILED(made)) {
@@ -556,6 +628,20 @@ public:
     }
     HRESULT STDMETHODCALLTYPE MapColumnToSCID(UINT, SHCOLUMNID*) override { return E_NOTIMPL; }
 
+    // The system's view tells of its window: the columns the user leaves in its list (moved,
+    // hidden, shown) are remembered when the list goes.
+    HRESULT STDMETHODCALLTYPE MessageSFVCB(UINT message, WPARAM wParam, LPARAM) override
+    {
+        if (message != SFVM_WINDOWCREATED) {
+            return E_NOTIMPL;
+        }
+        HWND list = FindWindowExW(reinterpret_cast<HWND>(wParam), nullptr, WC_LISTVIEWW, nullptr);
+        if (list != nullptr) {
+            SetWindowSubclass(list, columnsWatcher, 1, 0);
+        }
+        return S_OK;
+    }
+
 protected:
     void* interfaceFor(REFIID riid) override
     {
@@ -565,6 +651,9 @@ protected:
         if (IsEqualIID(riid, IID_IPersist) || IsEqualIID(riid, IID_IPersistFolder) ||
             IsEqualIID(riid, IID_IPersistFolder2)) {
             return static_cast<IPersistFolder2*>(this);
+        }
+        if (IsEqualIID(riid, IID_IShellFolderViewCB)) {
+            return static_cast<IShellFolderViewCB*>(this);
         }
         return nullptr;
     }

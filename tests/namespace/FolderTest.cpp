@@ -111,6 +111,26 @@ TEST_F(GalleryFolderTest, NamesAreParsedLevelByLevelWithoutRegardToCase)
     EXPECT_TRUE(folder.parse(nullptr, "")->empty());
 }
 
+TEST(GalleryColumns, WhatAViewLeavesIsRememberedAsShownThenHidden)
+{
+    const std::vector<Column> before = columnOrder({"Date taken", "Name"});
+    // Moved and hidden in the view: Size before Name, Title and Keywords no longer shown.
+    const ColumnChoice left = columnsLeft({"Size", "name", "Date taken", "Camera", "Path"}, before);
+    EXPECT_EQ(left.visible, (std::vector<std::string>{"Size", "Name", "Date taken", "Camera", "Path"}));
+    EXPECT_EQ(left.order, (std::vector<std::string>{"Size", "Name", "Date taken", "Camera", "Path", "Title", "Keywords"}));
+    // Read back, the view gets the same order, and the same columns shown.
+    const std::vector<Column> again = columnOrder(left.order);
+    EXPECT_EQ(again, (std::vector<Column>{Column::Size, Column::Name, Column::DateTaken, Column::Camera, Column::Path,
+                                          Column::Title, Column::Keywords}));
+    EXPECT_TRUE(isNamed(left.visible, Column::Camera));
+    EXPECT_FALSE(isNamed(left.visible, Column::Title));
+    // Hidden ones keep their places among themselves; unknown titles and repeats are passed
+    // over; without Name, Name comes first.
+    const ColumnChoice odd = columnsLeft({"Path", "Colour", "Path"}, columnOrder({"Keywords", "Title"}));
+    EXPECT_EQ(odd.visible, (std::vector<std::string>{"Name", "Path"}));
+    EXPECT_EQ(odd.order, (std::vector<std::string>{"Name", "Path", "Keywords", "Title", "Date taken", "Camera", "Size"}));
+}
+
 TEST_F(GalleryFolderTest, ColumnsShowTheRecordsAndSortFoldersFirstThenByValue)
 {
     GalleryFolder folder(store_);

@@ -78,6 +78,7 @@ namespace_test view 'Holidays\Lakes' "$(windows "$artifacts/galleries.bmp")" >"$
 cat >"$work/view.expected" <<END
 view: 0x00000000
 window: 0x00000000
+callback: 0x00000000
 columns: Name|Date taken|Title|Keywords|Camera|Size|Path
 row: a.jpg|2004-02-26 06:27:51|Dawn|Sunrise|Acme Roadrunner 7|5 KB|${files}a.jpg
 row: b.jpg|2003-01-01 12:00:00|Noon|Lake|Acme Roadrunner 7|5 KB|${files}b.jpg
@@ -85,6 +86,17 @@ picture: drawn
 END
 same "the system's view lists the folder's pictures with their columns" "$work/view.expected" "$work/view.out"
 check "the view's picture is kept" convert "$artifacts/galleries.bmp" "$artifacts/galleries.png"
+check "a view closed as it opened leaves the columns' settings alone" \
+  [ -z "$(tool settings get Namespace ColumnOrder)$(tool settings get Namespace VisibleColumns)" ]
+# The user moves Size first and hides Title and Keywords in the view: remembered when it closes.
+check "the columns left in a view" [ "$(namespace_test view 'Holidays\Lakes' - 'Size;Name;Date taken;Camera;Path' | grep '^left:')" = \
+  "left: Size|Name|Date taken|Camera|Path" ]
+check "... are remembered in their order, the hidden ones after" \
+  [ "$(tool settings get Namespace ColumnOrder)" = "Size; Name; Date taken; Camera; Path; Title; Keywords" ]
+check "... those shown as visible" [ "$(tool settings get Namespace VisibleColumns)" = "Size; Name; Date taken; Camera; Path" ]
+check "... and the folder offers them so" \
+  [ "$(namespace_test list 'Holidays\Lakes' | head -n 1)" = "columns: Size Name Date taken Camera Path Title(hidden) Keywords(hidden)" ]
+wine reg delete 'HKCU\Software\LumenoWorks\Lumeno\Namespace' /f >/dev/null 2>&1
 
 # The columns the user chose, in the order left (Namespace settings), the others hidden.
 tool settings set Namespace ColumnOrder 'Date taken; Name' >/dev/null

@@ -156,6 +156,40 @@ std::vector<Column> columnOrder(const std::vector<std::string>& titles)
     return order;
 }
 
+ColumnChoice columnsLeft(const std::vector<std::string>& shown, const std::vector<Column>& before)
+{
+    std::vector<Column> seen;
+    for (const std::string& title : shown) {
+        for (std::size_t i = 0; i < ColumnCount; ++i) {
+            const auto column = static_cast<Column>(i);
+            if (compareText(title, Columns[i].title) == 0 && std::find(seen.begin(), seen.end(), column) == seen.end()) {
+                seen.push_back(column); // titles the folder does not know are passed over
+            }
+        }
+    }
+    if (std::find(seen.begin(), seen.end(), Column::Name) == seen.end()) {
+        seen.insert(seen.begin(), Column::Name);
+    }
+    ColumnChoice choice;
+    for (Column column : seen) {
+        choice.order.emplace_back(columnInfo(column).title);
+        choice.visible.emplace_back(columnInfo(column).title);
+    }
+    // The hidden ones in the order they had (any `before` lacks in their own order).
+    std::vector<Column> rest = before;
+    for (Column column : columnOrder({})) {
+        if (std::find(rest.begin(), rest.end(), column) == rest.end()) {
+            rest.push_back(column);
+        }
+    }
+    for (Column column : rest) {
+        if (std::find(seen.begin(), seen.end(), column) == seen.end()) {
+            choice.order.emplace_back(columnInfo(column).title);
+        }
+    }
+    return choice;
+}
+
 GalleryFolder::GalleryFolder(DB::Store& store) : store_(store) {}
 
 const PictureDetails& GalleryFolder::remember(const DB::StoreImageEntry& entry)

@@ -20,9 +20,11 @@
 //   namespace-test thumbnail PATH NAME SIZE
 //                                      the thumbnail of the picture NAME of PATH, as the view
 //                                      asks for it in a box of SIZE x SIZE
-//   namespace-test view PATH [PICTURE] the folder in the system's view (details) in a browser
+//   namespace-test view PATH [PICTURE|- [TITLE;TITLE...]]
+//                                      the folder in the system's view (details) in a browser
 //                                      of our own: its columns and rows; the window pictured
-//                                      into PICTURE (a BMP file)
+//                                      into PICTURE (a BMP file); the columns then left as the
+//                                      titles say (the others hidden) and the view closed
 //   namespace-test bench PATH          enumerating the folder and sorting it by date, timed
 #include "../../../shell/win32/tests/TestHost.h"
 
@@ -721,7 +723,42 @@ std::vector<std::string> rowsOf(HWND list, std::string& header)
 
 // The folder at PATH in the system's view as the file manager shows it (details), in a window of
 // our own: its columns and rows; the window pictured into PICTURE.
-int view(const std::string& path, const std::string& picturePath)
+// The columns of a list rearranged as a user leaves them in the view: those `keep` does not name
+// taken away (as the system's view does with a column the user hides), the rest in its order.
+void rearrange(HWND list, const std::vector<std::string>& keep)
+{
+    std::string header;
+    rowsOf(list, header);
+    for (int c = static_cast<int>(SendMessageW(reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0)), HDM_GETITEMCOUNT, 0, 0)) - 1;
+         c >= 0; --c) {
+        WCHAR text[256] = {};
+        LVCOLUMNW column = {};
+        column.mask = LVCF_TEXT;
+        column.pszText = text;
+        column.cchTextMax = 256;
+        SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(c), reinterpret_cast<LPARAM>(&column));
+        if (std::find(keep.begin(), keep.end(), narrow(text)) == keep.end()) {
+            SendMessageW(list, LVM_DELETECOLUMN, static_cast<WPARAM>(c), 0);
+        }
+    }
+    std::vector<int> order;
+    for (const std::string& title : keep) {
+        for (int c = 0; c < static_cast<int>(keep.size()); ++c) {
+            WCHAR text[256] = {};
+            LVCOLUMNW column = {};
+            column.mask = LVCF_TEXT;
+            column.pszText = text;
+            column.cchTextMax = 256;
+            if (SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(c), reinterpret_cast<LPARAM>(&column)) &&
+                narrow(text) == title) {
+                order.push_back(c);
+            }
+        }
+    }
+    SendMessageW(list, LVM_SETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(order.data()));
+}
+
+int view(const std::string& path, const std::string& picturePath, const std::vector<std::string>& keep)
 {
     IShellFolder2* folder = folderAt(path);
     if (folder == nullptr) {
@@ -753,6 +790,14 @@ int view(const std::string& path, const std::string& picturePath)
     std::printf("window: 0x%08lX\n", static_cast<unsigned long>(hr));
     int status = 1;
     if (SUCCEEDED(hr) && viewWindow != nullptr) {
+        // The system's view tells its folder's callback of its window (Wine's tells none: told here
+        // as Windows' view does).
+        IShellFolderViewCB* callback = nullptr;
+        if (SUCCEEDED(folder->QueryInterface(IID_IShellFolderViewCB, reinterpret_cast<void**>(&callback)))) {
+            std::printf("callback: 0x%08lX\n",
+                        static_cast<unsigned long>(callback->MessageSFVCB(SFVM_WINDOWCREATED, reinterpret_cast<WPARAM>(viewWindow), 0)));
+            callback->Release();
+        }
         shellView->UIActivate(SVUIA_ACTIVATE_NOFOCUS);
         pump(300);
         HWND list = FindWindowExW(viewWindow, nullptr, WC_LISTVIEWW, nullptr);
@@ -763,7 +808,12 @@ int view(const std::string& path, const std::string& picturePath)
             for (const std::string& row : rows) {
                 std::printf("row: %s\n", row.c_str());
             }
-            if (!picturePath.empty()) {
+            if (!keep.empty()) {
+                rearrange(list, keep);
+                rowsOf(list, header);
+                std::printf("left: %s\n", header.c_str());
+            }
+            if (!picturePath.empty() && picturePath != "-") {
                 int width = 0, height = 0;
                 const std::size_t colours = picture(frame, picturePath, width, height);
                 std::printf("picture: %s\n", colours > 2 ? "drawn" : "blank");
@@ -835,7 +885,16 @@ int main(int argc, char** argv)
     } else if (mode == "thumbnail" && argc == 5) {
         status = thumbnail(argv[2], argv[3], std::atoi(argv[4]));
     } else if (mode == "view" && argc >= 3) {
-        status = view(argv[2], argc > 3 ? argv[3] : "");
+        std::vector<std::string> keep;
+        if (argc > 4) {
+            std::string titles = argv[4];
+            for (std::size_t start = 0; start <= titles.size();) {
+                const std::size_t end = titles.find(';', start);
+                keep.push_back(titles.substr(start, end == std::string::npos ? std::string::npos : end - start));
+                start = end == std::string::npos ? titles.size() + 1 : end + 1;
+            }
+        }
+        status = view(argv[2], argc > 3 ? argv[3] : "", keep);
     } else if (mode == "bench" && argc == 3) {
         status = bench(argv[2]);
     } else {

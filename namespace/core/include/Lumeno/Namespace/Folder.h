@@ -37,6 +37,17 @@ std::vector<Column> columnOrder(const std::vector<std::string>& titles);
 // Whether `titles` (VisibleColumns) names the column, letter case aside.
 bool isNamed(const std::vector<std::string>& titles, Column column);
 
+// What a view's columns leave to be remembered (ColumnOrder and VisibleColumns): `shown` are the
+// titles of the columns the view shows, in the order it shows them (a view shows only those the
+// user keeps); `before` the order they had. The order is the shown ones', then the hidden ones
+// in the places they had among themselves; the Name column is always visible.
+struct ColumnChoice {
+    std::vector<std::string> order;
+    std::vector<std::string> visible;
+    bool operator==(const ColumnChoice& o) const { return order == o.order && visible == o.visible; }
+};
+ColumnChoice columnsLeft(const std::vector<std::string>& shown, const std::vector<Column>& before);
+
 // The title of the folder's "Keywords" folder.
 constexpr const char* KeywordsFolderName = "Keywords";
 // A name that begins so is a search ("?sunrise lake", "?*sun"): see searchPictures.
