@@ -394,17 +394,14 @@ public:
     void scan(const std::function<bool(RecordId, const Record&)>& visit) const override
     {
         auto read = [&](DbTxn* txn, const Taken* last, const std::function<bool(Taken&&)>& take) {
-            Dbc* cursor = nullptr;
-            succeed(primary_->cursor(txn, &cursor, 0), "cannot read " + describe());
-            db_recno_t number = last != nullptr ? static_cast<db_recno_t>(last->id) : 0;
-            Dbt key = recordNumber(number);
-            Dbt data;
-            data.set_flags(DB_DBT_MALLOC);
-            // Resuming at the record last handed out; when it went meanwhile, from the first
-            // one, passing over those already handed out (record numbers only grow).
-            int flag = last != nullptr ? DB_SET : DB_FIRST;
-            bool stopped = false;
-            try {
+            return withCursor(*primary_, txn, [&](Dbc* cursor) {
+                db_recno_t number = last != nullptr ? static_cast<db_recno_t>(last->id) : 0;
+                Dbt key = recordNumber(number);
+                Dbt data;
+                data.set_flags(DB_DBT_MALLOC);
+                // Resuming at the record last handed out; when it went meanwhile, from the first
+                // one, passing over those already handed out (record numbers only grow).
+                int flag = last != nullptr ? DB_SET : DB_FIRST;
                 for (;;) {
                     const int r = cursor->get(&key, &data, flag);
                     if ((r == DB_NOTFOUND || r == DB_KEYEMPTY) && flag == DB_SET) {
@@ -413,26 +410,18 @@ public:
                     }
                     flag = DB_NEXT;
                     if (r == DB_NOTFOUND) {
-                        break;
+                        return false;
                     }
                     succeed(r, "cannot read " + describe());
-                    std::string bytes(static_cast<const char*>(data.get_data()), data.get_size());
-                    std::free(data.get_data());
-                    data.set_data(nullptr);
+                    std::string bytes = takeBytes(data);
                     if (last != nullptr && number <= last->id) {
                         continue;
                     }
                     if (!take(Taken{number, std::string(), std::move(bytes)})) {
-                        stopped = true;
-                        break;
+                        return true;
                     }
                 }
-            } catch (...) {
-                cursor->close();
-                throw;
-            }
-            succeed(cursor->close(), "cannot read " + describe());
-            return stopped;
+            });
         };
         if (current_ != nullptr) {
             read(current_, nullptr, [&](Taken&& taken) { return visit(taken.id, decodeRecord(definition_, taken.bytes)); });
@@ -627,24 +616,21 @@ private:
     template <class Take>
     bool walk(Db& index, DbTxn* txn, const std::string& start, const Position* after, Take take) const
     {
-        Dbc* cursor = nullptr;
-        succeed(index.cursor(txn, &cursor, 0), "cannot read " + describe());
-        const std::string& from = after != nullptr ? after->key : start;
-        std::string keyBuffer = from;
-        keyBuffer.resize(std::max<std::size_t>(keyBuffer.size(), 1024));
-        Dbt key(&keyBuffer[0], static_cast<u_int32_t>(from.size()));
-        key.set_ulen(static_cast<u_int32_t>(keyBuffer.size()));
-        key.set_flags(DB_DBT_USERMEM);
-        db_recno_t number = after != nullptr ? after->number : 0;
-        Dbt primaryKey = recordNumber(number);
-        Dbt data;
-        data.set_flags(DB_DBT_MALLOC);
-        // Resuming: at the record last handed out, or at the first after it among the records
-        // of the same key; when there is none, at the next key.
-        enum { None, That, WholeKey } skip = after != nullptr ? That : None;
-        int flag = after != nullptr ? DB_GET_BOTH_RANGE : DB_SET_RANGE;
-        bool stopped = false;
-        try {
+        return withCursor(index, txn, [&](Dbc* cursor) {
+            const std::string& from = after != nullptr ? after->key : start;
+            std::string keyBuffer = from;
+            keyBuffer.resize(std::max<std::size_t>(keyBuffer.size(), 1024));
+            Dbt key(&keyBuffer[0], static_cast<u_int32_t>(from.size()));
+            key.set_ulen(static_cast<u_int32_t>(keyBuffer.size()));
+            key.set_flags(DB_DBT_USERMEM);
+            db_recno_t number = after != nullptr ? after->number : 0;
+            Dbt primaryKey = recordNumber(number);
+            Dbt data;
+            data.set_flags(DB_DBT_MALLOC);
+            // Resuming: at the record last handed out, or at the first after it among the records
+            // of the same key; when there is none, at the next key.
+            enum { None, That, WholeKey } skip = after != nullptr ? That : None;
+            int flag = after != nullptr ? DB_GET_BOTH_RANGE : DB_SET_RANGE;
             for (;;) {
                 const int r = cursor->pget(&key, &primaryKey, &data, flag);
                 if (r == DB_NOTFOUND && flag == DB_GET_BOTH_RANGE) {
@@ -656,13 +642,11 @@ private:
                 }
                 flag = DB_NEXT;
                 if (r == DB_NOTFOUND) {
-                    break;
+                    return false;
                 }
                 succeed(r, "cannot read " + describe());
                 const std::string found(static_cast<const char*>(key.get_data()), key.get_size());
-                const std::string bytes(static_cast<const char*>(data.get_data()), data.get_size());
-                std::free(data.get_data());
-                data.set_data(nullptr);
+                const std::string bytes = takeBytes(data);
                 if (skip != None) {
                     if (found == after->key && (skip == WholeKey || number == after->number)) {
                         if (skip == That) {
@@ -673,19 +657,39 @@ private:
                     skip = None;
                 }
                 if (found.compare(0, start.size(), start) != 0) {
-                    break;
+                    return false;
                 }
                 if (!take(number, found, bytes)) {
-                    stopped = true;
-                    break;
+                    return true;
                 }
             }
+        });
+    }
+
+    // Runs walk(cursor) over a cursor of `db` in `txn`, the cursor closed whatever happens; what
+    // walk answers (whether it stopped before the end).
+    template <class Walk> bool withCursor(Db& db, DbTxn* txn, Walk walk) const
+    {
+        Dbc* cursor = nullptr;
+        succeed(db.cursor(txn, &cursor, 0), "cannot read " + describe());
+        bool stopped = false;
+        try {
+            stopped = walk(cursor);
         } catch (...) {
             cursor->close();
             throw;
         }
         succeed(cursor->close(), "cannot read " + describe());
         return stopped;
+    }
+
+    // The bytes the engine allocated for a read, taken over (and its memory given back).
+    static std::string takeBytes(Dbt& data)
+    {
+        std::string bytes(static_cast<const char*>(data.get_data()), data.get_size());
+        std::free(data.get_data());
+        data.set_data(nullptr);
+        return bytes;
     }
 
     // A read: inside the engine's open transaction (which sees its own writes), or in one of its
