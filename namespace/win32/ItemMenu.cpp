@@ -7,7 +7,9 @@
 
 #include <Lumeno/DB/Store.h>
 #include <Lumeno/Namespace/Commands.h>
+#include <Lumeno/Namespace/Folder.h>
 
+#include <commctrl.h>
 #include <shlobj.h>
 
 #include <cstring>
@@ -213,6 +215,18 @@ private:
         case FolderCommand::NewGallery:
             createNewGallery(store, gallery());
             break;
+        case FolderCommand::Rename:
+            // The name given with the command (scripts, tests), else typed where the gallery is
+            // listed, as the view lets names be edited (which ends in the folder's SetNameOf).
+            if (!parameters.empty()) {
+                try {
+                    renameGallery(store, gallery(), parameters);
+                } catch (const std::invalid_argument&) {
+                    return E_INVALIDARG;
+                }
+                break;
+            }
+            return editName(window, GalleryFolder::displayName(ItemId::gallery(gallery())));
         case FolderCommand::Delete:
             for (const ItemId& item : selection_) {
                 if (item.kind == ItemKind::Gallery) {
@@ -250,6 +264,30 @@ private:
         }
         SHChangeNotify(SHCNE_UPDATEDIR, SHCNF_FLUSH, nullptr, nullptr);
         return result;
+    }
+
+    // Starts the editing of `name` in the view's list (the window the command came from, or
+    // its list).
+    static HRESULT editName(HWND window, const std::string& name)
+    {
+        HWND list = window;
+        WCHAR type[64] = {};
+        if (window == nullptr || GetClassNameW(window, type, 64) == 0 || lstrcmpiW(type, WC_LISTVIEWW) != 0) {
+            list = window != nullptr ? FindWindowExW(window, nullptr, WC_LISTVIEWW, nullptr) : nullptr;
+        }
+        if (list == nullptr) {
+            return E_INVALIDARG; // no view to type the name in, and none given
+        }
+        const std::basic_string<WCHAR> text = toUtf16(name);
+        LVFINDINFOW find = {};
+        find.flags = LVFI_STRING;
+        find.psz = text.c_str();
+        const auto at = static_cast<int>(SendMessageW(list, LVM_FINDITEMW, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&find)));
+        if (at < 0) {
+            return E_FAIL;
+        }
+        SetFocus(list);
+        return SendMessageW(list, LVM_EDITLABELW, static_cast<WPARAM>(at), 0) != 0 ? S_OK : E_FAIL;
     }
 
     std::vector<ItemId> selection_;

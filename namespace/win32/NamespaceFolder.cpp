@@ -13,6 +13,7 @@
 #include <shlwapi.h>
 
 #include <Lumeno/DB/Store.h>
+#include <Lumeno/Namespace/Commands.h>
 #include <Lumeno/Namespace/Folder.h>
 #include <Lumeno/UI/Settings.h>
 
@@ -548,14 +549,11 @@ public:
         if (item->kind != ItemKind::Gallery) {
             return E_NOTIMPL; // only galleries are renamed here; files keep their names
         }
-        const std::string newName = toUtf8(name);
-        const std::size_t slash = item->name.rfind('/');
-        const std::string renamed = (slash == std::string::npos ? std::string() : item->name.substr(0, slash + 1)) + newName;
+        std::string renamed;
         try {
-            if (newName.find_first_of("/\\") != std::string::npos || !validGalleryPath(renamed)) {
-                return E_INVALIDARG;
-            }
-            DB::Store::instance().renameGallery(item->name, renamed);
+            renamed = renameGallery(DB::Store::instance(), item->name, toUtf8(name));
+        } catch (const std::invalid_argument&) {
+            return E_INVALIDARG;
         } catch (const std::exception&) {
             return E_FAIL;
         }

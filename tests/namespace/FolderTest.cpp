@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <stdexcept>
 
 using namespace Lumeno;
 using namespace Lumeno::Namespace;
@@ -200,7 +201,7 @@ TEST(FolderMenu, EntriesFollowTheSelection)
     const ItemId underKeyword = ItemId::pictureUnderKeyword("Lake", "/p/b.jpg");
     EXPECT_EQ(verbs(folderMenu({inGallery}, &gallery)), "open preview remove");
     EXPECT_EQ(verbs(folderMenu({inGallery, underKeyword}, &gallery)), "open preview") << "not all in a gallery";
-    EXPECT_EQ(verbs(folderMenu({gallery}, nullptr)), "open newgallery delete export synchronize");
+    EXPECT_EQ(verbs(folderMenu({gallery}, nullptr)), "open newgallery rename delete export synchronize");
     EXPECT_EQ(verbs(folderMenu({gallery, ItemId::gallery("Family")}, nullptr)), "delete");
     EXPECT_EQ(verbs(folderMenu({gallery, inGallery}, nullptr)), "");
     EXPECT_EQ(verbs(folderMenu({ItemId::keywords()}, nullptr)), "open");
@@ -219,6 +220,14 @@ TEST_F(GalleryFolderTest, CommandsChangeTheStore)
     EXPECT_EQ(createNewGallery(store_, "Holidays"), "Holidays/New Gallery (2)");
     EXPECT_EQ(createNewGallery(store_, ""), "New Gallery");
     EXPECT_TRUE(store_.galleryExists("Holidays/New Gallery (2)"));
+    // Renamed where it is, with what is inside it; a name that is no gallery's is refused.
+    EXPECT_EQ(renameGallery(store_, "Holidays/New Gallery (2)", "Autumn"), "Holidays/Autumn");
+    EXPECT_TRUE(store_.galleryExists("Holidays/Autumn"));
+    for (const char* bad : {"", "a/b", "a\\b", "..", "."}) {
+        EXPECT_THROW(renameGallery(store_, "Holidays/Autumn", bad), std::invalid_argument) << bad;
+    }
+    EXPECT_ANY_THROW(renameGallery(store_, "Holidays/Autumn", "New Gallery")) << "the name is taken";
+    EXPECT_TRUE(store_.galleryExists("Holidays/Autumn"));
 
     // Out of the gallery, not out of the catalogue; a picture under a keyword is in no gallery.
     EXPECT_EQ(removeFromGalleries(store_, {ItemId::pictureInGallery("Holidays/Lakes", a_),

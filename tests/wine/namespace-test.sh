@@ -139,7 +139,7 @@ check "... both remembered, the last first" [ "$(tool settings get Namespace Sea
 # Context menus: of a gallery, of pictures (the folder's entries, then the file manager's Lumeno
 # menu on their files), of a folder's background; and what their entries do to the store.
 check "a gallery's menu" bash -c '[ "$(wine "$1" menu "" Holidays 2>/dev/null | tr -d "\r" | tr "\t\n" ": ")" = \
-  "entries: 5 Open:open New gallery:newgallery Delete:delete Export as web page...:export Synchronize:synchronize " ]' _ "$host"
+  "entries: 6 Open:open New gallery:newgallery Rename:rename Delete:delete Export as web page...:export Synchronize:synchronize " ]' _ "$host"
 namespace_test menu 'Holidays\Lakes' a.jpg >"$work/picture.menu"
 check "a picture's menu: open, preview, remove from gallery, then the Lumeno menu" \
   bash -c 'head -n 5 "$1" | tr "\t\n" ": " | grep -qx "entries: [0-9]* Open:open Preview:preview Remove from gallery:remove Lumeno >: " &&
@@ -165,6 +165,13 @@ check "... of that gallery only" \
 check "SetNameOf renames a gallery" [ "$(namespace_test rename 'Holidays\Lakes' Ponds)" = "0x00000000 Ponds" ]
 check "... as the tool sees it" bash -c '[ "$(wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | head -n 1)" = "Holidays/Ponds/" ]' _ "$windir/lumeno.exe"
 check "a name with a separator is refused" [ "$(namespace_test rename 'Holidays\Ponds' 'a/b' | cut -c1-10)" = 0x80070057 ]
+check "Rename in a gallery's menu, with the name given" [ "$(namespace_test invoke Holidays rename Pools Ponds)" = 0x00000000 ]
+check "... renames it in the store" bash -c 'wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | grep -qx "Holidays/Pools/"' _ "$windir/lumeno.exe"
+check "... a name with a separator is refused" [ "$(namespace_test invoke Holidays rename 'a\b' Pools)" = 0x80070057 ]
+namespace_test view Holidays - - Pools Ponds >"$work/rename.out"
+check "Rename run from the view lets the name be typed in its list" \
+  bash -c 'grep -qx "rename: 0x00000000" "$1" && grep -qx "editing: yes" "$1" && grep -qx "renamed: Ponds" "$1"' _ "$work/rename.out"
+check "... and the store takes it" bash -c 'wine "$1" gallery list Holidays 2>/dev/null | tr -d "\r" | grep -qx "Holidays/Ponds/"' _ "$windir/lumeno.exe"
 
 # Thumbnails in the view (IExtractImage): fitted into the box asked for, made on the view's
 # background thread when it offers one; the store's, so shown even when the file can no longer

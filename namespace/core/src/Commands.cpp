@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <stdexcept>
 
 namespace Lumeno::Namespace {
 
@@ -15,6 +16,7 @@ const FolderMenuEntry Remove = {FolderCommand::RemoveFromGallery, "Remove from g
                                 "Take the selected pictures out of this gallery (the files stay)"};
 const FolderMenuEntry NewGallery = {FolderCommand::NewGallery, "New gallery", "newgallery",
                                     "Make a new gallery inside this one"};
+const FolderMenuEntry Rename = {FolderCommand::Rename, "Rename", "rename", "Give the gallery another name"};
 const FolderMenuEntry Delete = {FolderCommand::Delete, "Delete", "delete",
                                 "Delete the selected galleries and the galleries inside them (the files stay)"};
 const FolderMenuEntry Export = {FolderCommand::Export, "Export as web page...", "export",
@@ -53,7 +55,7 @@ std::vector<FolderMenuEntry> folderMenu(const std::vector<ItemId>& selection, co
         return menu;
     }
     if (galleries && selection.size() == 1) {
-        return {Open, NewGallery, Delete, Export, Synchronize};
+        return {Open, NewGallery, Rename, Delete, Export, Synchronize};
     }
     if (galleries) {
         return {Delete};
@@ -84,6 +86,17 @@ std::string createNewGallery(DB::Store& store, const std::string& parent)
             return path;
         }
     }
+}
+
+std::string renameGallery(DB::Store& store, const std::string& gallery, const std::string& newName)
+{
+    const std::size_t slash = gallery.rfind('/');
+    const std::string renamed = (slash == std::string::npos ? std::string() : gallery.substr(0, slash + 1)) + newName;
+    if (newName.find_first_of("/\\") != std::string::npos || !validGalleryPath(renamed)) {
+        throw std::invalid_argument("'" + newName + "' cannot name a gallery");
+    }
+    store.renameGallery(gallery, renamed);
+    return renamed;
 }
 
 std::size_t removeFromGalleries(DB::Store& store, const std::vector<ItemId>& pictures)

@@ -20,11 +20,12 @@
 //   namespace-test thumbnail PATH NAME SIZE
 //                                      the thumbnail of the picture NAME of PATH, as the view
 //                                      asks for it in a box of SIZE x SIZE
-//   namespace-test view PATH [PICTURE|- [TITLE;TITLE...]]
+//   namespace-test view PATH [PICTURE|- [TITLE;TITLE...|- [NAME NEWNAME]]]
 //                                      the folder in the system's view (details) in a browser
 //                                      of our own: its columns and rows; the window pictured
 //                                      into PICTURE (a BMP file); the columns then left as the
-//                                      titles say (the others hidden) and the view closed
+//                                      titles say (the others hidden); the item NAME renamed
+//                                      from its menu, typed in the view; the view closed
 //   namespace-test bench PATH          enumerating the folder and sorting it by date, timed
 #include "../../../shell/win32/tests/TestHost.h"
 
@@ -758,7 +759,8 @@ void rearrange(HWND list, const std::vector<std::string>& keep)
     SendMessageW(list, LVM_SETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(order.data()));
 }
 
-int view(const std::string& path, const std::string& picturePath, const std::vector<std::string>& keep)
+int view(const std::string& path, const std::string& picturePath, const std::vector<std::string>& keep,
+         const std::string& renaming, const std::string& newName)
 {
     IShellFolder2* folder = folderAt(path);
     if (folder == nullptr) {
@@ -812,6 +814,36 @@ int view(const std::string& path, const std::string& picturePath, const std::vec
                 rearrange(list, keep);
                 rowsOf(list, header);
                 std::printf("left: %s\n", header.c_str());
+            }
+            if (!renaming.empty()) {
+                // Rename from the item's menu, run from the view: the name is typed in the list.
+                IShellFolder2* again = nullptr;
+                auto* menu = static_cast<IContextMenu*>(objectOf(path, {renaming}, IID_IContextMenu, &again));
+                if (menu != nullptr) {
+                    HMENU popup = CreatePopupMenu();
+                    menu->QueryContextMenu(popup, 0, 1, 0x7FFF, CMF_NORMAL);
+                    CMINVOKECOMMANDINFO info = {};
+                    info.cbSize = sizeof info;
+                    info.hwnd = viewWindow;
+                    info.lpVerb = "rename";
+                    info.nShow = SW_SHOWNORMAL;
+                    std::printf("rename: 0x%08lX\n", static_cast<unsigned long>(menu->InvokeCommand(&info)));
+                    DestroyMenu(popup);
+                    menu->Release();
+                }
+                if (again != nullptr) {
+                    again->Release();
+                }
+                HWND edit = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETEDITCONTROL, 0, 0));
+                std::printf("editing: %s\n", edit != nullptr ? "yes" : "no");
+                if (edit != nullptr) {
+                    SetWindowTextW(edit, wide(newName).c_str());
+                    SendMessageW(edit, WM_KEYDOWN, VK_RETURN, 0);
+                    pump(100);
+                    for (const std::string& row : rowsOf(list, header)) {
+                        std::printf("renamed: %s\n", row.substr(0, row.find('|')).c_str());
+                    }
+                }
             }
             if (!picturePath.empty() && picturePath != "-") {
                 int width = 0, height = 0;
@@ -886,7 +918,7 @@ int main(int argc, char** argv)
         status = thumbnail(argv[2], argv[3], std::atoi(argv[4]));
     } else if (mode == "view" && argc >= 3) {
         std::vector<std::string> keep;
-        if (argc > 4) {
+        if (argc > 4 && std::string(argv[4]) != "-") {
             std::string titles = argv[4];
             for (std::size_t start = 0; start <= titles.size();) {
                 const std::size_t end = titles.find(';', start);
@@ -894,7 +926,7 @@ int main(int argc, char** argv)
                 start = end == std::string::npos ? titles.size() + 1 : end + 1;
             }
         }
-        status = view(argv[2], argc > 3 ? argv[3] : "", keep);
+        status = view(argv[2], argc > 3 ? argv[3] : "", keep, argc > 6 ? argv[5] : "", argc > 6 ? argv[6] : "");
     } else if (mode == "bench" && argc == 3) {
         status = bench(argv[2]);
     } else {
