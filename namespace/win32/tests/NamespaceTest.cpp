@@ -431,6 +431,22 @@ int showMenu(const std::string& path, const std::vector<std::string>& names)
     return 0;
 }
 
+// Runs the entry VERB of a menu as the file manager does, its menu made first.
+HRESULT runVerb(IContextMenu* menu, const std::string& verb, const std::string& parameters, HWND window)
+{
+    HMENU popup = CreatePopupMenu();
+    menu->QueryContextMenu(popup, 0, 1, 0x7FFF, CMF_NORMAL);
+    CMINVOKECOMMANDINFO info = {};
+    info.cbSize = sizeof info;
+    info.hwnd = window;
+    info.lpVerb = verb.c_str();
+    info.lpParameters = parameters.empty() ? nullptr : parameters.c_str();
+    info.nShow = SW_SHOWNORMAL;
+    const HRESULT hr = menu->InvokeCommand(&info);
+    DestroyMenu(popup);
+    return hr;
+}
+
 int invoke(const std::string& path, const std::string& verb, const std::string& parameters,
            const std::vector<std::string>& names)
 {
@@ -440,15 +456,7 @@ int invoke(const std::string& path, const std::string& verb, const std::string& 
         std::printf("no menu\n");
         return 1;
     }
-    HMENU popup = CreatePopupMenu();
-    menu->QueryContextMenu(popup, 0, 1, 0x7FFF, CMF_NORMAL);
-    CMINVOKECOMMANDINFO info = {};
-    info.cbSize = sizeof info;
-    info.lpVerb = verb.c_str();
-    info.lpParameters = parameters.empty() ? nullptr : parameters.c_str();
-    info.nShow = SW_SHOWNORMAL;
-    std::printf("0x%08lX\n", static_cast<unsigned long>(menu->InvokeCommand(&info)));
-    DestroyMenu(popup);
+    std::printf("0x%08lX\n", static_cast<unsigned long>(runVerb(menu, verb, parameters, nullptr)));
     menu->Release();
     folder->Release();
     return 0;
@@ -687,22 +695,33 @@ void pump(int milliseconds)
     }
 }
 
+// The number of columns of a list view, and the title of one (by its index).
+int listColumnCount(HWND list)
+{
+    HWND header = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
+    return header != nullptr ? static_cast<int>(SendMessageW(header, HDM_GETITEMCOUNT, 0, 0)) : 0;
+}
+
+std::string columnTitle(HWND list, int index)
+{
+    WCHAR text[256] = {};
+    LVCOLUMNW column = {};
+    column.mask = LVCF_TEXT;
+    column.pszText = text;
+    column.cchTextMax = 256;
+    SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(&column));
+    return narrow(text);
+}
+
 // The list view's columns and rows, as the user reads them: "title|title..." and a line a row.
 std::vector<std::string> rowsOf(HWND list, std::string& header)
 {
-    HWND headerControl = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
-    const int columns = headerControl != nullptr ? static_cast<int>(SendMessageW(headerControl, HDM_GETITEMCOUNT, 0, 0)) : 0;
+    const int columns = listColumnCount(list);
     std::vector<int> order(static_cast<std::size_t>(std::max(columns, 1)));
     SendMessageW(list, LVM_GETCOLUMNORDERARRAY, static_cast<WPARAM>(columns), reinterpret_cast<LPARAM>(order.data()));
     header.clear();
     for (int c = 0; c < columns; ++c) {
-        WCHAR text[256] = {};
-        LVCOLUMNW column = {};
-        column.mask = LVCF_TEXT;
-        column.pszText = text;
-        column.cchTextMax = 256;
-        SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(order[static_cast<std::size_t>(c)]), reinterpret_cast<LPARAM>(&column));
-        header += (c == 0 ? "" : "|") + narrow(text);
+        header += (c == 0 ? "" : "|") + columnTitle(list, order[static_cast<std::size_t>(c)]);
     }
     std::vector<std::string> rows;
     const int count = static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0));
@@ -722,36 +741,19 @@ std::vector<std::string> rowsOf(HWND list, std::string& header)
     return rows;
 }
 
-// The folder at PATH in the system's view as the file manager shows it (details), in a window of
-// our own: its columns and rows; the window pictured into PICTURE.
 // The columns of a list rearranged as a user leaves them in the view: those `keep` does not name
 // taken away (as the system's view does with a column the user hides), the rest in its order.
 void rearrange(HWND list, const std::vector<std::string>& keep)
 {
-    std::string header;
-    rowsOf(list, header);
-    for (int c = static_cast<int>(SendMessageW(reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0)), HDM_GETITEMCOUNT, 0, 0)) - 1;
-         c >= 0; --c) {
-        WCHAR text[256] = {};
-        LVCOLUMNW column = {};
-        column.mask = LVCF_TEXT;
-        column.pszText = text;
-        column.cchTextMax = 256;
-        SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(c), reinterpret_cast<LPARAM>(&column));
-        if (std::find(keep.begin(), keep.end(), narrow(text)) == keep.end()) {
+    for (int c = listColumnCount(list) - 1; c >= 0; --c) {
+        if (std::find(keep.begin(), keep.end(), columnTitle(list, c)) == keep.end()) {
             SendMessageW(list, LVM_DELETECOLUMN, static_cast<WPARAM>(c), 0);
         }
     }
     std::vector<int> order;
     for (const std::string& title : keep) {
-        for (int c = 0; c < static_cast<int>(keep.size()); ++c) {
-            WCHAR text[256] = {};
-            LVCOLUMNW column = {};
-            column.mask = LVCF_TEXT;
-            column.pszText = text;
-            column.cchTextMax = 256;
-            if (SendMessageW(list, LVM_GETCOLUMNW, static_cast<WPARAM>(c), reinterpret_cast<LPARAM>(&column)) &&
-                narrow(text) == title) {
+        for (int c = 0, n = listColumnCount(list); c < n; ++c) {
+            if (columnTitle(list, c) == title) {
                 order.push_back(c);
             }
         }
@@ -759,6 +761,8 @@ void rearrange(HWND list, const std::vector<std::string>& keep)
     SendMessageW(list, LVM_SETCOLUMNORDERARRAY, order.size(), reinterpret_cast<LPARAM>(order.data()));
 }
 
+// The folder at PATH in the system's view as the file manager shows it (details), in a window of
+// our own: its columns and rows; the window pictured into PICTURE.
 int view(const std::string& path, const std::string& picturePath, const std::vector<std::string>& keep,
          const std::string& renaming, const std::string& newName)
 {
@@ -818,17 +822,8 @@ int view(const std::string& path, const std::string& picturePath, const std::vec
             if (!renaming.empty()) {
                 // Rename from the item's menu, run from the view: the name is typed in the list.
                 IShellFolder2* again = nullptr;
-                auto* menu = static_cast<IContextMenu*>(objectOf(path, {renaming}, IID_IContextMenu, &again));
-                if (menu != nullptr) {
-                    HMENU popup = CreatePopupMenu();
-                    menu->QueryContextMenu(popup, 0, 1, 0x7FFF, CMF_NORMAL);
-                    CMINVOKECOMMANDINFO info = {};
-                    info.cbSize = sizeof info;
-                    info.hwnd = viewWindow;
-                    info.lpVerb = "rename";
-                    info.nShow = SW_SHOWNORMAL;
-                    std::printf("rename: 0x%08lX\n", static_cast<unsigned long>(menu->InvokeCommand(&info)));
-                    DestroyMenu(popup);
+                if (IContextMenu* menu = menuOf(path, {renaming}, &again)) {
+                    std::printf("rename: 0x%08lX\n", static_cast<unsigned long>(runVerb(menu, "rename", "", viewWindow)));
                     menu->Release();
                 }
                 if (again != nullptr) {
