@@ -101,6 +101,19 @@ ISODateTime::ISODateTime(std::int16_t year, std::int16_t month, std::int16_t day
     ISODateTime::format();
 }
 
+long long ISODateTime::utcSeconds() const noexcept
+{
+    std::tm t{};
+    t.tm_year = year_ - 1900;
+    t.tm_mon = month_ - 1;
+    t.tm_mday = day_;
+    t.tm_hour = hour_;
+    t.tm_min = minute_;
+    t.tm_sec = second_;
+    const long long offsetMinutes = zoneHours_ * 60LL + (zoneHours_ < 0 ? -zoneMinutes_ : zoneMinutes_);
+    return secondsAsUtc(t) - offsetMinutes * 60;
+}
+
 void ISODateTime::setZone(std::int16_t zoneHours, std::uint16_t zoneMinutes)
 {
     if (zoneHours == LocalZoneHours || zoneMinutes == LocalZoneMinutes) {

@@ -476,6 +476,26 @@ std::string Field::valueText(const DisplayContext& context) const
     return genericValueText();
 }
 
+bool Field::dumpLine(std::string& name, std::string& text, const DisplayContext& context) const
+{
+    const TagRow* r = row(context, true);
+    std::string value;
+    ValueText out(value);
+    if (r != nullptr && r->formatter(out, *this, context)) {
+        if (r->formatter == &Formatters::silent) {
+            return false;
+        }
+        name = r->name;
+        text = std::move(value);
+        return true;
+    }
+    std::ostringstream generic;
+    generic << hexTag(tag_) << " (" << typeName(type_) << ", " << count_ << ")";
+    name = generic.str();
+    text = damaged_ ? std::string() : genericValueText();
+    return true;
+}
+
 std::string Field::label(const DisplayContext& context) const
 {
     std::string text;

@@ -34,6 +34,8 @@ public:
     std::int16_t zoneHours() const noexcept { return zoneHours_; }
     std::int16_t zoneMinutes() const noexcept { return zoneMinutes_; }
     std::uint32_t nanoseconds() const noexcept { return nanoseconds_; }
+    // The moment as seconds since 1970-01-01 00:00 UTC, the zone's offset taken off.
+    long long utcSeconds() const noexcept;
 
     // The text as it stands: what parse() reads and format() writes.
     const std::string& text() const noexcept { return text_; }

@@ -207,6 +207,11 @@ public:
     std::string genericValueText() const;
     // The row's name, or "Tag 0x829a" for a tag no table names.
     std::string label(const DisplayContext& context = DisplayContext::standard()) const;
+    // The dump's line for the field split at its ": ", for those who show the dump's lines in
+    // their own way (scripts): the row's name and the display text, or the generic form's
+    // "Tag 0x829a (rational_t, 1)" and values. False for a silent row, which shows no line.
+    bool dumpLine(std::string& name, std::string& text,
+                  const DisplayContext& context = DisplayContext::standard()) const;
 
 private:
     void load(TIFFReader& reader);
