@@ -1,6 +1,7 @@
 // The module: load-time initialisation, the class table, the class factories and the exported
 // entry points.
 #include "Server.h"
+#include "Automation.h"
 #include "ViewerParts.h"
 
 #include <NamespaceFolder.h>
@@ -50,14 +51,14 @@ HRESULT createNamespaceEntry(int, IUnknown* outer, IUnknown** inner)
     return Namespace::createNamespaceFolder(outer, inner);
 }
 
-// The class table: identifier, registration script, and the creator of the class's objects
-// (null while they are not built: such a class is registered but not served).
+// The class table: identifier, registration script, the creator of the class's objects, and
+// whether they may be aggregated.
 const ClassEntry ClassTable[] = {
-    {"{86B404E0-5673-4F00-8AFF-335DAEF6C2DF}", 207, nullptr, 0, false}, // CEXIFImage
-    {"{246AE10A-11B0-4507-9441-79321B2B6DE7}", 102, nullptr, 0, true},  // CIFD
-    {"{DB7EA6DF-BB68-486F-936C-ABCD1949FC3B}", 208, nullptr, 0, false}, // CField
-    {"{2DF2EB8B-BCD5-4736-9D48-085144E70BF3}", 104, nullptr, 0, true},  // CIFDs
-    {"{D236AA06-A5A9-438B-87A3-D51D8FD38093}", 105, nullptr, 0, true},  // CFields
+    {"{86B404E0-5673-4F00-8AFF-335DAEF6C2DF}", 207, createExifImage, 0, false}, // CEXIFImage
+    {"{246AE10A-11B0-4507-9441-79321B2B6DE7}", 102, createIfd, 0, true},  // CIFD
+    {"{DB7EA6DF-BB68-486F-936C-ABCD1949FC3B}", 208, createField, 0, false}, // CField
+    {"{2DF2EB8B-BCD5-4736-9D48-085144E70BF3}", 104, createIfds, 0, true},  // CIFDs
+    {"{D236AA06-A5A9-438B-87A3-D51D8FD38093}", 105, createFields, 0, true},  // CFields
     {"{0DF49261-F891-4A12-9092-EC3566EADCCC}", 101, createPropertySheetEntry, 0, true},
     {"{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", 103, createContextMenuEntry, 0, true},
     {"{FC7BBDBC-7E6D-4911-9CC3-E0B46EB48244}", 206, createPreviewEntry, 0, true},
@@ -72,7 +73,7 @@ const ClassEntry ClassTable[] = {
     {"{E1C1BE26-35A8-4999-A3A6-235CB7BD558B}", 277, createOverlayIdentifier, ExifXmp, false},
     {"{E3F36090-0540-418f-8136-074D5B255B59}", 278, createOverlayIdentifier, ExifIptc, false},
     {"{2E9BD3CA-A57F-450b-B1BA-A6A58C0C1D51}", 279, createOverlayIdentifier, ExifXmpIptc, false},
-    {"{56216B02-5B31-48EB-A0B6-D86A595BCC3F}", 156, nullptr, 0, true}, // CLumenoFilterIPTC
+    {"{56216B02-5B31-48EB-A0B6-D86A595BCC3F}", 156, createIptcFilter, 0, true}, // CLumenoFilterIPTC
 };
 
 bool sameClass(REFCLSID clsid, const char* text)
@@ -264,6 +265,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved
     if (reason == DLL_PROCESS_DETACH && reserved == nullptr) {
         // Unloaded while the process goes on (no window of ours can be open then).
         unregisterViewerClasses();
+        releaseTypeInfos();
     }
     if (reason == DLL_PROCESS_ATTACH) {
         g_rawIptcFormat = RegisterClipboardFormatA("LUMENO_RAW_IPTC");
@@ -303,9 +305,6 @@ extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID riid, void** 
     *ppv = nullptr;
     for (const ClassEntry& entry : ClassTable) {
         if (sameClass(clsid, entry.clsid)) {
-            if (entry.create == nullptr) {
-                break;
-            }
             ClassFactory* factory = new (std::nothrow) ClassFactory(entry);
             if (factory == nullptr) {
                 return E_OUTOFMEMORY;

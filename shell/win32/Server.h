@@ -168,6 +168,14 @@ HRESULT createInfoTip(IUnknown* outer, IUnknown** inner);
 HRESULT createContextMenu(IUnknown* outer, IUnknown** inner);
 HRESULT createPropertySheet(IUnknown* outer, IUnknown** inner);
 HRESULT createOverlayIdentifier(int kind, IUnknown* outer, IUnknown** inner);
+// The automation objects (EXIF.EXIFImage, EXIF.IFDs, EXIF.IFD, EXIF.Fields, EXIF.Field) and the
+// IPTC indexing filter.
+HRESULT createExifImage(int, IUnknown* outer, IUnknown** inner);
+HRESULT createIfds(int, IUnknown* outer, IUnknown** inner);
+HRESULT createIfd(int, IUnknown* outer, IUnknown** inner);
+HRESULT createFields(int, IUnknown* outer, IUnknown** inner);
+HRESULT createField(int, IUnknown* outer, IUnknown** inner);
+HRESULT createIptcFilter(int, IUnknown* outer, IUnknown** inner);
 // The preview and the slide show: one object per process for every request that does not
 // aggregate it (an aggregated one belongs to its outer object alone, so it is made anew).
 HRESULT createPreview(IUnknown* outer, IUnknown** inner);

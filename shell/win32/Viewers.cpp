@@ -1,6 +1,7 @@
 // The preview and slide-show classes: the objects the context menu and scripts make to open the
 // windows. Each is handed the pictures (a string enumerator from the menu, paths one by one from
 // a script) and shows them; the window keeps its object while it is open.
+#include "Automation.h"
 #include "Server.h"
 #include "ViewerParts.h"
 
@@ -15,29 +16,13 @@ namespace Lumeno::Shell {
 
 namespace {
 
-// The type library in the module, whose descriptions answer the scripts' calls.
-ITypeInfo* typeInfo(REFIID iid)
-{
-    ITypeLib* library = nullptr;
-    if (FAILED(LoadTypeLibEx(modulePath().c_str(), REGKIND_NONE, &library))) {
-        return nullptr;
-    }
-    ITypeInfo* info = nullptr;
-    library->GetTypeInfoOfGuid(iid, &info);
-    library->Release();
-    return info;
-}
-
-template <class Interface> class Viewer final : public ComObject, public Interface {
+template <class Interface> class Viewer final : public ComObject, public Dispatch<Interface> {
 public:
     using Open = HWND (*)(const std::vector<std::string>& files, const ViewerHooks& hooks);
 
     Viewer(Open open, Viewer** singleton, IUnknown* outer) : ComObject(outer), open_(open), singleton_(singleton) {}
     ~Viewer() override
     {
-        if (info_ != nullptr) {
-            info_->Release();
-        }
         if (singleton_ != nullptr) {
             std::lock_guard<std::mutex> lock(singletonMutex());
             if (*singleton_ == this) {
@@ -53,47 +38,6 @@ public:
     }
 
     LUMENO_DELEGATING_UNKNOWN
-
-    // IDispatch, from the type library.
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override
-    {
-        if (count == nullptr) {
-            return E_POINTER;
-        }
-        *count = 1;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override
-    {
-        if (info == nullptr) {
-            return E_POINTER;
-        }
-        *info = nullptr;
-        if (index != 0) {
-            return DISP_E_BADINDEX;
-        }
-        ITypeInfo* own = ownInfo();
-        if (own == nullptr) {
-            return TYPE_E_CANTLOADLIBRARY;
-        }
-        own->AddRef();
-        *info = own;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override
-    {
-        ITypeInfo* own = ownInfo();
-        return own == nullptr ? TYPE_E_CANTLOADLIBRARY : DispGetIDsOfNames(own, names, count, ids);
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
-                                     EXCEPINFO* exception, UINT* badArgument) override
-    {
-        ITypeInfo* own = ownInfo();
-        if (own == nullptr) {
-            return TYPE_E_CANTLOADLIBRARY;
-        }
-        return DispInvoke(static_cast<Interface*>(this), own, id, flags, parameters, result, exception, badArgument);
-    }
 
     HRESULT STDMETHODCALLTYPE AddFile(BSTR path) override
     {
@@ -219,21 +163,11 @@ protected:
     }
 
 private:
-    ITypeInfo* ownInfo()
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (info_ == nullptr) {
-            info_ = typeInfo(__uuidof(Interface));
-        }
-        return info_;
-    }
-
     Open open_;
     Viewer** singleton_;
     std::mutex mutex_;
     std::vector<std::string> files_;
     std::atomic<HWND> window_{nullptr};
-    ITypeInfo* info_ = nullptr;
 };
 
 using Preview = Viewer<ILumenoPreview>;

@@ -6,6 +6,8 @@
 //   server-test bench DLL FOLDER COUNT     every column of IMG_0000.JPG... in FOLDER, twice, timed
 #include "TestHost.h"
 
+#include <set>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -233,30 +235,60 @@ int runChecks(const char* dll, const char* jpeg)
     check(m.reg() == S_OK, "with every type present registration succeeds");
     checkHandlers("Paint.Picture", false);
 
-    // Objects: the built classes are served, the others not yet.
+    // Objects: every class is served; those the table marks are made aggregated too, the others
+    // refuse an outer object.
     HRESULT hr = S_OK;
     IColumnProvider* columns = create<IColumnProvider>(m, "{5D2257E7-CCBF-496F-A579-0E5625E2E15B}", IID_IColumnProvider);
     check(columns != nullptr, "column provider created");
     IQueryInfo* tip = create<IQueryInfo>(m, "{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}", IID_IQueryInfo);
     check(tip != nullptr, "info tip created");
-    // (The automation's image object is registered but not served yet.)
-    IUnknown* none = create<IUnknown>(m, "{86B404E0-5673-4F00-8AFF-335DAEF6C2DF}", IID_IUnknown, nullptr, &hr);
-    check(none == nullptr && hr == CLASS_E_CLASSNOTAVAILABLE, "a class not built yet is not available");
-    if (none != nullptr) {
-        none->Release();
-    }
     create<IUnknown>(m, "{00000000-1111-2222-3333-444444444444}", IID_IUnknown, nullptr, &hr);
     check(hr == CLASS_E_CLASSNOTAVAILABLE, "an unknown class is not available");
     Outer outer;
-    create<IUnknown>(m, "{3E57A8B6-849B-476E-A3E9-CFCE49E3662A}", IID_IUnknown, &outer, &hr);
-    check(hr == CLASS_E_NOAGGREGATION, "overlays cannot be aggregated");
+    const std::set<std::string> aggregatable = {
+        "{246AE10A-11B0-4507-9441-79321B2B6DE7}", "{2DF2EB8B-BCD5-4736-9D48-085144E70BF3}",
+        "{D236AA06-A5A9-438B-87A3-D51D8FD38093}", "{0DF49261-F891-4A12-9092-EC3566EADCCC}",
+        "{E376AE75-7C59-4487-B40C-082CCBB4ABDE}", "{FC7BBDBC-7E6D-4911-9CC3-E0B46EB48244}",
+        "{4B0D5947-C512-4028-93B6-FD94EEF5AECA}", "{F36B4023-B4F2-4C40-9CDC-0E1B0C66F1FC}",
+        "{5D2257E7-CCBF-496F-A579-0E5625E2E15B}", "{56216B02-5B31-48EB-A0B6-D86A595BCC3F}"};
+    for (const ClassRow& r : Rows) {
+        const std::string name = r.description;
+        IUnknown* plain = create<IUnknown>(m, r.clsid, IID_IUnknown, nullptr, &hr);
+        check(plain != nullptr && hr == S_OK, name + ": served");
+        if (plain != nullptr) plain->Release();
+        IUnknown* inner = create<IUnknown>(m, r.clsid, IID_IUnknown, &outer, &hr);
+        const bool expected = aggregatable.count(r.clsid) > 0;
+        check(expected ? inner != nullptr && hr == S_OK : inner == nullptr && hr == CLASS_E_NOAGGREGATION,
+              name + (expected ? ": made aggregated" : ": refuses aggregation"));
+        if (inner != nullptr) inner->Release();
+    }
+    create<IUnknown>(m, "{5D2257E7-CCBF-496F-A579-0E5625E2E15B}", IID_IColumnProvider, &outer, &hr);
+    check(hr == CLASS_E_NOAGGREGATION, "an aggregated object hands out its inner unknown alone");
     IUnknown* inner = create<IUnknown>(m, "{5D2257E7-CCBF-496F-A579-0E5625E2E15B}", IID_IUnknown, &outer, &hr);
-    check(inner != nullptr && hr == S_OK, "the column provider can be aggregated");
     IColumnProvider* viaInner = nullptr;
     check(inner != nullptr && SUCCEEDED(inner->QueryInterface(IID_IColumnProvider, reinterpret_cast<void**>(&viaInner))),
           "the inner unknown answers its interface");
     if (viaInner) viaInner->Release();
     if (inner) inner->Release();
+    // The automation collections made aggregated answer their dispatch interface through the
+    // inner unknown, and are empty.
+    IUnknown* ifds = create<IUnknown>(m, "{2DF2EB8B-BCD5-4736-9D48-085144E70BF3}", IID_IUnknown, &outer, &hr);
+    IDispatch* ifdsDispatch = nullptr;
+    check(ifds != nullptr && SUCCEEDED(ifds->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&ifdsDispatch))),
+          "aggregated IFDs answer IDispatch");
+    if (ifdsDispatch != nullptr) {
+        DISPID count = 0;
+        LPOLESTR name = const_cast<LPOLESTR>(L"Count");
+        DISPPARAMS none = {};
+        VARIANT result;
+        VariantInit(&result);
+        check(ifdsDispatch->GetIDsOfNames(IID_NULL, &name, 1, 0, &count) == S_OK &&
+                  ifdsDispatch->Invoke(count, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr) == S_OK &&
+                  V_VT(&result) == VT_I4 && V_I4(&result) == 0,
+              "an IFDs collection made on its own counts 0");
+        ifdsDispatch->Release();
+    }
+    if (ifds != nullptr) ifds->Release();
 
     if (columns != nullptr) {
         columns->Initialize(nullptr);
