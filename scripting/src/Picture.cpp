@@ -148,6 +148,10 @@ void Picture::read()
         iptc.push_back({Metadata::Record2DataSet::nameOf(d.dataSet()), d.dataSet(), datasetText(record, d.text())});
     }
 
+    // Taken before anything reads its properties: a packet not used since it was read is given
+    // back exactly as the file holds it.
+    std::string xmp = image->xmp() ? Metadata::Text::unicodeToUtf8(image->xmp()->packetText()) : std::string();
+
     std::vector<std::pair<std::string, std::string>> values;
     const Metadata::MetadataValues reconciled(*image);
     for (const auto& [name, v] : reconciled.values()) {
@@ -163,7 +167,7 @@ void Picture::read()
 
     directories_ = std::move(directories);
     iptc_ = std::move(iptc);
-    xmp_ = image->xmp() ? Metadata::Text::unicodeToUtf8(image->xmp()->packetText()) : std::string();
+    xmp_ = std::move(xmp);
     values_ = std::move(values);
     warnings_ = std::move(warnings);
 }
