@@ -49,10 +49,11 @@ std::string currentMessage()
     return Commands::failureReason(std::current_exception());
 }
 
-// An index argument: a position from 0, or a name (any other variant that turns into a number
-// is a position).
-bool indexOf(const VARIANT& index, long& position, std::string& name)
+// An index argument: a name (`byName`), or a position from 0 (any other variant that turns into
+// a number).
+bool indexOf(const VARIANT& index, long& position, std::string& name, bool& byName)
 {
+    byName = false;
     VARIANT copy;
     VariantInit(&copy);
     const VARIANT* given = &index;
@@ -62,7 +63,7 @@ bool indexOf(const VARIANT& index, long& position, std::string& name)
     if (V_VT(given) == VT_BSTR || V_VT(given) == (VT_BSTR | VT_BYREF)) {
         const BSTR text = V_VT(given) == VT_BSTR ? V_BSTR(given) : *V_BSTRREF(given);
         name = text != nullptr ? toUtf8(text) : std::string();
-        position = -1;
+        byName = true;
         return true;
     }
     if (FAILED(VariantChangeType(&copy, const_cast<VARIANT*>(given), 0, VT_I4))) {
@@ -192,17 +193,18 @@ public:
         *item = nullptr;
         long position = -1;
         std::string name;
-        if (!indexOf(index, position, name)) {
+        bool byName = false;
+        if (!indexOf(index, position, name, byName)) {
             return reportError(__uuidof(Interface), List::Source, "the index is neither a number nor a name",
                                DISP_E_TYPEMISMATCH);
         }
-        if (position < 0) {
+        if (byName) {
             position = list_.find(name);
             if (position < 0) {
                 return reportError(__uuidof(Interface), List::Source, "there is no " + std::string(List::What) + " called '" + name + "'",
                                    DISP_E_BADINDEX);
             }
-        } else if (static_cast<std::size_t>(position) >= list_.size()) {
+        } else if (position < 0 || static_cast<std::size_t>(position) >= list_.size()) {
             return reportError(__uuidof(Interface), List::Source,
                                "there is no " + std::string(List::What) + " " + std::to_string(position) + " (there are " +
                                    std::to_string(list_.size()) + ", counted from 0)",

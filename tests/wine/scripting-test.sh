@@ -131,6 +131,7 @@ fields: 10 Make
 caption: Sunrise over the lake; keywords: sunrise; lake
 file: True
 bad index: there is no IFD 99 (there are 2, counted from 0)
+negative index: there is no IFD -1 (there are 2, counted from 0)
 bad name: there is no IFD called 'Nope'
 bad dataset: unknown IPTC dataset 'Favourite colour'
 on its own: 0 0

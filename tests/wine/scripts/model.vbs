@@ -26,6 +26,9 @@ On Error Resume Next
 Set f = ifds(99)
 WScript.Echo "bad index: " & Err.Description
 Err.Clear
+Set f = ifds(-1)
+WScript.Echo "negative index: " & Err.Description
+Err.Clear
 Set f = ifds("Nope")
 WScript.Echo "bad name: " & Err.Description
 Err.Clear
