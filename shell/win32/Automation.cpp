@@ -18,9 +18,7 @@
 #include <new>
 
 namespace Lumeno::Shell {
-
 namespace {
-
 using Scripting::Picture;
 using PictureRef = std::shared_ptr<const Picture>;
 
@@ -75,13 +73,12 @@ bool indexOf(const VARIANT& index, long& position, std::string& name, bool& byNa
 
 // ---- Field -------------------------------------------------------------------------------
 
-class Field final : public ComObject, public Dispatch<IField> {
+class Field final : public DispatchObject<IField> {
 public:
     Field(PictureRef picture, const Scripting::FieldEntry& entry, IUnknown* outer)
-        : ComObject(outer), picture_(std::move(picture)), entry_(entry)
+        : DispatchObject(outer), picture_(std::move(picture)), entry_(entry)
     {
     }
-    LUMENO_DELEGATING_UNKNOWN
 
     HRESULT STDMETHODCALLTYPE get_Value(VARIANT* value) override
     {
@@ -150,15 +147,6 @@ public:
         return shown == nullptr ? E_POINTER : (*shown = entry_.shown ? VARIANT_TRUE : VARIANT_FALSE, S_OK);
     }
 
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(IField))) {
-            return static_cast<IField*>(this);
-        }
-        return nullptr;
-    }
-
 private:
     PictureRef picture_; // keeps entry_ alive
     const Scripting::FieldEntry& entry_;
@@ -176,10 +164,9 @@ const Scripting::FieldEntry& noField()
 // What the two collections share: Count, Item by position or name, and _NewEnum. `List` gives
 // the items' count, finds one by name and makes the object of one.
 template <class Interface, class ItemInterface, class List>
-class Collection : public ComObject, public Dispatch<Interface> {
+class Collection : public DispatchObject<Interface> {
 public:
-    Collection(List list, IUnknown* outer) : ComObject(outer), list_(std::move(list)) {}
-    LUMENO_DELEGATING_UNKNOWN
+    Collection(List list, IUnknown* outer) : DispatchObject<Interface>(outer), list_(std::move(list)) {}
 
     HRESULT STDMETHODCALLTYPE get_Count(LONG* count) override
     {
@@ -233,15 +220,6 @@ public:
             enumerator);
     }
 
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(Interface))) {
-            return static_cast<Interface*>(this);
-        }
-        return nullptr;
-    }
-
 private:
     List list_;
 };
@@ -268,13 +246,12 @@ using Fields = Collection<IFields, IField, FieldList>;
 
 // ---- IFD -----------------------------------------------------------------------------------
 
-class Ifd final : public ComObject, public Dispatch<IIFD> {
+class Ifd final : public DispatchObject<IIFD> {
 public:
     Ifd(PictureRef picture, const Scripting::Directory* directory, IUnknown* outer)
-        : ComObject(outer), picture_(std::move(picture)), directory_(directory)
+        : DispatchObject(outer), picture_(std::move(picture)), directory_(directory)
     {
     }
-    LUMENO_DELEGATING_UNKNOWN
 
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* name) override
     {
@@ -291,15 +268,6 @@ public:
         }
         *fields = nullptr;
         return createInterface<Fields>(__uuidof(IFields), reinterpret_cast<void**>(fields), FieldList{picture_, directory_});
-    }
-
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(IIFD))) {
-            return static_cast<IIFD*>(this);
-        }
-        return nullptr;
     }
 
 private:
@@ -328,10 +296,9 @@ using Ifds = Collection<IIFDs, IIFD, DirectoryList>;
 
 // ---- EXIFImage ---------------------------------------------------------------------------
 
-class ExifImage final : public ComObject, public Dispatch<IEXIFImage> {
+class ExifImage final : public DispatchObject<IEXIFImage> {
 public:
-    explicit ExifImage(IUnknown* outer) : ComObject(outer) {}
-    LUMENO_DELEGATING_UNKNOWN
+    explicit ExifImage(IUnknown* outer) : DispatchObject(outer) {}
 
     HRESULT STDMETHODCALLTYPE Open(BSTR path) override
     {
@@ -400,15 +367,6 @@ public:
         } catch (...) {
             return E_OUTOFMEMORY;
         }
-    }
-
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(IEXIFImage))) {
-            return static_cast<IEXIFImage*>(this);
-        }
-        return nullptr;
     }
 
 private:

@@ -76,6 +76,23 @@ public:
     }
 };
 
+// An object whose one interface is the dual `Interface` (with IDispatch), aggregatable like any
+// other.
+template <class Interface> class DispatchObject : public ComObject, public Dispatch<Interface> {
+public:
+    explicit DispatchObject(IUnknown* outer) : ComObject(outer) {}
+    LUMENO_DELEGATING_UNKNOWN
+
+protected:
+    void* interfaceFor(REFIID riid) override
+    {
+        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(Interface))) {
+            return static_cast<Interface*>(this);
+        }
+        return nullptr;
+    }
+};
+
 // IEnumVARIANT over `count` items, the i-th made by `item` when it is handed out; its clones
 // share `item`.
 HRESULT createVariantEnumerator(std::size_t count, std::function<HRESULT(std::size_t, VARIANT*)> item, IUnknown** out);

@@ -13,14 +13,12 @@
 #include <mutex>
 
 namespace Lumeno::Shell {
-
 namespace {
-
-template <class Interface> class Viewer final : public ComObject, public Dispatch<Interface> {
+template <class Interface> class Viewer final : public DispatchObject<Interface> {
 public:
     using Open = HWND (*)(const std::vector<std::string>& files, const ViewerHooks& hooks);
 
-    Viewer(Open open, Viewer** singleton, IUnknown* outer) : ComObject(outer), open_(open), singleton_(singleton) {}
+    Viewer(Open open, Viewer** singleton, IUnknown* outer) : DispatchObject<Interface>(outer), open_(open), singleton_(singleton) {}
     ~Viewer() override
     {
         if (singleton_ != nullptr) {
@@ -36,8 +34,6 @@ public:
         static std::mutex mutex;
         return mutex;
     }
-
-    LUMENO_DELEGATING_UNKNOWN
 
     HRESULT STDMETHODCALLTYPE AddFile(BSTR path) override
     {
@@ -98,12 +94,12 @@ public:
         ViewerHooks hooks;
         hooks.opened = [this](HWND window) {
             // The window keeps its object, and so the module, while it is open.
-            controllingUnknown()->AddRef();
+            this->controllingUnknown()->AddRef();
             window_ = window;
         };
         hooks.closed = [this] {
             window_ = nullptr;
-            controllingUnknown()->Release();
+            this->controllingUnknown()->Release();
         };
         try {
             return open_(files, hooks) != nullptr ? S_OK : E_FAIL;
@@ -151,15 +147,6 @@ public:
         *index = open == nullptr ? -1
                                  : static_cast<LONG>(LOWORD(SendMessageW(open, viewerStateMessage(), 0, 0)));
         return S_OK;
-    }
-
-protected:
-    void* interfaceFor(REFIID riid) override
-    {
-        if (IsEqualIID(riid, IID_IDispatch) || IsEqualIID(riid, __uuidof(Interface))) {
-            return static_cast<Interface*>(this);
-        }
-        return nullptr;
     }
 
 private:
