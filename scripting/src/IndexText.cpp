@@ -83,8 +83,9 @@ std::vector<IndexChunk> indexChunks(const Metadata::IPTC& record)
 {
     std::vector<IndexChunk> chunks;
     for (const D& d : record.dataSets()) {
-        // The object's own data and its preview (2:200 and after) are no text.
-        if (isDateOrTime(d.dataSet()) || d.dataSet() >= 200 || d.text().empty()) {
+        // The object's own data and its preview (2:200 and after) are no text; 2:0 and 2:1 would
+        // fill the property ids a property set reserves (its dictionary and code page).
+        if (isDateOrTime(d.dataSet()) || d.dataSet() < 2 || d.dataSet() >= 200 || d.text().empty()) {
             continue;
         }
         IndexChunk chunk;

@@ -275,6 +275,14 @@ private:
     HRESULT loadFile(const std::string& path)
     {
         std::vector<Chunk> chunks;
+        // A file that cannot be read leaves nothing of the one before it.
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            loaded_ = false;
+            all_.clear();
+            chunks_.clear();
+            current_ = 0;
+        }
         try {
             for (const Scripting::IndexChunk& c : Scripting::indexChunksOf(path)) {
                 chunks.push_back(Chunk{propertyOf(c), c.isDate, c.isDate ? std::basic_string<WCHAR>() : toUtf16(c.text),

@@ -208,6 +208,55 @@ TEST(ScriptingIndex, TextsWithTheirPropertiesThenDates)
     EXPECT_TRUE(sample.back().isDate);
 }
 
+// Datasets no property should take are left out: the object data and its preview (2:200 on),
+// 2:1 (which would be a property set's code page) and empty values; an unknown text dataset
+// still fills its own number.
+TEST(ScriptingIndex, DataSetsNoPropertyTakes)
+{
+    Metadata::IPTC record;
+    record.addDataSet(Metadata::Record2DataSet(1, "code page?"));
+    record.addDataSet(Metadata::Record2DataSet(150, "a dataset of its own"));
+    record.addDataSet(Metadata::Record2DataSet(202, "object data"));
+    record.addDataSet(Metadata::Record2DataSet(221, "preview"));
+    record.addDataSet(Metadata::Record2DataSet(Metadata::Record2DataSet::E_CITY, ""));
+    record.addDataSet(Metadata::Record2DataSet(Metadata::Record2DataSet::E_DATE_CREATED, "2024-05-06")); // no IPTC date
+    const std::vector<IndexChunk> chunks = indexChunks(record);
+    ASSERT_EQ(chunks.size(), 1u);
+    EXPECT_EQ(chunks[0].property, IndexProperty::Own);
+    EXPECT_EQ(chunks[0].dataSet, 150);
+    EXPECT_EQ(chunks[0].text, "a dataset of its own");
+}
+
+// Every stored hostile input and camera file either reads whole or throws; what reads gives
+// directories whose shown fields all have a name (under the sanitizers this is the model's own
+// fuzz replay).
+TEST(ScriptingPicture, HostileAndCameraFilesReadOrThrow)
+{
+    std::size_t read = 0, refused = 0;
+    for (const char* folder : {"fuzz", "camera"}) {
+        for (const auto& entry : fs::recursive_directory_iterator(std::string(LUMENO_TEST_DATA "/") + folder)) {
+            if (!entry.is_regular_file() || entry.path().extension() == ".md") {
+                continue;
+            }
+            try {
+                const Picture picture(entry.path().string());
+                for (const Directory& d : picture.directories()) {
+                    for (const FieldEntry& f : d.fields) {
+                        EXPECT_FALSE(f.name.empty()) << entry.path() << ", " << d.name << ", tag " << f.tag;
+                        EXPECT_TRUE(f.shown || f.text.empty());
+                    }
+                }
+                indexChunksOf(entry.path().string());
+                ++read;
+            } catch (const std::exception&) {
+                ++refused;
+            }
+        }
+    }
+    EXPECT_GT(read, 30u);
+    EXPECT_GT(refused, 0u);
+}
+
 TEST(ScriptingIndex, UtcSecondsTakeTheZoneOff)
 {
     EXPECT_EQ(Metadata::ISODateTime(1970, 1, 1, 0, 0, 0, 0, 0).utcSeconds(), 0);

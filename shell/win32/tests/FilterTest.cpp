@@ -186,6 +186,8 @@ int checks(Module& m, const std::string& sample)
     check(same, "the stream's chunks are the file's");
 
     check(loadFile(filter, sample + ".missing") == FILTER_E_ACCESS, "a missing file: FILTER_E_ACCESS");
+    check(filter->Init(0, 0, nullptr, &flags) == E_UNEXPECTED && filter->GetChunk(&stat) == FILTER_E_ACCESS,
+          "and nothing of the file loaded before is left");
     filter->Release();
 
     Outer outer;

@@ -34,8 +34,8 @@ struct IndexChunk {
     long long utcSeconds = 0; // since 1970, for a date
 };
 
-// The chunks of a record, texts in stored order (each value of a repeated dataset one chunk),
-// then the dates (a date without its time is taken at midnight, local time).
+// The chunks of a record, texts in stored order (each value of a repeated dataset one chunk;
+// none for the object data past 2:200, nor for 2:0 and 2:1), then the dates (a date without its time is taken at midnight, local time).
 std::vector<IndexChunk> indexChunks(const Metadata::IPTC& record);
 // The chunks of a JPEG or TIFF file; throws what reading it throws.
 std::vector<IndexChunk> indexChunksOf(const std::string& path);
